@@ -1,0 +1,17 @@
+include(CMakePackageConfigHelpers)
+
+install(TARGETS ondrix EXPORT OndrixTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY ${PROJECT_BINARY_DIR}/lib/ondrix.bundle DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/ondrix DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+        FILES_MATCHING PATTERN "*.h" PATTERN "platform/software" EXCLUDE PATTERN "platform/image" EXCLUDE
+        PATTERN "functions" EXCLUDE)
+install(FILES ${PROJECT_SOURCE_DIR}/ondrix/shading/Module.cpp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ondrix/shading)
+
+set(packageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/Ondrix)
+install(EXPORT OndrixTargets NAMESPACE ondrix:: DESTINATION ${packageFolder})
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/OndrixConfig.cmake.in ${PROJECT_BINARY_DIR}/OndrixConfig.cmake
+                              INSTALL_DESTINATION ${packageFolder} PATH_VARS CMAKE_INSTALL_INCLUDEDIR)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/OndrixConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/OndrixConfig.cmake ${PROJECT_BINARY_DIR}/OndrixConfigVersion.cmake
+              ${PROJECT_SOURCE_DIR}/cmake/OndrixShaderLibrary.cmake ${PROJECT_SOURCE_DIR}/cmake/shader-module.map
+        DESTINATION ${packageFolder})

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include <ondrix/platform/foundation/NSError.h>
+#include <ondrix/platform/metal/MTLCommandEncoder.h>
+#include <ondrix/platform/metal/MTLDrawable.h>
+
+namespace ondrix {
+
+enum class MTLCommandBufferStatus {
+    notEnqueued = 0,
+    enqueued = 1,
+    committed = 2,
+    scheduled = 3,
+    completed = 4,
+    error = 5
+};
+
+/// Recorded GPU work that runs once. Command buffers of one device run in the order of their `commit`, whichever queue
+/// they came from, and each sees all pixels of those before it. Recording happens on one thread at a time; `status`,
+/// `error` and `waitUntilCompleted` may be called from any thread. Everything bound is held until the work is done. A
+/// buffer dropped without `commit` does nothing.
+class MTLCommandBuffer {
+public:
+    virtual ~MTLCommandBuffer() = default;
+
+    /// Null after `commit`, or while another encoder of this buffer hasn't ended.
+    [[nodiscard]] virtual std::shared_ptr<MTLRenderCommandEncoder> makeRenderCommandEncoder(
+        const MTLRenderPassDescriptor& descriptor) = 0;
+    [[nodiscard]] virtual std::shared_ptr<MTLComputeCommandEncoder> makeComputeCommandEncoder() = 0;
+
+    /// Shows the drawable once the work is done.
+    virtual void present(std::shared_ptr<MTLDrawable> drawable) = 0;
+    /// Handlers run in the order they were added, on one thread of the device, after the work is done or has failed.
+    /// They may encode, commit and wait for other command buffers. Add them before `commit`.
+    virtual void addCompletedHandler(std::function<void(MTLCommandBuffer&)> handler) = 0;
+    /// Hands the work over. A second call does nothing.
+    virtual void commit() = 0;
+    /// Blocks until the work is done or has failed; handlers may still be running. Returns at once if never committed.
+    virtual void waitUntilCompleted() = 0;
+
+    [[nodiscard]] virtual MTLCommandBufferStatus status() const = 0;
+    /// Present exactly when the status is `error`: names the function, the slot and what was expected.
+    [[nodiscard]] virtual std::optional<NSError> error() const = 0;
+};
+
+/// Makes command buffers; owns no thread and costs next to nothing. Safe to use from any thread.
+class MTLCommandQueue {
+public:
+    virtual ~MTLCommandQueue() = default;
+
+    [[nodiscard]] virtual std::shared_ptr<MTLCommandBuffer> makeCommandBuffer() = 0;
+};
+
+}  // namespace ondrix

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include <ondrix/platform/foundation/NSError.h>
+#include <ondrix/platform/foundation/URL.h>
+#include <ondrix/platform/metal/MTLDevice.h>
+
+namespace ondrix {
+
+/// Reads picture files into textures: PNG of every colour type and depth, JPEG in grey and YCbCr. The result is
+/// bgra8Unorm, or bgra8Unorm_srgb with the option `SRGB`; usage shaderRead; first row at the top; colour not
+/// premultiplied; 16-bit samples rounded to 8. Size and memory are checked before anything is decoded.
+class MTKTextureLoader {
+public:
+    enum class Option {
+        SRGB,  ///< true: the pixels are sRGB-encoded, and reading the texture decodes them
+    };
+    using Options = std::map<Option, bool>;
+
+    explicit MTKTextureLoader(std::shared_ptr<MTLDevice> device);
+
+    /// Null on failure, with the reason in `error` (may be null).
+    [[nodiscard]] std::shared_ptr<MTLTexture> newTexture(const URL& withContentsOfURL, const Options& options,
+                                                         NSError* error) const;
+
+private:
+    std::shared_ptr<MTLDevice> device_;
+};
+
+}  // namespace ondrix

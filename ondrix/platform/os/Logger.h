@@ -1,0 +1,47 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace ondrix::os {
+
+/// Severity, in rising order.
+enum class LogType { debug, info, error, fault };
+
+/// One message as a sink receives it. The views are valid during the call only.
+struct LogMessage {
+    LogType type;
+    std::string_view subsystem;
+    std::string_view category;
+    std::string_view text;
+};
+
+using LogSink = std::function<void(const LogMessage&)>;
+
+/// Replaces the place where messages go, for all loggers of the process, and returns the previous one. An empty sink is
+/// the standard one, which writes "[subsystem:category] error: text" and a newline to standard error in one write. A
+/// sink may be called from any thread, also from several at once.
+LogSink setLogSink(LogSink sink);
+
+/// Messages below `minimum` are neither built nor written. `LogType::info` to begin with.
+void setLogLevel(LogType minimum);
+
+/// Writes printf-style messages under one subsystem and category. Safe to use from any thread; never throws.
+class Logger {
+public:
+    Logger(std::string subsystem, std::string category);
+
+    [[nodiscard]] const std::string& subsystem() const noexcept { return subsystem_; }
+    [[nodiscard]] const std::string& category() const noexcept { return category_; }
+    [[nodiscard]] static bool isEnabled(LogType type) noexcept;
+
+    [[gnu::format(printf, 2, 3)]] void error(const char* format, ...) const noexcept;
+    [[gnu::format(printf, 2, 3)]] void info(const char* format, ...) const noexcept;
+
+private:
+    std::string subsystem_;
+    std::string category_;
+};
+
+}  // namespace ondrix::os

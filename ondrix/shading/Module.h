@@ -1,0 +1,151 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+/// The boundary between a device and a shader library's modules: plain data and function pointers only, since a module
+/// and its host may be built by different compilers for different instruction sets. Everything here is owned by the
+/// caller and valid for the duration of one call, unless it says otherwise. Module functions are reentrant and never
+/// throw.
+namespace ondrix::shading {
+
+/// Grows with every change of this file; a module of another version is refused.
+inline constexpr std::uint32_t moduleVersion = 1;
+
+inline constexpr int textureSlots = 31;
+inline constexpr int bufferSlots = 31;
+inline constexpr int samplerSlots = 16;
+inline constexpr int maximumVaryings = 8;            ///< values that a vertex function hands to a fragment function
+inline constexpr int maximumVaryingComponents = 16;  ///< floats in all of them together
+inline constexpr int maximumVertexInputs = 16;
+
+/// Pixels of a bound texture. `format` is the raw value of an MTLPixelFormat.
+struct TextureView {
+    std::uint8_t* bytes = nullptr;
+    std::int64_t bytesPerRow = 0;  ///< at least width times the bytes of a pixel
+    std::int32_t width = 0;        ///< 1 to 16384
+    std::int32_t height = 0;       ///< 1 to 16384
+    std::uint32_t format = 0;
+};
+
+/// Raw values of the MTLSampler enumerations.
+struct SamplerView {
+    std::uint8_t minFilter = 0;
+    std::uint8_t magFilter = 0;
+    std::uint8_t sAddressMode = 0;
+    std::uint8_t tAddressMode = 0;
+    std::uint8_t borderColor = 0;
+};
+
+/// What a function's slots hold, indexed by slot. Only the slots that its parameters name are looked at; the host has
+/// made sure that they are filled and large enough. `constants` are copies that nobody writes to, 64-byte aligned.
+struct Bindings {
+    const TextureView* textures = nullptr;
+    const SamplerView* samplers = nullptr;
+    const void* const* constants = nullptr;
+};
+
+/// Value of one float over the pixels of a primitive: base + x * dx + y * dy at the centre of pixel (x, y).
+struct Plane {
+    double base = 0, dx = 0, dy = 0;
+};
+
+/// Pixels x0 <= x < x1 of row y.
+struct Span {
+    std::int32_t y = 0, x0 = 0, x1 = 0;
+};
+
+/// Part of a dispatch: the positions x < width, y0 <= y < y1. Positions outside the written textures are left out by
+/// the module. `serial` is the same for all parts of one dispatch or draw and never used twice by a process, so a
+/// module can keep tables of a draw in `scratch`; `scratch` belongs to one thread at a time, is 64-byte aligned, at
+/// least as large as `scratchBytes` said for these bindings, and starts with all bytes zero when it is first used or
+/// has been enlarged.
+struct ComputeTask {
+    Bindings bindings;
+    std::int32_t width = 0;
+    std::int32_t y0 = 0, y1 = 0;
+    std::uint64_t serial = 0;
+    void* scratch = nullptr;
+};
+
+/// Part of a draw: spans of one primitive, or of several that interpolate the same planes, in rising order of rows. All
+/// spans lie inside the target. `planes` holds the varyings' components one after another; when `perspective` is true
+/// they are divided by w, and `inverseW` is the plane of 1/w.
+struct FragmentTask {
+    Bindings bindings;
+    TextureView target;
+    const Span* spans = nullptr;
+    std::int32_t spanCount = 0;
+    std::uint8_t perspective = 0;
+    Plane inverseW;
+    Plane planes[maximumVaryingComponents];
+    std::uint64_t serial = 0;  ///< as in ComputeTask, and different for each set of planes
+    void* scratch = nullptr;
+};
+
+/// One vertex attribute as it lies in memory: `components` floats at bytes + vertex * stride. Vertices from
+/// `readableVertices` on read as zero.
+struct VertexStream {
+    const std::uint8_t* bytes = nullptr;
+    std::int64_t stride = 0;
+    std::int64_t readableVertices = 0;
+    std::int32_t components = 0;  ///< 1 to 4; missing ones read as 0, a missing fourth as 1
+};
+
+/// Runs a vertex function for `count` vertices. Each result is four floats of clip-space position and then the
+/// varyings' components, at results + i * resultStride floats.
+struct VertexTask {
+    Bindings bindings;
+    const VertexStream* streams = nullptr;    ///< by attribute index
+    const std::uint32_t* vertices = nullptr;  ///< vertex numbers
+    std::int32_t count = 0;
+    float* results = nullptr;
+    std::int32_t resultStride = 0;
+};
+
+enum class FunctionKind : std::uint32_t { vertex = 1, fragment = 2, compute = 3 };
+
+/// What a parameter of a GPU function is.
+enum class ParameterKind : std::uint32_t {
+    texture = 1,      ///< read; size unused
+    target = 2,       ///< written; size unused
+    sampler = 3,      ///< size unused
+    constants = 4,    ///< size: bytes that the buffer must provide
+    vertexInput = 5,  ///< slot: attribute index; size: components
+    varying = 6,      ///< slot: 0, 1, ... in the order of the parameters; size: components
+};
+
+struct Parameter {
+    ParameterKind kind;
+    std::uint32_t slot;
+    std::uint32_t size;
+};
+
+/// One GPU function. Exactly the `run...` member of its kind is set.
+struct Entry {
+    const char* name;
+    FunctionKind kind;
+    std::uint32_t parameterCount;
+    const Parameter* parameters;
+    std::uint32_t varyingCount;         ///< vertex functions: values handed on after the position
+    const std::uint32_t* varyingSizes;  ///< vertex functions: components of each
+    void (*runCompute)(const ComputeTask*);
+    void (*runFragment)(const FragmentTask*);
+    void (*runVertex)(const VertexTask*);
+    /// Bytes of scratch that one thread needs for these bindings and a target or grid `width` pixels wide; null for
+    /// none.
+    std::size_t (*scratchBytes)(const Bindings*, std::int32_t width);
+};
+
+struct ModuleTable {
+    std::uint32_t version;
+    std::uint32_t entryCount;
+    const Entry* entries;
+    const char* level;    ///< the module's file name without its ending, such as "x86-64-v3"
+    std::uint32_t lanes;  ///< pixels in a pack
+};
+
+}  // namespace ondrix::shading
+
+/// The one symbol that a module exports.
+extern "C" const ondrix::shading::ModuleTable* ondrix_shader_module();
