@@ -1,0 +1,154 @@
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <utility>
+
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <ondrix/platform/os/Logger.h>
+
+namespace ondrix::os {
+
+namespace {
+
+/// What all loggers of the process share. The sink is taken out under the lock and called without it, so a sink may
+/// itself log or replace the sink, and lives until the last call to it has ended.
+struct SharedState {
+    std::mutex mutex;
+    std::shared_ptr<const LogSink> sink;  ///< null: the standard one
+    std::atomic<LogType> minimum = LogType::info;
+};
+
+/// Never destroyed: code that runs while the program ends may still log.
+SharedState& sharedState() {
+    static auto& state = *new SharedState;
+    return state;
+}
+
+const char* typeName(LogType type) {
+    switch (type) {
+        case LogType::debug:
+            return "debug";
+        case LogType::info:
+            return "info";
+        case LogType::error:
+            return "error";
+        case LogType::fault:
+            return "fault";
+    }
+    return "unknown";
+}
+
+/// One system call, so that messages of several threads or processes don't mix; more only where it takes a part.
+void writeToStandardError(const LogMessage& message) {
+    const std::string_view type = typeName(message.type);
+    const std::array<std::string_view, 9> parts = {"[",  message.subsystem, ":", message.category, "] ", type,
+                                                   ": ", message.text,      "\n"};
+    std::array<iovec, parts.size()> vectors{};
+    for (std::size_t index = 0; index < parts.size(); ++index) {
+        vectors[index] = {const_cast<char*>(parts[index].data()), parts[index].size()};
+    }
+    std::size_t first = 0;
+    while (first < vectors.size()) {
+        const ssize_t count = ::writev(STDERR_FILENO, vectors.data() + first, static_cast<int>(vectors.size() - first));
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return;
+        auto written = static_cast<std::size_t>(count);
+        while (first < vectors.size() && written >= vectors[first].iov_len) written -= vectors[first++].iov_len;
+        if (first < vectors.size()) {
+            vectors[first].iov_base = static_cast<char*>(vectors[first].iov_base) + written;
+            vectors[first].iov_len -= written;
+        }
+    }
+}
+
+void send(const LogMessage& message) {
+    std::shared_ptr<const LogSink> sink;
+    {
+        SharedState& state = sharedState();
+        const std::lock_guard lock(state.mutex);
+        sink = state.sink;
+    }
+    if (sink) {
+        (*sink)(message);
+    } else {
+        writeToStandardError(message);
+    }
+}
+
+/// Formats into a buffer on the stack, or on the heap where that is too small; cut off when memory runs out.
+void log(const Logger& logger, LogType type, const char* format, std::va_list arguments) noexcept {
+    const int callersErrno = errno;
+    try {
+        std::va_list again;
+        va_copy(again, arguments);
+        std::array<char, 1024> buffer;
+        const int length = std::vsnprintf(buffer.data(), buffer.size(), format, arguments);
+        std::string longText;
+        std::string_view text = format;
+        if (length >= 0 && static_cast<std::size_t>(length) < buffer.size()) {
+            text = {buffer.data(), static_cast<std::size_t>(length)};
+        } else if (length >= 0) {
+            try {
+                longText.resize(static_cast<std::size_t>(length));
+                errno = callersErrno;
+                std::vsnprintf(longText.data(), longText.size() + 1, format, again);
+                text = longText;
+            } catch (const std::bad_alloc&) {
+                text = {buffer.data(), buffer.size() - 1};
+            }
+        }
+        va_end(again);
+        send({type, logger.subsystem(), logger.category(), text});
+    } catch (...) {
+        // A message is never worth the caller's failure.
+    }
+    errno = callersErrno;
+}
+
+}  // namespace
+
+LogSink setLogSink(LogSink sink) {
+    auto replacement = sink ? std::make_shared<const LogSink>(std::move(sink)) : nullptr;
+    {
+        SharedState& state = sharedState();
+        const std::lock_guard lock(state.mutex);
+        state.sink.swap(replacement);
+    }
+    return replacement ? *replacement : LogSink();
+}
+
+void setLogLevel(LogType minimum) {
+    sharedState().minimum.store(minimum, std::memory_order_relaxed);
+}
+
+Logger::Logger(std::string subsystem, std::string category)
+    : subsystem_(std::move(subsystem)), category_(std::move(category)) {}
+
+bool Logger::isEnabled(LogType type) noexcept {
+    return type >= sharedState().minimum.load(std::memory_order_relaxed);
+}
+
+void Logger::error(const char* format, ...) const noexcept {
+    if (!isEnabled(LogType::error)) return;
+    std::va_list arguments;
+    va_start(arguments, format);
+    log(*this, LogType::error, format, arguments);
+    va_end(arguments);
+}
+
+void Logger::info(const char* format, ...) const noexcept {
+    if (!isEnabled(LogType::info)) return;
+    std::va_list arguments;
+    va_start(arguments, format);
+    log(*this, LogType::info, format, arguments);
+    va_end(arguments);
+}
+
+}  // namespace ondrix::os
