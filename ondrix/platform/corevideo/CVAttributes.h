@@ -20,6 +20,6 @@ inline constexpr const char* kCVPixelBufferHeightKey = "Height";  ///< pixels, 1
 inline constexpr const char* kCVPixelBufferBytesPerRowAlignmentKey =
     "BytesPerRowAlignment";  ///< a power of two up to 4096
 inline constexpr const char* kCVPixelBufferIOSurfacePropertiesKey = "IOSurfaceProperties";
-inline constexpr const char* kCVPixelBufferPoolMinimumBufferCountKey = "MinimumBufferCount";  ///< 0 or more
+inline constexpr const char* kCVPixelBufferPoolMinimumBufferCountKey = "MinimumBufferCount";  ///< 0 to 4096
 
 }  // namespace ondrix

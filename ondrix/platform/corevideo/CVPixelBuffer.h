@@ -25,7 +25,8 @@ inline constexpr CVPixelBufferLockFlags kCVPixelBufferLock_ReadOnly = 1;
 class CVPixelBuffer;
 
 /// Makes a buffer of undefined content. `attributes` may be null; of its keys, the row alignment is used. On failure
-/// `buffer` is set to null: invalid size (a side below 1 or above 16384), invalid pixel format, allocation failed.
+/// `buffer` is set to null: invalid size (a side below 1 or above 16384), invalid pixel format, invalid pixel buffer
+/// attributes, allocation failed.
 CVReturn CVPixelBufferCreate(std::int64_t width, std::int64_t height, OSType pixelFormat,
                              const CVAttributes* attributes, std::shared_ptr<CVPixelBuffer>* buffer);
 

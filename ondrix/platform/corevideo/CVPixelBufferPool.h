@@ -12,7 +12,8 @@ namespace ondrix {
 class CVPixelBufferPool;
 
 /// `pixelBufferAttributes` must give format, width and height in range, else the status is invalid pixel buffer
-/// attributes; a pool attribute out of range is invalid pool attributes. On failure `pool` is set to null.
+/// attributes; a pool attribute out of range is invalid pool attributes. The minimum count of buffers is made at once,
+/// and every buffer that comes back is kept. On failure `pool` is set to null.
 CVReturn CVPixelBufferPoolCreate(const CVAttributes* poolAttributes, const CVAttributes* pixelBufferAttributes,
                                  std::shared_ptr<CVPixelBufferPool>* pool);
 
