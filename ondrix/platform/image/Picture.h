@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include <ondrix/platform/foundation/URL.h>
+
+namespace ondrix {
+
+/// A picture file while it is decoded, row by row from the top, to BGRA8 with straight alpha. Colour profiles, gamma
+/// and orientation marks have no effect on the pixels. Used by one thread.
+///
+/// A function that fails returns null or false and sets `reason` to one line without a full stop. What was decoded
+/// before a failure must not be used.
+class Picture {
+public:
+    /// Sides above this are refused.
+    static constexpr std::uint64_t maximumSide = 16384;
+    /// A picture whose decoding takes more than this, in bytes and without the decoded rows themselves, is refused.
+    static constexpr std::uint64_t maximumWorkingMemory = std::uint64_t{1} << 30;
+
+    /// Opens a regular file and reads the picture's header. The file's first bytes tell the kind, not its name. Throws
+    /// std::bad_alloc.
+    static std::unique_ptr<Picture> open(const URL& file, std::string& reason);
+
+    virtual ~Picture() = default;
+    Picture(const Picture&) = delete;
+    Picture& operator=(const Picture&) = delete;
+
+    [[nodiscard]] std::uint64_t width() const noexcept { return width_; }    ///< pixels
+    [[nodiscard]] std::uint64_t height() const noexcept { return height_; }  ///< pixels
+
+    /// Decodes the next `count` rows to `rows`, 4 * width() bytes each. With the last row, the rest of the file is
+    /// checked. Throws std::bad_alloc.
+    virtual bool readRows(std::uint8_t* rows, std::uint64_t count, std::string& reason) = 0;
+
+protected:
+    Picture() = default;
+
+    /// False when a side is 0 or too large.
+    bool setSize(std::uint64_t width, std::uint64_t height, std::string& reason);
+
+private:
+    std::uint64_t width_ = 0;
+    std::uint64_t height_ = 0;
+};
+
+/// Closes a C stream.
+struct StreamCloser {
+    void operator()(std::FILE* stream) const noexcept { std::fclose(stream); }
+};
+using Stream = std::unique_ptr<std::FILE, StreamCloser>;
+
+}  // namespace ondrix
