@@ -2,9 +2,20 @@ include(CMakePackageConfigHelpers)
 
 install(TARGETS ondrix EXPORT OndrixTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY ${PROJECT_BINARY_DIR}/lib/ondrix.bundle DESTINATION ${CMAKE_INSTALL_LIBDIR})
+if(TARGET ondrix-tool)
+  # The program finds its library wherever the tree is moved to.
+  file(RELATIVE_PATH libraryFolder /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
+  set_target_properties(ondrix-tool PROPERTIES INSTALL_RPATH "$ORIGIN/${libraryFolder}")
+  install(TARGETS ondrix-tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+
+# Only what applications include: not the implementations of the platform, nor the headers that sources alone use.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/ondrix DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-        FILES_MATCHING PATTERN "*.h" PATTERN "platform/software" EXCLUDE PATTERN "platform/image" EXCLUDE
-        PATTERN "functions" EXCLUDE)
+        FILES_MATCHING PATTERN "*.h"
+        PATTERN "platform/software" EXCLUDE PATTERN "platform/image" EXCLUDE PATTERN "ondrix/functions" EXCLUDE
+        PATTERN "BlitComputePass.h" EXCLUDE PATTERN "ClassName.h" EXCLUDE PATTERN "ConstantBytes.h" EXCLUDE
+        PATTERN "FatalError.h" EXCLUDE PATTERN "FrameworkBundle.h" EXCLUDE PATTERN "PassParts.h" EXCLUDE
+        PATTERN "RawText.h" EXCLUDE PATTERN "YUVToRGBConstants.h" EXCLUDE)
 install(FILES ${PROJECT_SOURCE_DIR}/ondrix/shading/Module.cpp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ondrix/shading)
 
 set(packageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/Ondrix)

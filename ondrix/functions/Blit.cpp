@@ -1,0 +1,26 @@
+#include <ondrix/shading/Shading.h>
+
+using namespace ondrix::shading;
+
+namespace {
+
+inline VertexOut<Float2> VS_Main(VertexInput<Float3, 0> position, VertexInput<Float2, 1> texCoords) {
+    return {{position.x, position.y, position.z, 1}, {texCoords}};
+}
+
+inline Texel FS_Main(const Varying2& uv, const Texture<0>& image, const Sampler<0>& linear) {
+    return image.sample(linear, uv);
+}
+
+/// Copies position for position where both textures have the position.
+inline void CS_Main(const Position& p, const Texture<0>& image, const Target<1>& output) {
+    output.write(p.within(image), image.read(p));
+}
+
+const FunctionTable functions{
+    vertexFunction<VS_Main>("Ondrix::Blit::VS_Main"),
+    fragmentFunction<FS_Main>("Ondrix::Blit::FS_Main"),
+    computeFunction<CS_Main>("Ondrix::Blit::CS_Main"),
+};
+
+}  // namespace

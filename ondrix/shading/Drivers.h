@@ -1,0 +1,309 @@
+#pragma once
+
+#include <ondrix/shading/Parameters.h>
+
+/// The loops around GPU functions. Each runs over rows, then packs of a row, whole packs first and one shorter pack at
+/// the end.
+namespace ondrix::shading::detail {
+
+template <class T>
+using Plain = std::remove_cvref_t<T>;
+
+template <auto function>
+struct Compute;
+
+template <class... A, void (*function)(A...)>
+struct Compute<function> {
+    using List = ParameterList<Plain<A>...>;
+
+    static void run(const ComputeTask* task) {
+        const typename List::Bound bound = List::bind(task->bindings);
+        std::int32_t width = 0, height = 0;
+        std::apply(
+            [&](const auto&... each) {
+                const auto include = [&]<class T>(const T& target) {
+                    if constexpr (isTarget<T>) {
+                        width = width > target.width() ? width : target.width();
+                        height = height > target.height() ? height : target.height();
+                    }
+                };
+                (include(each), ...);
+            },
+            bound);
+        width = width < task->width ? width : task->width;
+        const std::int32_t end = height < task->y1 ? height : task->y1;
+        const bool expected = !lanes::plain && List::formatsAreExpected(bound);
+        for (std::int32_t y = task->y0; y < end; y++)
+            expected ? row<true>(bound, y, width) : row<false>(bound, y, width);
+    }
+
+private:
+    template <bool expected>
+    [[gnu::flatten, gnu::noinline]] static void row(const typename List::Bound& shared, int y, int width) {
+        typename List::Bound bound = shared;
+        if constexpr (expected) List::assumeExpectedFormats(bound);
+        int x = 0;
+        for (; x + lanes::count <= width; x += lanes::count) {
+            pack(bound, Position{x, y, lanes::count}, std::index_sequence_for<A...>{});
+        }
+        if (x < width) pack(bound, Position{x, y, width - x}, std::index_sequence_for<A...>{});
+    }
+
+    template <std::size_t... i>
+    static ONDRIX_INLINE void pack(const typename List::Bound& bound, const Position& p, std::index_sequence<i...>) {
+        function(argument<i>(bound, p)...);
+    }
+
+    template <std::size_t i>
+    static ONDRIX_INLINE decltype(auto) argument(const typename List::Bound& bound, const Position& p) {
+        if constexpr (std::is_same_v<typename List::template At<i>, Position>) {
+            return (p);
+        } else {
+            return std::get<i>(bound);
+        }
+    }
+};
+
+template <auto function>
+struct Fragment;
+
+template <class Colour, class... A, Colour (*function)(A...)>
+struct Fragment<function> {
+    using List = ParameterList<Plain<A>...>;
+    using Bound = typename List::Bound;
+    using Rows = std::tuple<Plain<A>...>;  // what each varying is along a row; other elements unused
+
+    static constexpr int textures = (0 + ... + (isTexture<Plain<A>> ? 1 : 0));
+    static constexpr bool hasSampler = (false || ... || isSampler<Plain<A>>);
+    template <std::size_t i>
+    static constexpr bool isFirstVarying() {
+        return List::template varyingsBefore<i>() == 0 && std::is_same_v<typename List::template At<i>, Varying2>;
+    }
+    /// Rows are sampled as rows where it is plain which texture, sampler and coordinate belong together: functions of
+    /// one texture get this for their first sampler and their first varying.
+    static constexpr bool rowsApply = !lanes::plain && textures == 1 && hasSampler;
+
+    static std::size_t scratchBytes(const Bindings* bindings, std::int32_t width) {
+        if constexpr (rowsApply) {
+            const Bound bound = List::bind(*bindings);
+            return rows::Columns::scratchBytes(width, theTexture(bound).width());
+        }
+        return 0;
+    }
+
+    static void run(const FragmentTask* task) {
+        const Bound bound = List::bind(task->bindings);
+        const bool expected = !lanes::plain && List::formatsAreExpected(bound) &&
+                              task->target.format == static_cast<std::uint32_t>(Format::bgra8);
+        for (const Span* span = task->spans; span < task->spans + task->spanCount; span++) {
+            if (span->x0 < span->x1)
+                expected ? runSpan<true>(*task, *span, bound) : runSpan<false>(*task, *span, bound);
+        }
+    }
+
+private:
+    static const auto& theTexture(const Bound& bound) { return theOne<0>(bound); }
+    template <std::size_t i>
+    static const auto& theOne(const Bound& bound) {
+        if constexpr (isTexture<typename List::template At<i>>) {
+            return std::get<i>(bound);
+        } else {
+            return theOne<i + 1>(bound);
+        }
+    }
+    template <std::size_t i>
+    static constexpr std::size_t firstSampler() {
+        if constexpr (isSampler<typename List::template At<i>>) {
+            return i;
+        } else {
+            return firstSampler<i + 1>();
+        }
+    }
+
+    /// The straight lines of varying `i` in a row.
+    template <std::size_t i>
+    static auto along(const FragmentTask& task, int y) {
+        using T = typename List::template At<i>;
+        if constexpr (isVarying<T>) {
+            T varying;
+            constexpr int components = static_cast<int>(VaryingTraits<T>::components);
+            for (int c = 0; c < components; c++) {
+                const Plane& plane = task.planes[List::template componentsBefore<i>() + c];
+                varying.row[c] = plane.base + y * plane.dy;
+                varying.columnStep[c] = plane.dx;
+                varying.rowStep[c] = plane.dy;
+            }
+            varying.perspective = task.perspective != 0;
+            varying.inverseW = task.inverseW.base + y * task.inverseW.dy;
+            varying.inverseWStep = task.inverseW.dx;
+            varying.index = List::template varyingsBefore<i>();
+            varying.position = {0, y, lanes::count};
+            return varying;
+        } else {
+            return Nothing{};
+        }
+    }
+
+    template <bool expected>
+    static void runSpan(const FragmentTask& task, const Span& span, const Bound& bound) {
+        runSpan<expected>(task, span, bound, std::index_sequence_for<A...>{});
+    }
+
+    template <bool expected, std::size_t... i>
+    static void runSpan(const FragmentTask& task, const Span& span, const Bound& bound, std::index_sequence<i...>) {
+        const auto varyings = std::make_tuple(along<i>(task, span.y)...);
+        if constexpr (rowsApply && (false || ... || isFirstVarying<i>())) {
+            constexpr std::size_t coordinate = firstVarying();
+            const auto& at = std::get<coordinate>(varyings);
+            const auto& texture = theTexture(bound);
+            if (rows::applies(texture.view, std::get<firstSampler<0>()>(bound).view, at)) {
+                const rows::Row prepared =
+                    rows::prepare(task.scratch, texture.view, at, task.serial, task.target.width, span.x0, span.x1);
+                switch (prepared.kind) {
+                    case rows::Kind::copy:
+                        return row<expected, rows::Kind::copy>(task.target, span, bound, varyings, prepared);
+                    case rows::Kind::box:
+                        return row<expected, rows::Kind::box>(task.target, span, bound, varyings, prepared);
+                    default:
+                        return row<expected, rows::Kind::blend>(task.target, span, bound, varyings, prepared);
+                }
+            }
+        }
+        row<expected, rows::Kind::general>(task.target, span, bound, varyings, rows::Row{});
+    }
+
+    static constexpr std::size_t firstVarying() {
+        constexpr bool is[] = {std::is_same_v<Plain<A>, Varying2>...};
+        std::size_t i = 0;
+        while (!is[i]) i++;
+        return i;
+    }
+
+    template <bool expected, rows::Kind kind, class Varyings>
+    [[gnu::flatten, gnu::noinline]] static void row(const TextureView& target, const Span& span, const Bound& shared,
+                                                    const Varyings& varyings, const rows::Row& prepared) {
+        Bound bound = shared;
+        Target<0> output{target};
+        if constexpr (expected) {
+            List::assumeExpectedFormats(bound);
+            output.view.format = static_cast<std::uint32_t>(Format::bgra8);
+        }
+        if constexpr (kind == rows::Kind::general) {
+            List::forgetRows(bound);
+        } else {
+            auto& texture = const_cast<std::remove_cvref_t<decltype(theTexture(bound))>&>(theTexture(bound));
+            texture.row = prepared;
+            texture.row.kind = kind;
+            texture.rowSampler = List::template At<firstSampler<0>()>::slot;
+        }
+        int x = span.x0;
+        for (; x + lanes::count <= span.x1; x += lanes::count) {
+            pack(bound, varyings, output, Position{x, span.y, lanes::count}, std::index_sequence_for<A...>{});
+        }
+        if (x < span.x1) {
+            pack(bound, varyings, output, Position{x, span.y, span.x1 - x}, std::index_sequence_for<A...>{});
+        }
+    }
+
+    template <class Varyings, std::size_t... i>
+    static ONDRIX_INLINE void pack(const Bound& bound, const Varyings& varyings, const Target<0>& output,
+                                   const Position& p, std::index_sequence<i...>) {
+        const auto colour = function(argument<i>(bound, varyings, p)...);
+        writing::run(output.view, p.x, p.y, p.count, colour);
+    }
+
+    template <std::size_t i, class Varyings>
+    static ONDRIX_INLINE decltype(auto) argument(const Bound& bound, const Varyings& varyings, const Position& p) {
+        using T = typename List::template At<i>;
+        if constexpr (std::is_same_v<T, Position>) {
+            return (p);
+        } else if constexpr (isVarying<T>) {
+            T varying = std::get<i>(varyings);
+            varying.position = p;
+            varying.index = List::template varyingsBefore<i>();
+            return varying;
+        } else {
+            return std::get<i>(bound);
+        }
+    }
+};
+
+template <auto function>
+struct Vertex;
+
+template <class... V, class... A, VertexOut<V...> (*function)(A...)>
+struct Vertex<function> {
+    using List = ParameterList<Plain<A>...>;
+    static constexpr std::uint32_t varyingCount = sizeof...(V);
+    static_assert(varyingCount <= maximumVaryings && (0 + ... + componentsOfVector<V>) <= maximumVaryingComponents);
+    static constexpr std::uint32_t varyingSizes[varyingCount + 1] = {componentsOfVector<V>..., 0};
+
+    static void run(const VertexTask* task) {
+        const typename List::Bound bound = List::bind(task->bindings);
+        for (int i = 0; i < task->count; i += lanes::count) {
+            const int count = task->count - i < lanes::count ? task->count - i : lanes::count;
+            lanes::Ints vertices{};
+            for (int k = 0; k < count; k++) vertices[k] = static_cast<std::int32_t>(task->vertices[i + k]);
+            pack(*task, bound, Int(vertices), i, count, std::index_sequence_for<A...>{});
+        }
+    }
+
+private:
+    template <std::size_t... i>
+    static void pack(const VertexTask& task, const typename List::Bound& bound, Int vertices, int first, int count,
+                     std::index_sequence<i...>) {
+        const VertexOut<V...> out = function(argument<i>(task, bound, vertices)...);
+        put(task, first, count, 0, out.position);
+        if constexpr (varyingCount > 0) {
+            int offset = 4;
+            std::apply(
+                [&](const auto&... each) {
+                    ((put(task, first, count, offset, each),
+                      offset += static_cast<int>(componentsOfVector<std::remove_cvref_t<decltype(each)>>)),
+                     ...);
+                },
+                out.varyings);
+        }
+    }
+
+    template <class Vector>
+    static void put(const VertexTask& task, int first, int count, int offset, const Vector& vector) {
+        Float components[componentsOfVector<Vector>];
+        std::memcpy(components, &vector, sizeof vector);
+        for (int k = 0; k < count; k++) {
+            float* result = task.results + static_cast<std::ptrdiff_t>(first + k) * task.resultStride + offset;
+            for (std::uint32_t c = 0; c < componentsOfVector<Vector>; c++) result[c] = components[c].v[k];
+        }
+    }
+
+    template <std::size_t i>
+    static decltype(auto) argument(const VertexTask& task, const typename List::Bound& bound, Int vertices) {
+        using T = typename List::template At<i>;
+        if constexpr (std::is_same_v<T, UInt>) {
+            return vertices;
+        } else if constexpr (isVertexInput<T>) {
+            constexpr auto components = sizeof(T) / sizeof(Float);
+            const VertexStream& stream = task.streams[Bind<T>::parameter.slot];
+            Float values[components];
+            for (std::size_t c = 0; c < components; c++) {
+                lanes::Floats value{};
+                for (int k = 0; k < lanes::count; k++) {
+                    const auto vertex = static_cast<std::uint32_t>(vertices.v[k]);
+                    const bool present = vertex < stream.readableVertices && static_cast<int>(c) < stream.components;
+                    float component = c == 3 && vertex < stream.readableVertices ? 1.0f : 0.0f;
+                    if (present)
+                        std::memcpy(&component, stream.bytes + vertex * stream.stride + 4 * c, sizeof component);
+                    value[k] = component;
+                }
+                values[c] = Float(value);
+            }
+            T input;
+            std::memcpy(static_cast<void*>(&input), values, sizeof input);
+            return input;
+        } else {
+            return std::get<i>(bound);
+        }
+    }
+};
+
+}  // namespace ondrix::shading::detail

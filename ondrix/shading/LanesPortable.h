@@ -1,0 +1,156 @@
+#pragma once
+
+#include <ondrix/shading/Lanes.h>
+
+/// The operations that each instruction set spells in its own way, here as plain loops: their definition. The files
+/// LanesSSE.h, LanesAVX2.h and LanesAVX512.h hold the same functions.
+namespace ondrix::shading::lanes {
+
+/// The integer below each float, as a float; meant for magnitudes below 2^31.
+ONDRIX_INLINE Floats floor(Floats f) {
+    Floats result{};
+    for (int i = 0; i < count; i++) result[i] = __builtin_floorf(f[i]);
+    return result;
+}
+
+ONDRIX_INLINE Floats squareRoot(Floats f) {
+    Floats result{};
+    for (int i = 0; i < count; i++) result[i] = __builtin_sqrtf(f[i]);
+    return result;
+}
+
+/// Truncates; NaN and values below -2^31 give the smallest integer, values from 2^31 on are not allowed.
+ONDRIX_INLINE Ints truncate(Floats f) {
+    Ints result{};
+    for (int i = 0; i < count; i++) result[i] = f[i] > -2147483648.0f ? static_cast<std::int32_t>(f[i]) : INT32_MIN;
+    return result;
+}
+
+/// The integer at or below start + step * column, computed in double precision; beyond plus or minus 2^30 the nearer of
+/// the two, and the lower one for NaN.
+ONDRIX_INLINE Ints floorOfLine(double start, double step, Ints column) {
+    constexpr double limit = 1 << 30;
+    Ints result{};
+    for (int i = 0; i < count; i++) {
+        double d = start + static_cast<double>(column[i]) * step;
+        d = d > -limit ? d : -limit;
+        d = d < limit ? d : limit;
+        const auto truncated = static_cast<std::int32_t>(d);
+        result[i] = truncated - (static_cast<double>(truncated) > d ? 1 : 0);
+    }
+    return result;
+}
+
+/// The 32-bit words at base + 4 * index.
+ONDRIX_INLINE Ints gather(const void* base, Ints index) {
+    Ints result{};
+    for (int i = 0; i < count; i++) {
+        std::int32_t word;
+        std::memcpy(&word, static_cast<const std::uint8_t*>(base) + 4 * static_cast<std::int64_t>(index[i]), 4);
+        result[i] = word;
+    }
+    return result;
+}
+
+/// One byte a lane.
+ONDRIX_INLINE Ints loadBytes(const std::uint8_t* p) {
+    Ints result{};
+    for (int i = 0; i < count; i++) result[i] = p[i];
+    return result;
+}
+
+/// Two bytes for every two lanes: lane i gets the pair i / 2, its bytes widened to the low and the high half.
+ONDRIX_INLINE Ints loadBytePairsTwice(const std::uint8_t* p) {
+    Ints result{};
+    for (int i = 0; i < count; i++) result[i] = p[i & ~1] | p[i | 1] << 16;
+    return result;
+}
+
+/// Byte k of each lane, counted from the lowest.
+template <int k>
+ONDRIX_INLINE Ints byteOf(Ints v) {
+    return shiftRightLogical<8 * k>(v) & 255;
+}
+
+/// Four signed numbers a lane, each limited to 0...255, as bytes, `first` the lowest.
+ONDRIX_INLINE Ints packBytes(Ints first, Ints second, Ints third, Ints fourth) {
+    const auto limited = [](Ints v) __attribute__((always_inline)) {
+        return smaller(larger(v, Ints{}), broadcast(255));
+    };
+    return limited(first) | limited(second) << 8 | limited(third) << 16 | limited(fourth) << 24;
+}
+
+/// Low half times low half plus high half times high half; the halves are signed 16-bit numbers.
+ONDRIX_INLINE Ints multiplyPairs(Ints a, Ints b) {
+    return (a << 16 >> 16) * (b << 16 >> 16) + (a >> 16) * (b >> 16);
+}
+
+/// Low halves and high halves each multiplied, the products modulo 2^16.
+ONDRIX_INLINE Ints multiplyHalves(Ints a, Ints b) {
+    return ((a & 0xffff) * (b & 0xffff) & 0xffff) | shiftRightLogical<16>(a) * shiftRightLogical<16>(b) << 16;
+}
+
+/// Every second word of 2 * count words, and those between them.
+ONDRIX_INLINE void loadEvenAndOdd(const std::uint8_t* p, Ints& even, Ints& odd) {
+    for (int i = 0; i < count; i++) {
+        std::int32_t words[2];
+        std::memcpy(words, p + 8 * i, 8);
+        even[i] = words[0];
+        odd[i] = words[1];
+    }
+}
+
+/// Bytes of two rows blended at weights of 1/256 that add up to 256, less 32768, so that they fit signed 16-bit
+/// numbers.
+ONDRIX_INLINE void blendRows(const std::uint8_t* above, const std::uint8_t* below, int weightBelow,
+                             std::uint16_t* blended, int bytes) {
+    for (int i = 0; i < bytes; i++) {
+        blended[i] = static_cast<std::uint16_t>(above[i] * (256 - weightBelow) + below[i] * weightBelow + 32768);
+    }
+}
+
+/// Blended pixels between two columns, four sums for every pixel side by side: element k holds the pixels
+/// k * count / 4 ... of a pack (with fewer than four lanes, there are none and rows are never sampled this way).
+struct PixelSums {
+    Ints parts[4];
+};
+
+#if !defined(ONDRIX_PLAIN)
+/// Horizontal blend of a pack. `blended` as `blendRows` leaves it, four numbers a pixel; `columns` the left pixel of
+/// each; `weights` the weight of the left pixel in the low half and that of the right one in the high half.
+/// `permutation` and `compact` serve wider levels.
+ONDRIX_INLINE PixelSums blendColumns(const std::uint16_t* blended, const std::int32_t* columns,
+                                     const std::int32_t* weights, const std::uint16_t*, bool) {
+    PixelSums sums;
+    for (int i = 0; i < 4; i++) {
+        const std::uint16_t* left = blended + 4 * static_cast<std::int64_t>(columns[i]);
+        const int weight = weights[i] & 0xffff;
+        for (int c = 0; c < 4; c++) {
+            sums.parts[i][c] = (left[c] - 32768) * weight + (left[c + 4] - 32768) * (256 - weight) + 32768 * 256;
+        }
+    }
+    return sums;
+}
+
+/// One sum of every pixel in each result, in the order of the pixels' bytes.
+ONDRIX_INLINE void transpose(const PixelSums& sums, Ints& first, Ints& second, Ints& third, Ints& fourth) {
+    for (int i = 0; i < 4; i++) {
+        first[i] = sums.parts[i][0];
+        second[i] = sums.parts[i][1];
+        third[i] = sums.parts[i][2];
+        fourth[i] = sums.parts[i][3];
+    }
+}
+
+/// Sums rounded to bytes.
+ONDRIX_INLINE Ints roundSums(const PixelSums& sums) {
+    Ints first, second, third, fourth;
+    transpose(sums, first, second, third, fourth);
+    const auto rounded = [](Ints v) __attribute__((always_inline)) {
+        return (v + 32768) >> 16;
+    };
+    return rounded(first) | rounded(second) << 8 | rounded(third) << 16 | rounded(fourth) << 24;
+}
+#endif
+
+}  // namespace ondrix::shading::lanes

@@ -1,0 +1,135 @@
+#pragma once
+
+#include <ondrix/shading/Lanes.h>
+
+/// Four lanes, SSE 4.1 and SSSE3. LanesPortable.h says what each function means.
+namespace ondrix::shading::lanes {
+
+ONDRIX_INLINE Floats floor(Floats f) {
+    return reinterpret_cast<Floats>(_mm_floor_ps(reinterpret_cast<__m128>(f)));
+}
+ONDRIX_INLINE Floats squareRoot(Floats f) {
+    return reinterpret_cast<Floats>(_mm_sqrt_ps(reinterpret_cast<__m128>(f)));
+}
+ONDRIX_INLINE Ints truncate(Floats f) {
+    return reinterpret_cast<Ints>(_mm_cvttps_epi32(reinterpret_cast<__m128>(f)));
+}
+
+ONDRIX_INLINE Ints floorOfLine(double start, double step, Ints column) {
+    const auto half = [&](__m128i columns) __attribute__((always_inline)) {
+        const __m128d limit = _mm_set1_pd(1 << 30);
+        __m128d d = _mm_add_pd(_mm_set1_pd(start), _mm_mul_pd(_mm_cvtepi32_pd(columns), _mm_set1_pd(step)));
+        d = _mm_min_pd(_mm_max_pd(d, _mm_sub_pd(_mm_setzero_pd(), limit)), limit);
+        return _mm_cvtpd_epi32(_mm_floor_pd(d));
+    };
+    const auto columns = reinterpret_cast<__m128i>(column);
+    return reinterpret_cast<Ints>(_mm_unpacklo_epi64(half(columns), half(_mm_unpackhi_epi64(columns, columns))));
+}
+
+ONDRIX_INLINE Ints gather(const void* base, Ints index) {
+    const auto word = [base](std::int32_t i) __attribute__((always_inline)) {
+        std::int32_t w;
+        std::memcpy(&w, static_cast<const std::uint8_t*>(base) + 4 * static_cast<std::int64_t>(i), 4);
+        return w;
+    };
+    return Ints{word(index[0]), word(index[1]), word(index[2]), word(index[3])};
+}
+
+ONDRIX_INLINE Ints loadBytes(const std::uint8_t* p) {
+    std::int32_t bytes;
+    std::memcpy(&bytes, p, 4);
+    return reinterpret_cast<Ints>(_mm_cvtepu8_epi32(_mm_cvtsi32_si128(bytes)));
+}
+
+ONDRIX_INLINE Ints loadBytePairsTwice(const std::uint8_t* p) {
+    std::int32_t bytes;
+    std::memcpy(&bytes, p, 4);
+    const __m128i pairs = _mm_cvtsi32_si128(bytes);
+    return reinterpret_cast<Ints>(_mm_cvtepu8_epi16(_mm_unpacklo_epi16(pairs, pairs)));
+}
+
+template <int k>
+ONDRIX_INLINE Ints byteOf(Ints v) {
+    return reinterpret_cast<Ints>(
+        _mm_shuffle_epi8(reinterpret_cast<__m128i>(v),
+                         _mm_setr_epi8(k, -1, -1, -1, k + 4, -1, -1, -1, k + 8, -1, -1, -1, k + 12, -1, -1, -1)));
+}
+
+ONDRIX_INLINE Ints packBytes(Ints first, Ints second, Ints third, Ints fourth) {
+    const __m128i low = _mm_packs_epi32(reinterpret_cast<__m128i>(first), reinterpret_cast<__m128i>(second));
+    const __m128i high = _mm_packs_epi32(reinterpret_cast<__m128i>(third), reinterpret_cast<__m128i>(fourth));
+    return reinterpret_cast<Ints>(_mm_shuffle_epi8(
+        _mm_packus_epi16(low, high), _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15)));
+}
+
+ONDRIX_INLINE Ints multiplyPairs(Ints a, Ints b) {
+    return reinterpret_cast<Ints>(_mm_madd_epi16(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
+}
+
+ONDRIX_INLINE Ints multiplyHalves(Ints a, Ints b) {
+    return reinterpret_cast<Ints>(_mm_mullo_epi16(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
+}
+
+ONDRIX_INLINE void loadEvenAndOdd(const std::uint8_t* p, Ints& even, Ints& odd) {
+    const __m128 low = _mm_loadu_ps(reinterpret_cast<const float*>(p));
+    const __m128 high = _mm_loadu_ps(reinterpret_cast<const float*>(p + 16));
+    even = reinterpret_cast<Ints>(_mm_shuffle_ps(low, high, 0x88));
+    odd = reinterpret_cast<Ints>(_mm_shuffle_ps(low, high, 0xdd));
+}
+
+ONDRIX_INLINE void blendRows(const std::uint8_t* above, const std::uint8_t* below, int weightBelow,
+                             std::uint16_t* blended, int bytes) {
+    const __m128i w1 = _mm_set1_epi16(static_cast<short>(weightBelow));
+    const __m128i w0 = _mm_set1_epi16(static_cast<short>(256 - weightBelow));
+    const __m128i bias = _mm_set1_epi16(-32768);
+    int i = 0;
+    for (; i + 8 <= bytes; i += 8) {
+        const __m128i a = _mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(above + i)));
+        const __m128i b = _mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(below + i)));
+        const __m128i sum = _mm_add_epi16(_mm_mullo_epi16(a, w0), _mm_mullo_epi16(b, w1));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(blended + i), _mm_add_epi16(sum, bias));
+    }
+    for (; i < bytes; i++) {
+        blended[i] = static_cast<std::uint16_t>(above[i] * (256 - weightBelow) + below[i] * weightBelow + 32768);
+    }
+}
+
+/// Element k holds pixel k.
+struct PixelSums {
+    __m128i parts[4];
+};
+
+ONDRIX_INLINE PixelSums blendColumns(const std::uint16_t* blended, const std::int32_t* columns,
+                                     const std::int32_t* weights, const std::uint16_t*, bool) {
+    const __m128i bias = _mm_set1_epi32(32768 * 256);
+    const __m128i interleave = _mm_setr_epi8(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15);
+    PixelSums sums;
+    for (int i = 0; i < 4; i++) {
+        const auto* left = reinterpret_cast<const __m128i*>(blended + 4 * static_cast<std::int64_t>(columns[i]));
+        const __m128i pairs = _mm_shuffle_epi8(_mm_loadu_si128(left), interleave);
+        sums.parts[i] = _mm_add_epi32(_mm_madd_epi16(pairs, _mm_set1_epi32(weights[i])), bias);
+    }
+    return sums;
+}
+
+ONDRIX_INLINE void transpose(const PixelSums& sums, Ints& first, Ints& second, Ints& third, Ints& fourth) {
+    const __m128i t0 = _mm_unpacklo_epi32(sums.parts[0], sums.parts[1]);
+    const __m128i t1 = _mm_unpackhi_epi32(sums.parts[0], sums.parts[1]);
+    const __m128i t2 = _mm_unpacklo_epi32(sums.parts[2], sums.parts[3]);
+    const __m128i t3 = _mm_unpackhi_epi32(sums.parts[2], sums.parts[3]);
+    first = reinterpret_cast<Ints>(_mm_unpacklo_epi64(t0, t2));
+    second = reinterpret_cast<Ints>(_mm_unpackhi_epi64(t0, t2));
+    third = reinterpret_cast<Ints>(_mm_unpacklo_epi64(t1, t3));
+    fourth = reinterpret_cast<Ints>(_mm_unpackhi_epi64(t1, t3));
+}
+
+ONDRIX_INLINE Ints roundSums(const PixelSums& sums) {
+    const __m128i half = _mm_set1_epi32(32768);
+    const auto rounded = [&](int i) __attribute__((always_inline)) {
+        return _mm_srli_epi32(_mm_add_epi32(sums.parts[i], half), 16);
+    };
+    return reinterpret_cast<Ints>(
+        _mm_packus_epi16(_mm_packus_epi32(rounded(0), rounded(1)), _mm_packus_epi32(rounded(2), rounded(3))));
+}
+
+}  // namespace ondrix::shading::lanes

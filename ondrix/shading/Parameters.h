@@ -1,0 +1,188 @@
+#pragma once
+
+#include <ondrix/shading/Constants.h>
+#include <ondrix/shading/Texture.h>
+#include <ondrix/shading/Vertex.h>
+
+/// Reads a function's slots from its parameter list. `Bind<T>` describes one parameter for the host and makes what is
+/// passed for it; parameters that change with every pack (positions, varyings, vertex inputs) have nothing to make
+/// beforehand.
+namespace ondrix::shading::detail {
+
+struct Nothing {};
+
+template <class T>
+struct Bind;
+
+template <>
+struct Bind<Position> {
+    static constexpr bool described = false;
+    static Nothing make(const Bindings&) { return {}; }
+};
+
+template <>
+struct Bind<UInt> : Bind<Position> {};
+
+template <int slot, auto... options>
+struct Bind<Texture<slot, options...>> {
+    static constexpr bool described = true;
+    static constexpr Parameter parameter{ParameterKind::texture, slot, 0};
+    static Texture<slot, options...> make(const Bindings& b) { return {b.textures[slot], {}, -1}; }
+};
+
+template <int slot, Format format>
+struct Bind<Target<slot, format>> {
+    static constexpr bool described = true;
+    static constexpr Parameter parameter{ParameterKind::target, slot, 0};
+    static Target<slot, format> make(const Bindings& b) { return {b.textures[slot]}; }
+};
+
+template <int slot>
+struct Bind<Sampler<slot>> {
+    static constexpr bool described = true;
+    static constexpr Parameter parameter{ParameterKind::sampler, slot, 0};
+    static Sampler<slot> make(const Bindings& b) { return {b.samplers[slot]}; }
+};
+
+template <class T, int slot, class Prepared>
+struct Bind<Constants<T, slot, Prepared>> {
+    static constexpr bool described = true;
+    static constexpr Parameter parameter{ParameterKind::constants, slot, sizeof(T)};
+    static auto make(const Bindings& b) { return Constants<T, slot, Prepared>::make(b.constants[slot]); }
+};
+
+template <class V>
+inline constexpr std::uint32_t componentsOfVector = sizeof(V) / sizeof(Float);
+
+template <class Vector, int index>
+struct Bind<VertexInput<Vector, index>> {
+    static constexpr bool described = true;
+    static constexpr Parameter parameter{ParameterKind::vertexInput, index, componentsOfVector<Vector>};
+    static Nothing make(const Bindings&) { return {}; }
+};
+
+template <class T>
+struct VaryingTraits {
+    static constexpr std::uint32_t components = 0;
+};
+template <>
+struct VaryingTraits<Varying1> {
+    static constexpr std::uint32_t components = 1;
+};
+template <>
+struct VaryingTraits<Varying2> {
+    static constexpr std::uint32_t components = 2;
+};
+template <>
+struct VaryingTraits<Varying3> {
+    static constexpr std::uint32_t components = 3;
+};
+template <>
+struct VaryingTraits<Varying4> {
+    static constexpr std::uint32_t components = 4;
+};
+template <class T>
+inline constexpr bool isVarying = VaryingTraits<T>::components > 0;
+
+template <class T>
+requires isVarying<T>
+struct Bind<T> {
+    static constexpr bool described = true;
+    static constexpr Parameter parameter{ParameterKind::varying, 0, VaryingTraits<T>::components};
+    static Nothing make(const Bindings&) { return {}; }
+};
+
+template <class T>
+inline constexpr bool isTexture = false;
+template <int slot, auto... options>
+inline constexpr bool isTexture<Texture<slot, options...>> = true;
+template <class T>
+inline constexpr bool isTarget = false;
+template <int slot, Format format>
+inline constexpr bool isTarget<Target<slot, format>> = true;
+template <class T>
+inline constexpr bool isSampler = false;
+template <int slot>
+inline constexpr bool isSampler<Sampler<slot>> = true;
+template <class T>
+inline constexpr bool isVertexInput = false;
+template <class Vector, int index>
+inline constexpr bool isVertexInput<VertexInput<Vector, index>> = true;
+
+/// The parameters of one function, by value.
+template <class... P>
+struct ParameterList {
+    using Bound = std::tuple<decltype(Bind<P>::make(std::declval<const Bindings&>()))...>;
+    static constexpr std::size_t count = sizeof...(P);
+    static constexpr std::uint32_t describedCount = (0u + ... + (Bind<P>::described ? 1u : 0u));
+
+    struct Description {
+        Parameter entries[describedCount > 0 ? describedCount : 1];
+    };
+    static constexpr Description describe() {
+        Description d{};
+        std::uint32_t n = 0, varyings = 0;
+        const auto add = [&]<class T>(const T*) {
+            if constexpr (Bind<T>::described) {
+                d.entries[n] = Bind<T>::parameter;
+                if (isVarying<T>) d.entries[n].slot = varyings++;
+                n++;
+            }
+        };
+        (add(static_cast<const P*>(nullptr)), ...);
+        return d;
+    }
+    static constexpr Description description = describe();
+
+    static Bound bind(const Bindings& b) { return Bound(Bind<P>::make(b)...); }
+
+    template <std::size_t i>
+    using At = std::tuple_element_t<i, std::tuple<P...>>;
+
+    /// Number of varyings, or of their components, among the parameters before `i`.
+    template <std::size_t i>
+    static constexpr int varyingsBefore() {
+        constexpr bool varying[] = {isVarying<P>..., false};
+        int n = 0;
+        for (std::size_t k = 0; k < i; k++) n += varying[k];
+        return n;
+    }
+    template <std::size_t i>
+    static constexpr int componentsBefore() {
+        constexpr std::uint32_t components[] = {VaryingTraits<P>::components..., 0};
+        int n = 0;
+        for (std::size_t k = 0; k < i; k++) n += static_cast<int>(components[k]);
+        return n;
+    }
+
+    /// True when every texture and target has the format that its parameter expects.
+    static bool formatsAreExpected(const Bound& bound) {
+        return std::apply([](const auto&... each) { return (isExpected(each) && ...); }, bound);
+    }
+    /// Writes the expected formats down as constants, which removes all other formats from the code that follows.
+    static ONDRIX_INLINE void assumeExpectedFormats(Bound& bound) {
+        std::apply(
+            [](auto&... each) __attribute__((always_inline)) { (assumeExpected(each), ...); }, bound);
+    }
+    /// Makes it a constant that no texture has a row prepared.
+    static ONDRIX_INLINE void forgetRows(Bound& bound) {
+        const auto forget = []<class T>(T & each) __attribute__((always_inline)) {
+            if constexpr (isTexture<T>) each.rowSampler = -1;
+        };
+        std::apply(
+            [&](auto&... each) __attribute__((always_inline)) { (forget(each), ...); }, bound);
+    }
+
+private:
+    template <class T>
+    static bool isExpected(const T& bound) {
+        if constexpr (isTexture<T> || isTarget<T>) return bound.view.format == static_cast<std::uint32_t>(T::expected);
+        return true;
+    }
+    template <class T>
+    static ONDRIX_INLINE void assumeExpected(T& bound) {
+        if constexpr (isTexture<T> || isTarget<T>) bound.view.format = static_cast<std::uint32_t>(T::expected);
+    }
+};
+
+}  // namespace ondrix::shading::detail

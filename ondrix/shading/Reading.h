@@ -1,0 +1,117 @@
+#pragma once
+
+#include <ondrix/shading/Position.h>
+#include <ondrix/shading/Texel.h>
+
+/// Reading pixels of any format by position. Positions outside a texture read as zero in all four components.
+namespace ondrix::shading::reading {
+
+/// Pixels of a run that lie inside the texture, as words of four bytes; 0 elsewhere.
+[[gnu::noinline]] inline lanes::Ints clippedWords(TextureView view, int x, int y, int count) {
+    alignas(64) std::uint8_t words[4 * lanes::count] = {};
+    if (y >= 0 && y < view.height) {
+        const int first = x < 0 ? -x : 0;
+        const int last = count < view.width - x ? count : view.width - x;
+        if (first < last) {
+            std::memcpy(words + 4 * first,
+                        view.bytes + y * view.bytesPerRow + 4 * (x + static_cast<std::int64_t>(first)),
+                        4 * static_cast<std::size_t>(last - first));
+        }
+    }
+    return lanes::loadWords(words);
+}
+
+/// Like `clippedWords`, for formats of `size` bytes a pixel up to 2: pixel i in bytes size * i and following.
+struct Run {
+    alignas(64) std::uint8_t bytes[16 * lanes::count + 64];
+};
+[[gnu::noinline]] inline void clippedRun(TextureView view, int size, int x, int y, int count, Run& run) {
+    std::memset(run.bytes, 0, sizeof run.bytes);
+    if (y < 0 || y >= view.height) return;
+    const int first = x < 0 ? -x : 0;
+    const int last = count < view.width - x ? count : view.width - x;
+    if (first < last) {
+        std::memcpy(run.bytes + size * first,
+                    view.bytes + y * view.bytesPerRow + size * (x + static_cast<std::int64_t>(first)),
+                    static_cast<std::size_t>(size * (last - first)));
+    }
+}
+
+/// A run in any format, pixel by pixel.
+[[gnu::noinline]] inline Float4 generalRun(TextureView view, int x, int y, int count) {
+    const auto format = static_cast<Format>(view.format);
+    const int size = bytesPerPixel(format);
+    alignas(64) float colours[4][lanes::count] = {};
+    if (y >= 0 && y < view.height) {
+        for (int i = 0; i < count; i++) {
+            if (x + i < 0 || x + i >= view.width) continue;
+            float colour[4];
+            decodePixel(format, view.bytes + y * view.bytesPerRow + size * (x + static_cast<std::int64_t>(i)), colour);
+            for (int c = 0; c < 4; c++) colours[c][i] = colour[c];
+        }
+    }
+    return {Float(lanes::load(colours[0])), Float(lanes::load(colours[1])), Float(lanes::load(colours[2])),
+            Float(lanes::load(colours[3]))};
+}
+
+/// Single pixels in any format; all positions must lie inside the texture.
+[[gnu::noinline]] inline Float4 generalPixels(TextureView view, lanes::Ints x, lanes::Ints y) {
+    const auto format = static_cast<Format>(view.format);
+    const int size = bytesPerPixel(format);
+    alignas(64) float colours[4][lanes::count];
+    for (int i = 0; i < lanes::count; i++) {
+        float colour[4];
+        decodePixel(format, view.bytes + y[i] * view.bytesPerRow + size * static_cast<std::int64_t>(x[i]), colour);
+        for (int c = 0; c < 4; c++) colours[c][i] = colour[c];
+    }
+    return {Float(lanes::load(colours[0])), Float(lanes::load(colours[1])), Float(lanes::load(colours[2])),
+            Float(lanes::load(colours[3]))};
+}
+
+/// Single pixels of an 8-bit format as four bytes; one- and two-byte formats give red, green, 0, 255. Positions inside
+/// only.
+ONDRIX_INLINE Int pixelBytes(const TextureView& view, Int x, Int y) {
+    const auto format = static_cast<Format>(view.format);
+    if (isFourBytes(format)) {
+        return Int(lanes::gather(view.bytes, (y * static_cast<int>(view.bytesPerRow / 4) + x).v));
+    }
+    const int size = bytesPerPixel(format);
+    lanes::Ints words{};
+    for (int i = 0; i < lanes::count; i++) {
+        const std::uint8_t* pixel = view.bytes + y.v[i] * view.bytesPerRow + size * static_cast<std::int64_t>(x.v[i]);
+        words[i] = static_cast<std::int32_t>(pixel[0] | (size == 2 ? pixel[1] << 8 : 0) | 0xff000000u);
+    }
+    return Int(words);
+}
+
+/// A run that starts at (x, y).
+ONDRIX_INLINE Texel run(const TextureView& view, int x, int y, int count) {
+    const auto format = static_cast<Format>(view.format);
+    const bool inside = y >= 0 && y < view.height && x >= 0 && x + lanes::count <= view.width;
+    const std::uint8_t* row = view.bytes + y * view.bytesPerRow;
+    if (isFourBytes(format)) {
+        const lanes::Ints words =
+            inside ? lanes::loadWords(row + 4 * static_cast<std::int64_t>(x)) : clippedWords(view, x, y, count);
+        return texelFromBytes(Int(words), format);
+    }
+    if (format == Format::r8 && inside) {
+        return {{Float(Int(lanes::loadBytes(row + x))) * unormScale, 0, 0, 1}, {}, 0};
+    }
+    if (format == Format::r32f && inside) {
+        float values[lanes::count];
+        std::memcpy(values, row + 4 * static_cast<std::int64_t>(x), sizeof values);
+        return {{Float(lanes::load(values)), 0, 0, 1}, {}, 0};
+    }
+    return {generalRun(view, x, y, count), {}, 0};
+}
+
+/// Single pixels anywhere.
+ONDRIX_INLINE Texel pixels(const TextureView& view, Int2 at) {
+    const auto format = static_cast<Format>(view.format);
+    const Mask inside = (at.x >= 0) & (at.y >= 0) & (at.x < view.width) & (at.y < view.height);
+    const Int x = clamp(at.x, 0, view.width - 1), y = clamp(at.y, 0, view.height - 1);
+    if (isFourBytes(format)) return texelFromBytes(select(inside, pixelBytes(view, x, y), Int(0)), format);
+    return {select(inside, generalPixels(view, x.v, y.v), Float4{0, 0, 0, 0}), {}, 0};
+}
+
+}  // namespace ondrix::shading::reading

@@ -1,0 +1,230 @@
+#pragma once
+
+#include <ondrix/platform/metal/MTLSampler.h>
+#include <ondrix/shading/Reading.h>
+
+namespace ondrix::shading {
+
+/// How a texture is filtered and addressed.
+template <int slotIndex>
+struct Sampler {
+    static constexpr int slot = slotIndex;
+    SamplerView view;
+};
+
+/// A value interpolated over a primitive, one number a component; becomes a plain vector as soon as it is computed
+/// with. `Texture::sample` knows what to make of its straight lines.
+template <int components>
+struct Varying {
+    double row[components];         ///< at the centre of pixel 0 of the row
+    double columnStep[components];  ///< from a pixel to its right neighbour
+    double rowStep[components];     ///< from a pixel to the one below
+    double inverseW, inverseWStep;  ///< the divisor likewise
+    bool perspective;               ///< whether there is one
+    int index;                      ///< which of the function's varyings it is
+    Position position;
+
+    ONDRIX_INLINE Float operator[](int component) const {
+        const lanes::Doubles column = __builtin_convertvector((Int(lanes::iota()) + position.x).v, lanes::Doubles);
+        lanes::Doubles value = row[component] + column * columnStep[component];
+        if (perspective) value = value / (inverseW + column * inverseWStep);
+        return Float(__builtin_convertvector(value, lanes::Floats));
+    }
+};
+
+struct Varying1 : Varying<1> {
+    ONDRIX_INLINE operator Float() const { return (*this)[0]; }
+};
+struct Varying2 : Varying<2> {
+    ONDRIX_INLINE operator Float2() const { return {(*this)[0], (*this)[1]}; }
+};
+struct Varying3 : Varying<3> {
+    ONDRIX_INLINE operator Float3() const { return {(*this)[0], (*this)[1], (*this)[2]}; }
+};
+struct Varying4 : Varying<4> {
+    ONDRIX_INLINE operator Float4() const { return {(*this)[0], (*this)[1], (*this)[2], (*this)[3]}; }
+};
+
+}  // namespace ondrix::shading
+
+/// Filtering. Linear weights lie on a grid of 1/256 texel: the position between texel centres is
+/// floor(256 * coordinate * size - 127.5) / 256. Texels are blended vertically, then horizontally; for plain 8-bit
+/// formats all sums are exact integers, so no order of computing changes a bit, and 1:1 copies are copies.
+namespace ondrix::shading::sampling {
+
+/// Brings a texel number into the texture by the address mode; `outside` collects those that show the border colour.
+ONDRIX_INLINE Int address(Int i, int size, MTLSamplerAddressMode mode, Mask& outside) {
+    const auto remainder = [](Int a, int divisor) __attribute__((always_inline)) {
+        const lanes::Ints r = a.v % divisor;
+        return Int(r < 0 ? r + divisor : r);
+    };
+    switch (mode) {
+        case MTLSamplerAddressMode::repeat:
+            return remainder(i, size);
+        case MTLSamplerAddressMode::mirrorRepeat: {
+            const Int m = remainder(i, 2 * size);
+            return min(m, Int(2 * size - 1) - m);
+        }
+        case MTLSamplerAddressMode::mirrorClampToEdge:
+            return min(max(i, Int(-1) - i), size - 1);
+        case MTLSamplerAddressMode::clampToZero:
+        case MTLSamplerAddressMode::clampToBorderColor:
+            outside = outside | (i < 0) | (i >= size);
+            break;
+        case MTLSamplerAddressMode::clampToEdge:
+            break;
+    }
+    return clamp(i, 0, size - 1);
+}
+
+/// Both address modes and the border colour of one lookup.
+struct Border {
+    bool possible = false;  ///< some mode shows a border
+    std::uint32_t bytes = 0;
+    float colour = 0, alpha = 0;
+
+    ONDRIX_INLINE explicit Border(const SamplerView& sampler) {
+        const auto mode = [](std::uint8_t raw) { return static_cast<MTLSamplerAddressMode>(raw); };
+        const auto shows = [&](std::uint8_t raw) {
+            return mode(raw) == MTLSamplerAddressMode::clampToZero ||
+                   mode(raw) == MTLSamplerAddressMode::clampToBorderColor;
+        };
+        possible = shows(sampler.sAddressMode) || shows(sampler.tAddressMode);
+        const bool zero = mode(sampler.sAddressMode) == MTLSamplerAddressMode::clampToZero ||
+                          mode(sampler.tAddressMode) == MTLSamplerAddressMode::clampToZero;
+        const auto border = static_cast<MTLSamplerBorderColor>(sampler.borderColor);
+        if (zero || border == MTLSamplerBorderColor::transparentBlack) return;
+        const bool white = border == MTLSamplerBorderColor::opaqueWhite;
+        bytes = white ? 0xffffffffu : 0xff000000u;
+        colour = white ? 1.0f : 0.0f;
+        alpha = 1.0f;
+    }
+};
+
+/// The texel at whole texel numbers.
+ONDRIX_INLINE Texel nearest(const TextureView& view, const SamplerView& sampler, Int x, Int y) {
+    const Border border(sampler);
+    Mask outside{};
+    x = address(x, view.width, static_cast<MTLSamplerAddressMode>(sampler.sAddressMode), outside);
+    y = address(y, view.height, static_cast<MTLSamplerAddressMode>(sampler.tAddressMode), outside);
+    Texel texel = reading::pixels(view, {x, y});
+    if (border.possible) {
+        static_cast<Float4&>(texel) =
+            select(outside, Float4{border.colour, border.colour, border.colour, border.alpha}, texel);
+        texel.exact = select(outside, Int(static_cast<std::int32_t>(border.bytes)), texel.exact);
+    }
+    return texel;
+}
+
+/// Blends four texels of plain bytes, given as words, at weights of 1/256.
+ONDRIX_INLINE Texel blendBytes(Int topLeft, Int topRight, Int bottomLeft, Int bottomRight, Int weightX, Int weightY,
+                               Format format) {
+    const Int even(0x00ff00ff);
+    const Int below = weightY | (weightY << 16), above = Int(0x01000100) - below;
+    const auto vertical = [&](Int top, Int bottom) __attribute__((always_inline)) {
+        return Int(lanes::multiplyHalves(top.v, above.v)) + Int(lanes::multiplyHalves(bottom.v, below.v));
+    };
+    const auto odd = [](Int v) __attribute__((always_inline)) {
+        return Int(lanes::shiftRightLogical<8>(v.v));
+    };
+    const Int evenLeft = vertical(topLeft & even, bottomLeft & even);
+    const Int evenRight = vertical(topRight & even, bottomRight & even);
+    const Int oddLeft = vertical(odd(topLeft) & even, odd(bottomLeft) & even);
+    const Int oddRight = vertical(odd(topRight) & even, odd(bottomRight) & even);
+    const Int left = Int(256) - weightX, low(0xffff);
+    const auto high = [](Int v) __attribute__((always_inline)) {
+        return Int(lanes::shiftRightLogical<16>(v.v));
+    };
+    return texelFromSums(
+        (evenLeft & low) * left + (evenRight & low) * weightX, (oddLeft & low) * left + (oddRight & low) * weightX,
+        high(evenLeft) * left + high(evenRight) * weightX, high(oddLeft) * left + high(oddRight) * weightX, format);
+}
+
+/// The blend at a position in units of 1/256 texel, counted from the centre of texel 0.
+ONDRIX_INLINE Texel linear(const TextureView& view, const SamplerView& sampler, Int gridX, Int gridY) {
+    const auto format = static_cast<Format>(view.format);
+    const auto modeX = static_cast<MTLSamplerAddressMode>(sampler.sAddressMode);
+    const auto modeY = static_cast<MTLSamplerAddressMode>(sampler.tAddressMode);
+    const Int weightX = gridX & 255, weightY = gridY & 255;
+    Mask outsideLeft{}, outsideRight{}, outsideTop{}, outsideBottom{};
+    const Int left = address(gridX >> 8, view.width, modeX, outsideLeft);
+    const Int right = address((gridX >> 8) + 1, view.width, modeX, outsideRight);
+    const Int top = address(gridY >> 8, view.height, modeY, outsideTop);
+    const Int bottom = address((gridY >> 8) + 1, view.height, modeY, outsideBottom);
+    const Border border(sampler);
+    if (isBytes(format) && !isSRGB(format)) {
+        const auto fetch = [&](Int x, Int y, Mask outside) __attribute__((always_inline)) {
+            const Int bytes = reading::pixelBytes(view, x, y);
+            return border.possible ? select(outside, Int(static_cast<std::int32_t>(border.bytes)), bytes) : bytes;
+        };
+        return blendBytes(fetch(left, top, outsideLeft | outsideTop), fetch(right, top, outsideRight | outsideTop),
+                          fetch(left, bottom, outsideLeft | outsideBottom),
+                          fetch(right, bottom, outsideRight | outsideBottom), weightX, weightY, format);
+    }
+    const auto fetch = [&](Int x, Int y, Mask outside) __attribute__((always_inline)) {
+        const Float4 colour = reading::pixels(view, {x, y});
+        return select(outside, Float4{border.colour, border.colour, border.colour, border.alpha}, colour);
+    };
+    const Float below = Float(weightY) * (1.0f / 256.0f), after = Float(weightX) * (1.0f / 256.0f);
+    const Float4 l =
+        mix(fetch(left, top, outsideLeft | outsideTop), fetch(left, bottom, outsideLeft | outsideBottom), below);
+    const Float4 r =
+        mix(fetch(right, top, outsideRight | outsideTop), fetch(right, bottom, outsideRight | outsideBottom), below);
+    return {mix(l, r, after), {}, 0};
+}
+
+/// At coordinates of any kind, 0...1 over the texture. Packs know nothing of their neighbours, so `magFilter` decides.
+ONDRIX_INLINE Texel general(const TextureView& view, const SamplerView& sampler, Float2 at) {
+    constexpr float limit = 1 << 30;
+    const auto whole = [](Float f) __attribute__((always_inline)) {
+        return Int(lanes::truncate(clamp(floor(f), -limit, limit).v));
+    };
+    if (static_cast<MTLSamplerMinMagFilter>(sampler.magFilter) == MTLSamplerMinMagFilter::nearest) {
+        return nearest(view, sampler, whole(at.x * view.width), whole(at.y * view.height));
+    }
+    return linear(view, sampler, whole(at.x * view.width * 256.0f - 127.5f),
+                  whole(at.y * view.height * 256.0f - 127.5f));
+}
+
+/// True when the filter for enlarging is the one to use; only asked where the two differ.
+inline bool enlarges(const TextureView& view, const Varying2& at) {
+    if (at.perspective) return true;
+    const auto square = [&](const double* step) {
+        const double x = step[0] * view.width, y = step[1] * view.height;
+        return x * x + y * y;
+    };
+    return square(at.columnStep) <= 1 && square(at.rowStep) <= 1;
+}
+
+ONDRIX_INLINE std::uint8_t filterOf(const TextureView& view, const SamplerView& sampler, const Varying2& at) {
+    if (sampler.minFilter == sampler.magFilter) return sampler.magFilter;
+    return enlarges(view, at) ? sampler.magFilter : sampler.minFilter;
+}
+
+/// Start and step of a straight line of positions, such as texels or 1/256 texels, over the pixels of a row.
+struct Line {
+    double start, step;
+
+    ONDRIX_INLINE lanes::Ints at(lanes::Ints column) const { return lanes::floorOfLine(start, step, column); }
+};
+
+ONDRIX_INLINE Line texelLine(const Varying2& at, int component, int size) {
+    return {at.row[component] * size, at.columnStep[component] * size};
+}
+ONDRIX_INLINE Line gridLine(const Varying2& at, int component, int size) {
+    return {at.row[component] * (256.0 * size) - 127.5, at.columnStep[component] * (256.0 * size)};
+}
+
+/// At straight lines of coordinates; positions are computed in double precision.
+ONDRIX_INLINE Texel straight(const TextureView& view, const SamplerView& sampler, const Varying2& at) {
+    if (at.perspective) return general(view, sampler, Float2(at));
+    const Int column = Int(lanes::iota()) + at.position.x;
+    if (static_cast<MTLSamplerMinMagFilter>(filterOf(view, sampler, at)) == MTLSamplerMinMagFilter::nearest) {
+        return nearest(view, sampler, Int(texelLine(at, 0, view.width).at(column.v)),
+                       Int(texelLine(at, 1, view.height).at(column.v)));
+    }
+    return linear(view, sampler, Int(gridLine(at, 0, view.width).at(column.v)),
+                  Int(gridLine(at, 1, view.height).at(column.v)));
+}
+
+}  // namespace ondrix::shading::sampling

@@ -1,0 +1,134 @@
+#pragma once
+
+#include <ondrix/shading/RowSampling.h>
+
+namespace ondrix::shading {
+
+namespace detail {
+template <auto... options>
+constexpr Format expectedFormat() {
+    Format format = Format::bgra8;
+    ((format = options), ...);
+    return format;
+}
+}  // namespace detail
+
+/// A texture that a function reads. `slotIndex` is its slot; a format may follow, such as `Texture<0, Format::r8>`: any
+/// format can be bound, but the one named here (bgra8 unless said otherwise) is the one that reads fastest.
+template <int slotIndex, auto... options>
+struct Texture {
+    static constexpr int slot = slotIndex;
+    static constexpr Format expected = detail::expectedFormat<options...>();
+
+    TextureView view;
+    rows::Row row;
+    int rowSampler = -1;  ///< slot of the sampler that `row` was made for
+
+    ONDRIX_INLINE int width() const { return view.width; }    ///< pixels
+    ONDRIX_INLINE int height() const { return view.height; }  ///< pixels
+
+    /// The pixels at these positions; zero in all four components outside the texture.
+    ONDRIX_INLINE Texel read(const Position& p) const { return reading::run(view, p.x, p.y, p.count); }
+    ONDRIX_INLINE Texel read(Int2 at) const { return reading::pixels(view, at); }
+
+    /// Filtered; coordinates are 0...1 over the texture, (0, 0) its top-left corner.
+    template <int samplerSlot>
+    ONDRIX_INLINE Texel sample(const Sampler<samplerSlot>& sampler, const Varying2& at) const {
+        const auto format = static_cast<Format>(view.format);
+        if (rowSampler == samplerSlot && at.index == 0) {
+            [[maybe_unused]] const int i = at.position.x - row.first, count = at.position.count;
+            if (row.kind == rows::Kind::copy)
+                return rows::readCopy(row.above + 4 * static_cast<std::int64_t>(i), count, format);
+            if (row.kind == rows::Kind::box) {
+                return rows::readBox(row.above + 8 * static_cast<std::int64_t>(i),
+                                     row.below + 8 * static_cast<std::int64_t>(i), count, format);
+            }
+#if !defined(ONDRIX_PLAIN)
+            if (row.kind == rows::Kind::blend) return rows::readBlend(row, i, format);
+#endif
+        }
+        return sampling::straight(view, sampler.view, at);
+    }
+    template <int samplerSlot>
+    ONDRIX_INLINE Texel sample(const Sampler<samplerSlot>& sampler, Float2 at) const {
+        return sampling::general(view, sampler.view, at);
+    }
+};
+
+namespace writing {
+
+/// A run in any format, pixel by pixel.
+[[gnu::noinline]] inline void generalRun(TextureView view, int x, int y, int count, Float4 colour) {
+    const auto format = static_cast<Format>(view.format);
+    const int size = bytesPerPixel(format);
+    alignas(64) float colours[4][lanes::count];
+    lanes::store(colours[0], colour.x.v);
+    lanes::store(colours[1], colour.y.v);
+    lanes::store(colours[2], colour.z.v);
+    lanes::store(colours[3], colour.w.v);
+    std::uint8_t* pixel = view.bytes + y * view.bytesPerRow + size * static_cast<std::int64_t>(x);
+    for (int i = 0; i < count; i++, pixel += size) {
+        const float one[4] = {colours[0][i], colours[1][i], colours[2][i], colours[3][i]};
+        encodePixel(format, one, pixel);
+    }
+}
+
+/// Four bytes a pixel.
+ONDRIX_INLINE void bytes(const TextureView& view, int x, int y, int count, Int words) {
+    std::uint8_t* pixels = view.bytes + y * view.bytesPerRow + 4 * static_cast<std::int64_t>(x);
+    if (count == lanes::count) {
+        lanes::storeWords(pixels, words.v);
+    } else {
+        alignas(64) std::uint8_t all[4 * lanes::count];
+        lanes::storeWords(all, words.v);
+        std::memcpy(pixels, all, 4 * static_cast<std::size_t>(count));
+    }
+}
+
+ONDRIX_INLINE void run(const TextureView& view, int x, int y, int count, const Float4& colour) {
+    const auto format = static_cast<Format>(view.format);
+    if (isFourBytes(format)) {
+        bytes(view, x, y, count, bytesFromColour(colour, format));
+    } else {
+        generalRun(view, x, y, count, colour);
+    }
+}
+
+ONDRIX_INLINE void run(const TextureView& view, int x, int y, int count, const Texel& texel) {
+    if (texel.exactFormat == view.format) {
+        bytes(view, x, y, count, texel.exact);
+    } else if (texel.exactFormat != 0 && isFourPlainBytes(static_cast<Format>(view.format)) &&
+               isFourPlainBytes(static_cast<Format>(texel.exactFormat))) {
+        bytes(view, x, y, count, swapRedAndBlue(texel.exact));
+    } else {
+        run(view, x, y, count, static_cast<const Float4&>(texel));
+    }
+}
+
+}  // namespace writing
+
+/// A texture that a compute function writes, each pixel at its own position and nowhere else. A texture can't be read
+/// and written by the same function. `expected` is the format that writes fastest.
+template <int slotIndex, Format expectedFormat = Format::bgra8>
+struct Target {
+    static constexpr int slot = slotIndex;
+    static constexpr Format expected = expectedFormat;
+
+    TextureView view;
+
+    ONDRIX_INLINE int width() const { return view.width; }    ///< pixels
+    ONDRIX_INLINE int height() const { return view.height; }  ///< pixels
+
+    /// Stores the colours of a run; the part outside the texture is left out.
+    template <class Colour>
+    ONDRIX_INLINE void write(const Position& p, const Colour& colour) const {
+        const Position inside = p.within(*this);
+        if (inside.count == lanes::count) {
+            writing::run(view, inside.x, inside.y, lanes::count, colour);
+        } else if (inside.count > 0) {
+            writing::run(view, inside.x, inside.y, inside.count, colour);
+        }
+    }
+};
+
+}  // namespace ondrix::shading

@@ -1,0 +1,143 @@
+#include "Modules.h"
+
+#include <cstring>
+#include <sstream>
+#include <stdexcept>
+
+#include <dlfcn.h>
+
+namespace modules {
+
+namespace {
+
+bool processorHas(const std::string& level) {
+#if defined(__x86_64__)
+    if (level == "x86-64-v2") return __builtin_cpu_supports("sse4.2");
+    if (level == "x86-64-v3") return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+    if (level == "x86-64-v4") return __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl");
+#endif
+    return true;
+}
+
+std::uint64_t nextSerial() {
+    static std::uint64_t serial = 1000;
+    return ++serial;
+}
+
+constexpr std::uint8_t guard = 0xAB;
+
+}  // namespace
+
+const shading::ModuleTable* open(const std::string& library, const std::string& level) {
+    if (!processorHas(level)) return nullptr;
+    void* handle = dlopen((library + "/" + level + ".so").c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (handle == nullptr) throw std::runtime_error(dlerror());
+    return reinterpret_cast<decltype(&ondrix_shader_module)>(dlsym(handle, "ondrix_shader_module"))();
+}
+
+const shading::Entry& entry(const shading::ModuleTable& module, const std::string& name) {
+    for (std::uint32_t i = 0; i < module.entryCount; i++) {
+        if (module.entries[i].name == name) return module.entries[i];
+    }
+    throw std::runtime_error("no function " + name);
+}
+
+std::vector<std::string> fasterLevels() {
+    std::vector<std::string> levels;
+    std::stringstream all(SIMD_LEVELS);
+    for (std::string level; std::getline(all, level, ';');) {
+        if (level != "plain" && processorHas(level)) levels.push_back(level);
+    }
+    return levels;
+}
+
+Image::Image(int w, int h, Format f, unsigned noise)
+    : width(w), height(h), format(f), stride_(w * shading::bytesPerPixel(f) + 4 * (1 + w % 3)) {
+    memory_.assign(static_cast<std::size_t>(stride_ * (h + 2) + 64), guard);
+    unsigned state = noise * 2654435761u + 1;
+    const int bytes = shading::bytesPerPixel(format);
+    for (int y = 0; y < h; y++) {
+        for (int x = 0; x < w; x++) {
+            for (int i = 0; i < bytes; i++) {
+                state = state * 1664525 + 1013904223;
+                pixel(x, y)[i] = static_cast<std::uint8_t>(state >> 24);
+            }
+            if (!shading::isBytes(format)) {
+                float colour[4];
+                for (float& c : colour) {
+                    state = state * 1664525 + 1013904223;
+                    c = static_cast<float>(state >> 8) / 8388608.0f - 0.5f;
+                }
+                shading::encodePixel(format, colour, pixel(x, y));
+            }
+        }
+    }
+}
+
+shading::TextureView Image::view() {
+    return {memory_.data() + stride_, stride_, width, height, static_cast<std::uint32_t>(format)};
+}
+
+std::uint8_t* Image::pixel(int x, int y) {
+    return memory_.data() + stride_ * (y + 1) + x * shading::bytesPerPixel(format);
+}
+
+std::vector<std::uint8_t> Image::bytes() {
+    std::vector<std::uint8_t> all;
+    for (int y = 0; y < height; y++) all.insert(all.end(), pixel(0, y), pixel(width, y));
+    return all;
+}
+
+bool Image::guardsIntact() const {
+    const std::int64_t row = width * shading::bytesPerPixel(format);
+    for (std::int64_t i = 0; i < static_cast<std::int64_t>(memory_.size()); i++) {
+        const std::int64_t y = i / stride_ - 1;
+        const bool isPixel = y >= 0 && y < height && i % stride_ < row;
+        if (!isPixel && memory_[static_cast<std::size_t>(i)] != guard) return false;
+    }
+    return true;
+}
+
+Mapping fill(int width, int height) {
+    return {{0.5 / width, 1.0 / width, 0}, {0.5 / height, 0, 1.0 / height}};
+}
+
+void draw(const shading::ModuleTable& module, const std::string& name, const Draw& draw, Image& target) {
+    const shading::Entry& function = entry(module, name);
+    const void* constants[] = {draw.constants};
+    shading::FragmentTask task;
+    task.bindings = {draw.textures.data(), draw.samplers.data(), constants};
+    task.target = target.view();
+    task.planes[0] = draw.mapping.u;
+    task.planes[1] = draw.mapping.v;
+    for (std::size_t i = 0; i < draw.morePlanes.size(); i++) task.planes[2 + i] = draw.morePlanes[i];
+    task.perspective = draw.mapping.perspective;
+    task.inverseW = draw.mapping.inverseW;
+    task.serial = nextSerial();
+    const std::size_t scratch = function.scratchBytes(&task.bindings, target.width);
+    std::vector<std::uint8_t> memory(scratch + 64);
+    task.scratch = memory.data() + (64 - reinterpret_cast<std::uintptr_t>(memory.data()) % 64);
+    std::vector<shading::Span> spans;
+    for (int y = 0; y < target.height; y++) spans.push_back({y, draw.x0, target.width});
+    // Two calls with the scratch of one thread, as a device makes them.
+    const auto half = static_cast<std::int32_t>(spans.size() / 2);
+    task.spans = spans.data();
+    task.spanCount = half;
+    function.runFragment(&task);
+    task.spans = spans.data() + half;
+    task.spanCount = static_cast<std::int32_t>(spans.size()) - half;
+    function.runFragment(&task);
+}
+
+void dispatch(const shading::ModuleTable& module, const std::string& name,
+              const std::vector<shading::TextureView>& textures, int width, int height, const void* constants) {
+    const void* all[] = {constants};
+    shading::ComputeTask task;
+    task.bindings = {textures.data(), nullptr, all};
+    task.width = (width + 31) / 32 * 32;  // whole thread groups reach over the edges
+    task.y1 = (height + 31) / 32 * 32;
+    task.serial = nextSerial();
+    entry(module, name).runCompute(&task);
+}
+
+}  // namespace modules

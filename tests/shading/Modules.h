@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <ondrix/shading/Encoding.h>
+#include <ondrix/shading/Module.h>
+
+namespace modules {
+
+namespace shading = ondrix::shading;
+using shading::Format;
+
+/// The module of one level, opened straight from its file; null where the processor or the build lacks it.
+const shading::ModuleTable* open(const std::string& library, const std::string& level);
+const shading::Entry& entry(const shading::ModuleTable& module, const std::string& name);
+/// The levels other than plain that run on this machine.
+std::vector<std::string> fasterLevels();
+
+/// Pixels between guard bytes that nobody may touch.
+class Image {
+public:
+    Image(int width, int height, Format format, unsigned noise);
+
+    shading::TextureView view();
+    std::uint8_t* pixel(int x, int y);
+    /// Rows without padding; `guardsIntact` tells whether anything else was written.
+    std::vector<std::uint8_t> bytes();
+    bool guardsIntact() const;
+
+    const int width, height;
+    const Format format;
+
+private:
+    std::vector<std::uint8_t> memory_;
+    std::int64_t stride_;
+};
+
+/// A straight line of a coordinate over the target: value = base + x * dx + y * dy at pixel centres.
+struct Mapping {
+    shading::Plane u, v;
+    bool perspective = false;
+    shading::Plane inverseW{1, 0, 0};
+};
+/// The target shows the texture as a whole.
+Mapping fill(int width, int height);
+
+struct Draw {
+    Mapping mapping;
+    std::vector<shading::TextureView> textures;
+    std::vector<shading::SamplerView> samplers;
+    const void* constants = nullptr;
+    std::vector<shading::Plane> morePlanes{};
+    int x0 = 0;  ///< first column that is drawn
+};
+
+void draw(const shading::ModuleTable& module, const std::string& name, const Draw& draw, Image& target);
+void dispatch(const shading::ModuleTable& module, const std::string& name,
+              const std::vector<shading::TextureView>& textures, int width, int height, const void* constants);
+
+}  // namespace modules
