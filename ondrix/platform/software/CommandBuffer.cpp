@@ -1,0 +1,139 @@
+#include <cassert>
+
+#include <ondrix/platform/software/CommandBuffer.h>
+#include <ondrix/platform/software/ComputeCommandEncoder.h>
+#include <ondrix/platform/software/Dispatch.h>
+#include <ondrix/platform/software/Executor.h>
+#include <ondrix/platform/software/RenderCommandEncoder.h>
+#include <ondrix/platform/software/RenderPass.h>
+
+namespace ondrix::software {
+
+CommandBuffer::CommandBuffer(std::shared_ptr<Executor> executor)
+    : executor_(std::move(executor)), memory_(firstMemory_.data(), firstMemory_.size()) {}
+
+CommandBuffer::~CommandBuffer() = default;
+
+bool CommandBuffer::recording() const noexcept {
+    return problem_.empty() && !outOfMemory_ &&
+           status_.load(std::memory_order_relaxed) == MTLCommandBufferStatus::notEnqueued;
+}
+
+bool CommandBuffer::beginEncoder() noexcept {
+    if (encoding_ || status_.load(std::memory_order_relaxed) != MTLCommandBufferStatus::notEnqueued) return false;
+    encoding_ = true;
+    return true;
+}
+
+std::shared_ptr<MTLRenderCommandEncoder> CommandBuffer::makeRenderCommandEncoder(
+    const MTLRenderPassDescriptor& descriptor) {
+    if (!beginEncoder()) return nullptr;
+    try {
+        return std::make_shared<RenderCommandEncoder>(shared_from_this(), descriptor);
+    } catch (const std::bad_alloc&) {
+        encoding_ = false;
+        return nullptr;
+    }
+}
+
+std::shared_ptr<MTLComputeCommandEncoder> CommandBuffer::makeComputeCommandEncoder() {
+    if (!beginEncoder()) return nullptr;
+    try {
+        return std::make_shared<ComputeCommandEncoder>(shared_from_this());
+    } catch (const std::bad_alloc&) {
+        encoding_ = false;
+        return nullptr;
+    }
+}
+
+void CommandBuffer::present(std::shared_ptr<MTLDrawable> drawable) {
+    assert(drawable);
+    if (status() != MTLCommandBufferStatus::notEnqueued) return;
+    try {
+        drawables_.push_back(std::move(drawable));
+    } catch (const std::bad_alloc&) {
+        outOfMemory_ = true;
+    }
+}
+
+void CommandBuffer::addCompletedHandler(std::function<void(MTLCommandBuffer&)> handler) {
+    assert(handler);
+    if (status() != MTLCommandBufferStatus::notEnqueued) return;
+    try {
+        handlers_.push_back(std::move(handler));
+    } catch (const std::bad_alloc&) {
+        outOfMemory_ = true;
+    }
+}
+
+void CommandBuffer::commit() {
+    if (status() != MTLCommandBufferStatus::notEnqueued) return;
+    if (encoding_) fail("the command buffer was committed while an encoder had not ended");
+    try {
+        executor_->commit(shared_from_this());
+    } catch (const std::bad_alloc&) {
+        outOfMemory_ = true;
+        finished();
+    }
+}
+
+void CommandBuffer::waitUntilCompleted() {
+    if (status() != MTLCommandBufferStatus::notEnqueued) executor_->waitUntilCompleted(*this);
+}
+
+std::optional<NSError> CommandBuffer::error() const {
+    if (status() != MTLCommandBufferStatus::error) return std::nullopt;
+    return NSError(problem_.empty() ? "out of memory" : problem_);
+}
+
+void CommandBuffer::hold(std::shared_ptr<const void> object) {
+    if (object) held_.push_back(std::move(object));
+}
+
+void CommandBuffer::append(Command& command) noexcept {
+    (last_ == nullptr ? first_ : last_->next) = &command;
+    last_ = &command;
+}
+
+void CommandBuffer::fail(std::string problem) {
+    if (problem_.empty()) problem_ = std::move(problem);
+}
+
+void CommandBuffer::committed() noexcept {
+    status_.store(MTLCommandBufferStatus::committed, std::memory_order_release);
+}
+
+void CommandBuffer::execute(ExecutionContext& context) {
+    status_.store(MTLCommandBufferStatus::scheduled, std::memory_order_relaxed);
+    try {
+        bool done = true;
+        for (Command* command = first_; command != nullptr && done; command = command->next) {
+            if (command->kind == Command::Kind::dispatch) {
+                done = run(static_cast<const DispatchCommand&>(*command), context);
+            } else {
+                done = run(static_cast<const RenderPassCommand&>(*command), context);
+            }
+        }
+        if (!done) outOfMemory_ = true;
+    } catch (const std::bad_alloc&) {
+        outOfMemory_ = true;
+    }
+    first_ = last_ = nullptr;
+    memory_.release();
+    held_.clear();
+}
+
+void CommandBuffer::finished() noexcept {
+    const bool failed = outOfMemory_ || !problem_.empty();
+    status_.store(failed ? MTLCommandBufferStatus::error : MTLCommandBufferStatus::completed,
+                  std::memory_order_release);
+}
+
+void CommandBuffer::callHandlers() {
+    const auto drawables = std::move(drawables_);
+    const auto handlers = std::move(handlers_);
+    for (const auto& drawable : drawables) drawable->present();
+    for (const auto& handler : handlers) handler(*this);
+}
+
+}  // namespace ondrix::software

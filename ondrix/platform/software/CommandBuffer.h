@@ -1,0 +1,91 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <memory>
+#include <memory_resource>
+#include <new>
+#include <string>
+#include <vector>
+
+#include <ondrix/platform/metal/MTLCommandQueue.h>
+#include <ondrix/platform/software/Commands.h>
+#include <ondrix/platform/software/ExecutionContext.h>
+
+namespace ondrix::software {
+
+class Executor;
+
+/// A list of commands with all that they need: it holds the executor, so committed work is done even when device and
+/// queue have gone, and every object that was bound, until the work is done. Recording happens on one thread; the
+/// executor's threads take over at `commit`. The first problem met while recording ends the list there: what was
+/// recorded before still runs, then the status becomes `error`.
+class CommandBuffer final : public MTLCommandBuffer, public std::enable_shared_from_this<CommandBuffer> {
+public:
+    explicit CommandBuffer(std::shared_ptr<Executor> executor);
+    ~CommandBuffer() override;
+
+    [[nodiscard]] std::shared_ptr<MTLRenderCommandEncoder> makeRenderCommandEncoder(
+        const MTLRenderPassDescriptor& descriptor) override;
+    [[nodiscard]] std::shared_ptr<MTLComputeCommandEncoder> makeComputeCommandEncoder() override;
+    void present(std::shared_ptr<MTLDrawable> drawable) override;
+    void addCompletedHandler(std::function<void(MTLCommandBuffer&)> handler) override;
+    void commit() override;
+    void waitUntilCompleted() override;
+    [[nodiscard]] MTLCommandBufferStatus status() const override { return status_.load(std::memory_order_acquire); }
+    [[nodiscard]] std::optional<NSError> error() const override;
+
+    // Recording, for encoders.
+
+    /// Calls `record`, which returns a problem or an empty text, unless the recording has come to its end.
+    template <typename Record>
+    void record(Record record) {
+        if (!recording()) return;
+        try {
+            fail(record());
+        } catch (const std::bad_alloc&) {
+            outOfMemory_ = true;
+        }
+    }
+    /// Memory that lasts until the work is done.
+    [[nodiscard]] std::pmr::memory_resource& memory() noexcept { return memory_; }
+    template <typename T>
+    [[nodiscard]] T* make() {
+        return new (memory_.allocate(sizeof(T), alignof(T))) T();
+    }
+    void hold(std::shared_ptr<const void> object);
+    void append(Command& command) noexcept;
+    void encoderEnded() noexcept { encoding_ = false; }
+
+    // Execution, for the executor, on one thread at a time.
+
+    void committed() noexcept;  ///< sets the status when the buffer has its place in the order
+    /// Runs the commands, then lets go of what was bound. `finished` must follow.
+    void execute(ExecutionContext& context);
+    void finished() noexcept;  ///< sets the final status
+    [[nodiscard]] bool isFinished() const noexcept { return status() >= MTLCommandBufferStatus::completed; }
+    [[nodiscard]] bool hasHandlers() const noexcept { return !handlers_.empty() || !drawables_.empty(); }
+    /// Shows the drawables, then calls the handlers, and lets go of both.
+    void callHandlers();
+
+private:
+    [[nodiscard]] bool recording() const noexcept;
+    void fail(std::string problem);
+    [[nodiscard]] bool beginEncoder() noexcept;
+
+    std::shared_ptr<Executor> executor_;
+    std::atomic<MTLCommandBufferStatus> status_{MTLCommandBufferStatus::notEnqueued};
+    bool encoding_ = false;
+    bool outOfMemory_ = false;
+    std::string problem_;
+    Command* first_ = nullptr;
+    Command* last_ = nullptr;
+    std::vector<std::shared_ptr<const void>> held_;
+    std::vector<std::function<void(MTLCommandBuffer&)>> handlers_;
+    std::vector<std::shared_ptr<MTLDrawable>> drawables_;
+    std::array<std::byte, 2048> firstMemory_;
+    std::pmr::monotonic_buffer_resource memory_;
+};
+
+}  // namespace ondrix::software

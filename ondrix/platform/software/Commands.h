@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include <ondrix/platform/metal/MTLTypes.h>
+#include <ondrix/shading/Module.h>
+
+/// Recorded work, as plain data in the memory of its command buffer. Everything that it points to is checked when it is
+/// recorded and held by the command buffer, so that running it can only fail for want of memory.
+namespace ondrix::software {
+
+class RenderPipeline;
+
+/// Constants of a function: `size` bytes of a buffer, copied when the command runs.
+struct ConstantsCopy {
+    const std::byte* source = nullptr;  ///< 4-byte aligned for the word-wise copy, else copied byte by byte
+    std::byte* destination = nullptr;   ///< 64-byte aligned
+    std::uint32_t size = 0;             ///< bytes
+};
+
+/// A function with what its slots hold.
+struct BoundFunction {
+    const shading::Entry* entry = nullptr;
+    shading::Bindings bindings;
+    ConstantsCopy* copies = nullptr;
+    int copyCount = 0;
+
+    /// Takes the values that the constants have now.
+    void copyConstants() const noexcept;
+    /// Bytes of scratch that a thread needs for a target or grid `width` pixels wide.
+    [[nodiscard]] std::size_t scratchBytes(std::int32_t width) const noexcept;
+};
+
+struct Command {
+    enum class Kind { dispatch, renderPass };
+
+    Kind kind;
+    Command* next = nullptr;
+};
+
+struct DispatchCommand : Command {
+    BoundFunction function;
+    std::int32_t width = 0;        ///< positions in x; 0 when nothing is written
+    std::int32_t height = 0;       ///< rows
+    std::int64_t bytesPerRow = 0;  ///< read and written for one row, about
+};
+
+struct DrawCommand {
+    const RenderPipeline* pipeline = nullptr;
+    BoundFunction vertex, fragment;
+    const shading::VertexStream* streams = nullptr;
+    MTLPrimitiveType primitiveType = MTLPrimitiveType::triangle;
+    MTLIndexType indexType = MTLIndexType::uint16;
+    const std::byte* indices = nullptr;
+    std::int64_t indexCount = 0;
+    std::int64_t bytesPerRow = 0;  ///< read for one row of the target, about
+    DrawCommand* next = nullptr;
+};
+
+struct RenderPassCommand : Command {
+    shading::TextureView target;
+    MTLLoadAction loadAction = MTLLoadAction::dontCare;
+    MTLClearColor clearColor;
+    DrawCommand* firstDraw = nullptr;
+    DrawCommand* lastDraw = nullptr;
+};
+
+/// A number that no dispatch or draw of this process has had.
+[[nodiscard]] std::uint64_t nextSerial() noexcept;
+
+}  // namespace ondrix::software

@@ -1,0 +1,47 @@
+#include <new>
+
+#include <ondrix/platform/software/Library.h>
+
+namespace ondrix::software {
+
+MTLFunctionType Function::functionType() const {
+    switch (entry_.kind) {
+        case shading::FunctionKind::vertex:
+            return MTLFunctionType::vertex;
+        case shading::FunctionKind::fragment:
+            return MTLFunctionType::fragment;
+        case shading::FunctionKind::compute:
+            break;
+    }
+    return MTLFunctionType::kernel;
+}
+
+std::shared_ptr<Library> Library::create(const URL& URL, const std::string& level, NSError* error) {
+    auto module = Module::open(URL.path(), level, error);
+    if (!module) return nullptr;
+    try {
+        return std::shared_ptr<Library>(new Library(std::move(module)));
+    } catch (const std::bad_alloc&) {
+        if (error != nullptr) *error = NSError("out of memory");
+        return nullptr;
+    }
+}
+
+std::shared_ptr<MTLFunction> Library::makeFunction(std::string_view name) {
+    const shading::Entry* entry = module_->find(name);
+    if (entry == nullptr) return nullptr;
+    try {
+        return std::make_shared<Function>(module_, *entry);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+std::vector<std::string> Library::functionNames() const {
+    std::vector<std::string> names;
+    const shading::ModuleTable& table = module_->table();
+    for (std::uint32_t index = 0; index < table.entryCount; ++index) names.emplace_back(table.entries[index].name);
+    return names;
+}
+
+}  // namespace ondrix::software

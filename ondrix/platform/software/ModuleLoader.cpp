@@ -1,0 +1,99 @@
+#include <stdexcept>
+#include <string_view>
+#include <vector>
+
+#include <dlfcn.h>
+
+#include <ondrix/platform/software/ModuleLoader.h>
+#include <ondrix/platform/software/SimdLevel.h>
+
+namespace ondrix::software {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A reason to refuse a library; never leaves this file.
+struct Refusal : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+std::string quoted(const fs::path& path) {
+    return "'" + path.string() + "'";
+}
+
+bool holdsModules(const fs::path& library) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(library)) {
+        if (entry.path().extension() == ".so") return true;
+    }
+    return false;
+}
+
+void requireLibrary(const fs::path& library) {
+    if (!fs::exists(library)) throw Refusal(quoted(library) + " does not exist");
+    const fs::path folder = library.has_filename() ? library : library.parent_path();
+    if (folder.extension() != ".oxlib" || !fs::is_directory(library) || !holdsModules(library)) {
+        throw Refusal(quoted(library) + " is not a shader library");
+    }
+}
+
+fs::path moduleFile(const fs::path& library, const SimdLevel& level) {
+    return library / (std::string(level.name) + ".so");
+}
+
+fs::path chooseModule(const fs::path& library, const std::string& forcedLevel) {
+    for (const SimdLevel& level : simdLevels()) {
+        if (!forcedLevel.empty() && level.name != forcedLevel) continue;
+        if (!level.supported()) {
+            if (forcedLevel.empty()) continue;
+            throw Refusal("this processor does not run the SIMD level '" + forcedLevel + "'");
+        }
+        const fs::path file = moduleFile(library, level);
+        if (fs::exists(file)) return file;
+        if (!forcedLevel.empty())
+            throw Refusal(quoted(library) + " has no module for the SIMD level '" + forcedLevel + "'");
+    }
+    if (forcedLevel.empty()) throw Refusal(quoted(library) + " has no module for this machine");
+    std::string names;
+    for (const SimdLevel& level : simdLevels()) names += (names.empty() ? "" : ", ") + std::string(level.name);
+    throw Refusal("the SIMD level '" + forcedLevel + "' is unknown; the levels are " + names);
+}
+
+const shading::ModuleTable& openModule(const fs::path& file) {
+    void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (handle == nullptr) {
+        const char* reason = dlerror();
+        throw Refusal("the module " + quoted(file) + " cannot be opened: " + (reason ? reason : "unknown reason"));
+    }
+    // The handle is kept for good from here on: a table that was looked at may have been copied from.
+    const auto symbol = reinterpret_cast<const shading::ModuleTable* (*)()>(dlsym(handle, "ondrix_shader_module"));
+    if (symbol == nullptr) throw Refusal("the module " + quoted(file) + " does not export 'ondrix_shader_module'");
+    const shading::ModuleTable* table = symbol();
+    if (table == nullptr || table->version != shading::moduleVersion) {
+        throw Refusal("the module " + quoted(file) + " is of version " +
+                      (table == nullptr ? "none" : std::to_string(table->version)) + ", but version " +
+                      std::to_string(shading::moduleVersion) + " is needed");
+    }
+    return *table;
+}
+
+}  // namespace
+
+std::shared_ptr<const Module> Module::open(const fs::path& library, const std::string& level, NSError* error) {
+    try {
+        requireLibrary(library);
+        return std::shared_ptr<const Module>(new Module(openModule(chooseModule(library, level))));
+    } catch (const std::exception& reason) {
+        if (error != nullptr) *error = NSError(reason.what());
+        return nullptr;
+    }
+}
+
+const shading::Entry* Module::find(std::string_view name) const noexcept {
+    for (std::uint32_t index = 0; index < table_.entryCount; ++index) {
+        if (table_.entries[index].name == name) return &table_.entries[index];
+    }
+    return nullptr;
+}
+
+}  // namespace ondrix::software

@@ -1,0 +1,158 @@
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include <ondrix/platform/metal/MTLPixelFormat.h>
+#include <ondrix/platform/software/ClearPixel.h>
+#include <ondrix/platform/software/PrimitiveSetup.h>
+#include <ondrix/platform/software/RenderPass.h>
+#include <ondrix/platform/software/Strips.h>
+#include <ondrix/platform/software/VertexStage.h>
+
+namespace ondrix::software {
+
+namespace {
+
+/// Primitives that are set up before the strips are drawn; bounds the memory that a draw needs.
+constexpr std::int64_t primitivesAtOnce = 4096;
+
+/// How many indices a primitive has, and by how many the next one's start lies further.
+struct Assembly {
+    int vertices;
+    int step;
+};
+
+Assembly assembly(MTLPrimitiveType type) {
+    switch (type) {
+        case MTLPrimitiveType::point:
+            return {1, 1};
+        case MTLPrimitiveType::line:
+            return {2, 2};
+        case MTLPrimitiveType::lineStrip:
+            return {2, 1};
+        case MTLPrimitiveType::triangle:
+            return {3, 3};
+        case MTLPrimitiveType::triangleStrip:
+            break;
+    }
+    return {3, 1};
+}
+
+class RenderPassRun {
+public:
+    RenderPassRun(const RenderPassCommand& pass, ExecutionContext& context)
+        : pass_(pass), context_(context), clears_(pass.loadAction == MTLLoadAction::clear) {
+        if (clears_) clearPixel_ = ClearPixel(static_cast<MTLPixelFormat>(pass.target.format), pass.clearColor);
+        reset();
+    }
+
+    [[nodiscard]] bool run() {
+        for (const DrawCommand* draw = pass_.firstDraw; draw != nullptr; draw = draw->next) {
+            draw->vertex.copyConstants();
+            draw->fragment.copyConstants();
+            if (!context_.pool.reserveScratch(draw->fragment.scratchBytes(pass_.target.width))) return false;
+            setUp(*draw);
+        }
+        flush();
+        return true;
+    }
+
+private:
+    void setUp(const DrawCommand& draw) {
+        const Assembly shape = assembly(draw.primitiveType);
+        if (draw.indexCount < shape.vertices) return;
+        const std::int64_t count = (draw.indexCount - shape.vertices) / shape.step + 1;
+        bytesPerRow_ += draw.bytesPerRow;
+        VertexStage stage(draw, context_);
+        for (std::int64_t first = 0; first < count; first += primitivesAtOnce) {
+            const auto chunk = static_cast<int>(std::min(primitivesAtOnce, count - first));
+            if (static_cast<std::int64_t>(context_.primitives.size()) + chunk > primitivesAtOnce) flush();
+            stage.run(first * shape.step, (chunk - 1) * shape.step + shape.vertices);
+            PrimitiveSetup setup(draw, pass_.target, context_);
+            for (int index = 0; index < chunk; ++index) {
+                const float* vertices[3] = {};
+                for (int vertex = 0; vertex < shape.vertices; ++vertex) {
+                    vertices[vertex] = stage.result(index * shape.step + vertex);
+                }
+                setup.add(vertices, shape.vertices);
+            }
+        }
+    }
+
+    /// Draws what is set up. The first time, all rows are run over to clear them.
+    void flush() {
+        std::int32_t y0 = pass_.target.height, y1 = 0;
+        for (const PrimitiveGroup& group : context_.groups) {
+            y0 = std::min(y0, group.y0);
+            y1 = std::max(y1, group.y1);
+        }
+        if (clears_) {
+            y0 = 0;
+            y1 = pass_.target.height;
+        }
+        if (y0 < y1) {
+            strips_ = Strips(y0, y1, bytesPerRow_, context_.pool.threadCount());
+            context_.pool.run(strips_.count(), strip, this);
+        }
+        clears_ = false;
+        reset();
+    }
+
+    void reset() {
+        context_.primitives.clear();
+        context_.groups.clear();
+        bytesPerRow_ = pass_.target.bytesPerRow;
+    }
+
+    static void strip(void* context, int strip, void* scratch) {
+        const auto& self = *static_cast<const RenderPassRun*>(context);
+        self.draw(self.strips_.begin(strip), self.strips_.end(strip), scratch);
+    }
+
+    void draw(std::int32_t y0, std::int32_t y1, void* scratch) const {
+        constexpr std::int32_t rowsAtOnce = 64;
+        shading::Span spans[rowsAtOnce * PrimitiveGroup::maximumSize];
+        if (clears_ && context_.groups.empty()) clear(y0, y1, spans, 0);
+        for (const PrimitiveGroup& group : context_.groups) {
+            const std::int32_t from = std::max(y0, group.y0);
+            const std::int32_t to = std::min(y1, group.y1);
+            const std::span primitives(context_.primitives.data() + group.first, static_cast<std::size_t>(group.count));
+            const int count = from < to ? collectSpans(primitives, from, to, spans) : 0;
+            if (clears_ && &group == &context_.groups.front()) clear(y0, y1, spans, count);
+            if (count == 0) continue;
+            shading::FragmentTask task = group.task;
+            task.spans = spans;
+            task.spanCount = count;
+            task.scratch = scratch;
+            group.run(&task);
+        }
+    }
+
+    /// Clears the rows but for the spans, which are in rising order.
+    void clear(std::int32_t y0, std::int32_t y1, const shading::Span* spans, int count) const {
+        const shading::Span* const end = spans + count;
+        for (std::int32_t y = y0; y < y1; ++y) {
+            std::int32_t x = 0;
+            for (; spans != end && spans->y == y; ++spans) {
+                clearPixel_.fill(pass_.target, y, x, spans->x0);
+                x = spans->x1;
+            }
+            clearPixel_.fill(pass_.target, y, x, pass_.target.width);
+        }
+    }
+
+    const RenderPassCommand& pass_;
+    ExecutionContext& context_;
+    bool clears_;
+    ClearPixel clearPixel_;
+    std::int64_t bytesPerRow_ = 0;
+    Strips strips_{0, 0, 0, 1};
+};
+
+}  // namespace
+
+bool run(const RenderPassCommand& pass, ExecutionContext& context) {
+    return RenderPassRun(pass, context).run();
+}
+
+}  // namespace ondrix::software

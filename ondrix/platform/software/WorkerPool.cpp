@@ -1,0 +1,146 @@
+#include <algorithm>
+#include <chrono>
+#include <system_error>
+#include <thread>
+
+#include <ondrix/platform/software/Threads.h>
+#include <ondrix/platform/software/WorkerPool.h>
+
+namespace ondrix::software {
+
+namespace {
+
+/// Sleeping workers are woken for more than this; to wake one costs the caller about a fifth of it.
+constexpr std::chrono::microseconds worthWaking{50};
+
+}  // namespace
+
+struct WorkerPool::Worker {
+    std::size_t index = 0;
+    std::thread thread;
+    Placement placement;
+    alignas(64) std::atomic<int> asleep{0};
+};
+
+WorkerPool::WorkerPool(int threadCount) : threadCount_(threadCount), scratch_(static_cast<std::size_t>(threadCount)) {}
+
+WorkerPool::~WorkerPool() {
+    stopping_.store(true);
+    for (const auto& worker : workers_) {
+        worker->asleep.store(0);
+        worker->asleep.notify_one();
+    }
+    for (const auto& worker : workers_) worker->thread.join();
+}
+
+bool WorkerPool::reserveScratch(std::size_t bytes) noexcept {
+    for (AlignedMemory& scratch : scratch_) {
+        if (scratch.size() >= bytes) continue;
+        scratch = AlignedMemory::allocate(bytes);
+        if (scratch.bytes() == nullptr) return false;
+    }
+    return true;
+}
+
+void WorkerPool::start() noexcept {
+    started_ = true;
+    try {
+        workers_.reserve(static_cast<std::size_t>(threadCount_ - 1));
+        while (static_cast<int>(workers_.size()) < threadCount_ - 1) {
+            auto worker = std::make_unique<Worker>();
+            worker->index = workers_.size() + 1;
+            Worker& reference = *worker;
+            worker->thread = std::thread([this, &reference] { workerLoop(reference); });
+            worker->placement.moveOffCallersCore(worker->thread.native_handle());
+            workers_.push_back(std::move(worker));
+        }
+    } catch (const std::exception&) {
+        // Fewer threads do the same work.
+    }
+}
+
+void WorkerPool::takeStrips(void* scratch) noexcept {
+    for (;;) {
+        const int strip = nextStrip_.fetch_add(1, std::memory_order_relaxed);
+        if (strip >= stripCount_) return;
+        work_(context_, strip, scratch);
+    }
+}
+
+void WorkerPool::run(int stripCount, Work work, void* context) noexcept {
+    void* scratch = scratch_.front().bytes();
+    if (stripCount <= 1 || threadCount_ == 1) {
+        for (int strip = 0; strip < stripCount; ++strip) work(context, strip, scratch);
+        return;
+    }
+    work_ = work;
+    context_ = context;
+    stripCount_ = stripCount;
+    nextStrip_.store(0, std::memory_order_relaxed);
+    epoch_.fetch_add(1);  // open: workers that look out join
+
+    // The first strips tell whether the rest is worth waking the sleepers for.
+    using Clock = std::chrono::steady_clock;
+    const auto begin = Clock::now();
+    for (int done = 1;; ++done) {
+        const int strip = nextStrip_.fetch_add(1, std::memory_order_relaxed);
+        if (strip >= stripCount) break;
+        work(context, strip, scratch);
+        const int left = stripCount - nextStrip_.load(std::memory_order_relaxed);
+        if (left > 0 && (Clock::now() - begin) / done * left > worthWaking) {
+            wakeWorkers(std::min(left, threadCount_ - 1));
+            takeStrips(scratch);
+            break;
+        }
+    }
+
+    epoch_.fetch_add(1);  // closed: whoever isn't inside yet stays out
+    int turns = 0;
+    while (inside_.load() != 0) {
+        if (++turns < 2000) {
+            pause();
+        } else {
+            std::this_thread::yield();
+        }
+    }
+}
+
+void WorkerPool::wakeWorkers(int count) noexcept {
+    if (!started_) {
+        start();
+        return;
+    }
+    for (const auto& worker : workers_) {
+        if (count-- == 0) return;
+        if (worker->asleep.load() == 0) continue;
+        worker->placement.moveOffCallersCore(worker->thread.native_handle());
+        worker->asleep.store(0);
+        worker->asleep.notify_one();
+    }
+}
+
+void WorkerPool::workerLoop(Worker& worker) noexcept {
+    std::uint64_t seen = 0;
+    const auto workIsOpen = [&] {
+        const std::uint64_t epoch = epoch_.load();
+        return (epoch & 1) != 0 && epoch != seen;
+    };
+    while (!stopping_.load()) {
+        if (!spinUntil([&] { return workIsOpen() || stopping_.load(std::memory_order_relaxed); })) {
+            // Announced before the last look, as the caller opens the work before it looks for sleepers.
+            worker.asleep.store(1);
+            if (!workIsOpen() && !stopping_.load()) worker.asleep.wait(1);
+            worker.asleep.store(0);
+            continue;
+        }
+        inside_.fetch_add(1);
+        const std::uint64_t epoch = epoch_.load();
+        if ((epoch & 1) != 0 && epoch != seen) {
+            seen = epoch;
+            takeStrips(scratch_[worker.index].bytes());
+        }
+        inside_.fetch_sub(1);
+    }
+}
+
+}  // namespace ondrix::software

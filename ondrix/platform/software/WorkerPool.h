@@ -1,0 +1,59 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include <ondrix/platform/software/AlignedMemory.h>
+
+namespace ondrix::software {
+
+/// Shares the strips of one piece of work among worker threads and the calling thread. Which thread does which strip is
+/// left to chance, so strips must not depend on each other. Threads start with the first work that is worth it; after
+/// work they look out for more for a short while, then sleep. One caller at a time; destroyed by any thread but its own
+/// workers.
+class WorkerPool {
+public:
+    using Work = void (*)(void* context, int strip, void* scratch);
+
+    /// `threadCount` threads, 1 to 256, one of them the caller.
+    explicit WorkerPool(int threadCount);
+    ~WorkerPool();
+    WorkerPool(const WorkerPool&) = delete;
+    WorkerPool& operator=(const WorkerPool&) = delete;
+
+    [[nodiscard]] int threadCount() const noexcept { return threadCount_; }
+
+    /// Gives every thread at least `bytes` of scratch, 64-byte aligned and zero when it is new; false without memory.
+    [[nodiscard]] bool reserveScratch(std::size_t bytes) noexcept;
+
+    /// Calls `work` once for each strip from 0 to `stripCount` - 1 and returns when all calls have returned. `work`
+    /// must not throw.
+    void run(int stripCount, Work work, void* context) noexcept;
+
+private:
+    struct Worker;
+
+    void start() noexcept;
+    void workerLoop(Worker& worker) noexcept;
+    void takeStrips(void* scratch) noexcept;
+    void wakeWorkers(int count) noexcept;
+
+    const int threadCount_;
+    bool started_ = false;
+    std::vector<AlignedMemory> scratch_;  ///< of the caller, then of the workers
+    std::vector<std::unique_ptr<Worker>> workers_;
+
+    // The work of the moment. The plain members are written while no worker is inside.
+    Work work_ = nullptr;
+    void* context_ = nullptr;
+    int stripCount_ = 0;
+    std::atomic<int> nextStrip_{0};
+    std::atomic<std::uint64_t> epoch_{0};  ///< odd while there is work to join
+    std::atomic<int> inside_{0};           ///< workers that may touch the work
+    std::atomic<bool> stopping_{false};
+};
+
+}  // namespace ondrix::software
