@@ -63,9 +63,14 @@ function(ondrix_add_shader_library target)
     if(ONDRIX_WARNINGS_AS_ERRORS)
       target_compile_options(${module} PRIVATE -Werror)
     endif()
+    # A function is compiled into each of its loops, however large it is: a call would put its packs into memory. And g++'s
+    # own intrinsics start from values that are undefined on purpose.
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-      # Its own intrinsics start from values that are undefined on purpose.
-      target_compile_options(${module} PRIVATE -fno-gnu-unique -Wno-maybe-uninitialized -Wno-uninitialized)
+      target_compile_options(${module} PRIVATE -fno-gnu-unique -Wno-maybe-uninitialized -Wno-uninitialized
+        --param=max-inline-insns-single=100000 --param=large-function-growth=100000 --param=inline-unit-growth=100000
+        --param=large-stack-frame-growth=100000)
+    else()
+      target_compile_options(${module} PRIVATE "SHELL:-mllvm -inlinehint-threshold=100000")
     endif()
     if(level STREQUAL "plain")
       target_compile_definitions(${module} PRIVATE ONDRIX_PLAIN)

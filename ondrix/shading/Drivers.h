@@ -33,16 +33,26 @@ struct Compute<function> {
         width = width < task->width ? width : task->width;
         const std::int32_t end = height < task->y1 ? height : task->y1;
         const bool expected = !lanes::plain && List::formatsAreExpected(bound);
-        for (std::int32_t y = task->y0; y < end; y++)
-            expected ? row<true>(bound, y, width) : row<false>(bound, y, width);
+        std::int32_t interiorWidth = width, interiorHeight = lanes::plain ? 0 : end;
+        List::commonSides(bound, interiorWidth, interiorHeight);
+        for (std::int32_t y = task->y0; y < end; y++) {
+            const std::int32_t interior = y < interiorHeight ? interiorWidth : 0;
+            expected ? row<true>(bound, y, width, interior) : row<false>(bound, y, width, interior);
+        }
     }
 
 private:
     template <bool expected>
-    [[gnu::flatten, gnu::noinline]] static void row(const typename List::Bound& shared, int y, int width) {
+    [[gnu::flatten, gnu::noinline]] static void row(const typename List::Bound& shared, int y, int width,
+                                                    [[maybe_unused]] int interior) {
         typename List::Bound bound = shared;
         if constexpr (expected) List::assumeExpectedFormats(bound);
         int x = 0;
+        if constexpr (expected) {
+            for (; x + lanes::count <= interior; x += lanes::count) {
+                pack(bound, Position{x, y, lanes::count, true}, std::index_sequence_for<A...>{});
+            }
+        }
         for (; x + lanes::count <= width; x += lanes::count) {
             pack(bound, Position{x, y, lanes::count}, std::index_sequence_for<A...>{});
         }

@@ -164,6 +164,21 @@ struct ParameterList {
         std::apply(
             [](auto&... each) __attribute__((always_inline)) { (assumeExpected(each), ...); }, bound);
     }
+    /// The sides that all textures and targets have in common, in positions of the function.
+    static void commonSides(const Bound& bound, std::int32_t& width, std::int32_t& height) {
+        const auto limit = [&]<class T>(const T& each) {
+            if constexpr (isTexture<T> || isTarget<T>) {
+                std::int32_t w = each.width(), h = each.height();
+                if constexpr (isTexture<T>) {
+                    if (T::sides == Sides::half) w *= 2, h *= 2;
+                }
+                width = width < w ? width : w;
+                height = height < h ? height : h;
+            }
+        };
+        std::apply([&](const auto&... each) { (limit(each), ...); }, bound);
+    }
+
     /// Makes it a constant that no texture has a row prepared.
     static ONDRIX_INLINE void forgetRows(Bound& bound) {
         const auto forget = []<class T>(T & each) __attribute__((always_inline)) {

@@ -13,21 +13,23 @@ struct Offset {
 struct Position {
     int x = 0, y = 0;  ///< first pixel
     int count = 0;     ///< pixels that exist, 0 to the size of a pack
-
-    /// The same places in a picture of half the sides, where two neighbours share a pixel.
-    struct Half {
-        int x, y, count;  ///< full-size ones
-    };
+    /// Every texture and target of the function is known to hold a whole pack of pixels here.
+    bool interior = false;
 
     friend ONDRIX_INLINE Position operator+(Position p, Offset o) { return {p.x + o.x, p.y + o.y, p.count}; }
-    ONDRIX_INLINE Half half() const { return {x, y, count}; }
 
     /// The part of the run that lies inside a texture; may be empty.
     template <class T>
     ONDRIX_INLINE Position within(const T& texture) const {
+        if (interior) return *this;
         if (y < 0 || y >= texture.height() || x < 0) return {x, y, 0};
         const int inside = texture.width() - x;
         return {x, y, inside < 0 ? 0 : inside < count ? inside : count};
+    }
+
+    /// Whether a texture of this size holds a whole pack of pixels from here on.
+    ONDRIX_INLINE bool wholePackIn(int width, int height) const {
+        return interior || (y >= 0 && y < height && x >= 0 && x + lanes::count <= width);
     }
 
     /// The single pixels.

@@ -84,10 +84,10 @@ ONDRIX_INLINE Int pixelBytes(const TextureView& view, Int x, Int y) {
     return Int(words);
 }
 
-/// A run that starts at (x, y).
-ONDRIX_INLINE Texel run(const TextureView& view, int x, int y, int count) {
+ONDRIX_INLINE Texel run(const TextureView& view, const Position& p) {
     const auto format = static_cast<Format>(view.format);
-    const bool inside = y >= 0 && y < view.height && x >= 0 && x + lanes::count <= view.width;
+    const auto [x, y, count, interior] = p;
+    const bool inside = p.wholePackIn(view.width, view.height);
     const std::uint8_t* row = view.bytes + y * view.bytesPerRow;
     if (isFourBytes(format)) {
         const lanes::Ints words =

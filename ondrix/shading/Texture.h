@@ -4,21 +4,30 @@
 
 namespace ondrix::shading {
 
+/// How large a texture is, compared with what the function writes; see `Texture`.
+enum class Sides { full, half };
+
 namespace detail {
-template <auto... options>
-constexpr Format expectedFormat() {
-    Format format = Format::bgra8;
-    ((format = options), ...);
-    return format;
+template <class T>
+constexpr T option(T value) {
+    return value;
+}
+/// The last of the options that is a T, or else `value`.
+template <class T, class First, class... Rest>
+constexpr T option(T value, First first, Rest... rest) {
+    if constexpr (std::is_same_v<T, First>) value = first;
+    return option(value, rest...);
 }
 }  // namespace detail
 
-/// A texture that a function reads. `slotIndex` is its slot; a format may follow, such as `Texture<0, Format::r8>`: any
-/// format can be bound, but the one named here (bgra8 unless said otherwise) is the one that reads fastest.
+/// A texture that a function reads. `slotIndex` is its slot. What may follow makes the usual case fast and restricts
+/// nothing: a format (bgra8 unless said otherwise), and `Sides::half` for one that is read at half the position, such
+/// as `Texture<1, Format::rg8, Sides::half>` for chroma.
 template <int slotIndex, auto... options>
 struct Texture {
     static constexpr int slot = slotIndex;
-    static constexpr Format expected = detail::expectedFormat<options...>();
+    static constexpr Format expected = detail::option(Format::bgra8, options...);
+    static constexpr Sides sides = detail::option(Sides::full, options...);
 
     TextureView view;
     rows::Row row;
@@ -28,7 +37,7 @@ struct Texture {
     ONDRIX_INLINE int height() const { return view.height; }  ///< pixels
 
     /// The pixels at these positions; zero in all four components outside the texture.
-    ONDRIX_INLINE Texel read(const Position& p) const { return reading::run(view, p.x, p.y, p.count); }
+    ONDRIX_INLINE Texel read(const Position& p) const { return reading::run(view, p); }
     ONDRIX_INLINE Texel read(Int2 at) const { return reading::pixels(view, at); }
 
     /// Filtered; coordinates are 0...1 over the texture, (0, 0) its top-left corner.
@@ -123,7 +132,7 @@ struct Target {
     template <class Colour>
     ONDRIX_INLINE void write(const Position& p, const Colour& colour) const {
         const Position inside = p.within(*this);
-        if (inside.count == lanes::count) {
+        if (p.interior || inside.count == lanes::count) {
             writing::run(view, inside.x, inside.y, lanes::count, colour);
         } else if (inside.count > 0) {
             writing::run(view, inside.x, inside.y, inside.count, colour);

@@ -40,9 +40,9 @@ struct YCbCrWeights {
 /// Bytes of luma at a run, limited to the texture.
 ONDRIX_INLINE Int lumaBytes(const TextureView& view, const Position& p) {
     if (static_cast<Format>(view.format) != Format::r8) {
-        return clamp(unorm8(reading::run(view, p.x, p.y, p.count).x), 0, 255);
+        return clamp(unorm8(reading::run(view, p).x), 0, 255);
     }
-    if (p.y < view.height && p.x + lanes::count <= view.width) {
+    if (p.wholePackIn(view.width, view.height)) {
         return Int(lanes::loadBytes(view.bytes + p.y * view.bytesPerRow + p.x));
     }
     reading::Run run;
@@ -50,14 +50,14 @@ ONDRIX_INLINE Int lumaBytes(const TextureView& view, const Position& p) {
     return Int(lanes::loadBytes(run.bytes));
 }
 
-/// Bytes of Cb (low half) and Cr (high half) at a run, from a texture of half the sides; `p.x` is even.
+/// Bytes of Cb (low half) and Cr (high half) at a run, from a texture of half the sides.
 ONDRIX_INLINE Int chromaBytes(const TextureView& view, const Position& p) {
-    const int x = p.x / 2, y = p.y / 2;
-    if (static_cast<Format>(view.format) != Format::rg8) {
+    const int x = p.x >> 1, y = p.y >> 1;
+    if (static_cast<Format>(view.format) != Format::rg8 || (!p.interior && (p.x & 1) != 0)) {
         const Texel texel = reading::pixels(view, {(Int(lanes::iota()) + p.x) >> 1, Int(y)});
         return clamp(unorm8(texel.x), 0, 255) | clamp(unorm8(texel.y), 0, 255) << 16;
     }
-    if (y < view.height && 2 * x + lanes::count + (lanes::count & 1) <= 2 * view.width) {
+    if (p.interior || (y >= 0 && y < view.height && x >= 0 && p.x + lanes::count <= 2 * view.width)) {
         return Int(lanes::loadBytePairsTwice(view.bytes + y * view.bytesPerRow + 2 * x));
     }
     reading::Run run;
