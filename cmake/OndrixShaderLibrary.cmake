@@ -58,19 +58,25 @@ function(ondrix_add_shader_library target)
     target_include_directories(${module} PRIVATE "${ONDRIX_SHADING_INCLUDE_DIR}")
     target_compile_definitions(${module} PRIVATE ONDRIX_SIMD_LEVEL="${level}")
     # One rounding a step at every level, whatever the processor could fuse.
-    target_compile_options(${module} PRIVATE -O3 -ffp-contract=off -fno-math-errno -Wall -Wextra -Wno-psabi
+    target_compile_options(${module} PRIVATE -ffp-contract=off -fno-math-errno -Wall -Wextra -Wno-psabi
                                              -Wno-ignored-attributes -Wno-unknown-warning-option)
     if(ONDRIX_WARNINGS_AS_ERRORS)
       target_compile_options(${module} PRIVATE -Werror)
     endif()
-    # A function is compiled into each of its loops, however large it is: a call would put its packs into memory. And g++'s
-    # own intrinsics start from values that are undefined on purpose.
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-      target_compile_options(${module} PRIVATE -fno-gnu-unique -Wno-maybe-uninitialized -Wno-uninitialized
+      # Its own intrinsics start from values that are undefined on purpose.
+      target_compile_options(${module} PRIVATE -fno-gnu-unique -Wno-maybe-uninitialized -Wno-uninitialized)
+    endif()
+    # Optimized in every kind of build: vector code is of no use otherwise. And a function is compiled into each of its
+    # loops, however large it is, because a call would put its packs into memory.
+    if(CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+      target_compile_options(${module} PRIVATE -O1)
+    elseif(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+      target_compile_options(${module} PRIVATE -O3
         --param=max-inline-insns-single=100000 --param=large-function-growth=100000 --param=inline-unit-growth=100000
         --param=large-stack-frame-growth=100000)
     else()
-      target_compile_options(${module} PRIVATE "SHELL:-mllvm -inlinehint-threshold=100000")
+      target_compile_options(${module} PRIVATE -O3 "SHELL:-mllvm -inlinehint-threshold=100000")
     endif()
     if(level STREQUAL "plain")
       target_compile_definitions(${module} PRIVATE ONDRIX_PLAIN)

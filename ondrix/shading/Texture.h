@@ -85,7 +85,7 @@ namespace writing {
 /// Four bytes a pixel.
 ONDRIX_INLINE void bytes(const TextureView& view, int x, int y, int count, Int words) {
     std::uint8_t* pixels = view.bytes + y * view.bytesPerRow + 4 * static_cast<std::int64_t>(x);
-    if (count == lanes::count) {
+    if (count >= lanes::count) {
         lanes::storeWords(pixels, words.v);
     } else {
         alignas(64) std::uint8_t all[4 * lanes::count];

@@ -1,0 +1,45 @@
+#pragma once
+
+/// Everything that an application uses of the framework.
+
+#include <ondrix/conversion/MetalComputeCommandRunner.h>
+#include <ondrix/conversion/MetalTextureConverter.h>
+#include <ondrix/core/Device.h>
+#include <ondrix/core/DeviceManager.h>
+#include <ondrix/core/Logger.h>
+#include <ondrix/core/ManagedResource.h>
+#include <ondrix/core/ResourceTracker.h>
+#include <ondrix/core/Utility.h>
+#include <ondrix/passes/BlitEffect.h>
+#include <ondrix/passes/BlitRenderPass.h>
+#include <ondrix/passes/ComputePass.h>
+#include <ondrix/passes/Effect.h>
+#include <ondrix/passes/EffectDelegate.h>
+#include <ondrix/passes/Pass.h>
+#include <ondrix/passes/PresentTextureEffect.h>
+#include <ondrix/passes/PresentTexturePass.h>
+#include <ondrix/passes/RenderPass.h>
+#include <ondrix/resources/ConstantBuffer.h>
+#include <ondrix/resources/Sampler.h>
+#include <ondrix/resources/Texture.h>
+#include <ondrix/resources/TextureDelegate.h>
+#include <ondrix/resources/UniformBuffer.h>
+#include <ondrix/shaders/Mesh.h>
+#include <ondrix/shaders/MeshDescriptor.h>
+#include <ondrix/shaders/Shader.h>
+#include <ondrix/shaders/ShaderLibrary.h>
+#include <ondrix/shaders/ShaderResource.h>
+#include <ondrix/shaders/VertexAttributeDescriptor.h>
+#include <ondrix/types/ContentMode.h>
+#include <ondrix/types/DebugPrinting.h>
+#include <ondrix/types/ImageRotation.h>
+#include <ondrix/types/PassType.h>
+#include <ondrix/types/ShaderResourceType.h>
+#include <ondrix/types/ShaderType.h>
+#include <ondrix/types/Size2.h>
+#include <ondrix/types/Size3.h>
+#include <ondrix/types/Vector2.h>
+#include <ondrix/types/Vector3.h>
+#include <ondrix/types/Vector4.h>
+#include <ondrix/types/YUVFormats.h>
+#include <ondrix/video/MulticastDelegate.h>

@@ -1,0 +1,117 @@
+#include <cassert>
+#include <utility>
+
+#include <ondrix/conversion/MetalComputeCommandRunner.h>
+#include <ondrix/core/Logger.h>
+#include <ondrix/core/ThreadGroupDispatchSize.h>
+#include <ondrix/resources/ConstantBytes.h>
+
+namespace ondrix {
+
+MetalComputeCommandRunner::MetalComputeCommandRunner(std::shared_ptr<MTLDevice> device,
+                                                     std::shared_ptr<MTLFunction> function,
+                                                     std::shared_ptr<MTLComputePipelineState> pipelineState)
+    : device_(std::move(device)), pipelineState_(std::move(pipelineState)), shader_(std::move(function)) {}
+
+std::shared_ptr<MetalComputeCommandRunner> MetalComputeCommandRunner::create(std::shared_ptr<MTLDevice> device,
+                                                                             std::shared_ptr<MTLFunction> function) {
+    assert(device != nullptr && function != nullptr);
+    auto pipelineState = device->makeComputePipelineState(function, nullptr);
+    if (pipelineState == nullptr) {
+        Logger::gfx().error("Failed to create compute pipeline state for the MetalComputeCommandRunner.");
+        return nullptr;
+    }
+    return std::shared_ptr<MetalComputeCommandRunner>(
+        new MetalComputeCommandRunner(std::move(device), std::move(function), std::move(pipelineState)));
+}
+
+std::shared_ptr<MetalComputeCommandRunner> MetalComputeCommandRunner::create(std::shared_ptr<MTLDevice> device,
+                                                                             std::shared_ptr<MTLLibrary> shaderLib,
+                                                                             const std::string& functionName) {
+    assert(shaderLib != nullptr);
+    auto function = shaderLib->makeFunction(functionName);
+    if (function == nullptr) {
+        Logger::gfx().error("Failed to create compute shader function '%s'.", functionName.c_str());
+        return nullptr;
+    }
+    return create(std::move(device), std::move(function));
+}
+
+std::shared_ptr<MetalComputeCommandRunner> MetalComputeCommandRunner::create(std::shared_ptr<MTLDevice> device,
+                                                                             const NSBundle& bundle,
+                                                                             const std::string& functionName) {
+    assert(device != nullptr);
+    auto shaderLib = device->makeDefaultLibrary(bundle, nullptr);
+    if (shaderLib == nullptr) {
+        Logger::gfx().error("Failed to create default library with the bundle '%s'.", bundle.bundlePath().c_str());
+        return nullptr;
+    }
+    return create(std::move(device), std::move(shaderLib), functionName);
+}
+
+bool MetalComputeCommandRunner::makeConstantBuffer(const void* withData, Int length, Int index) {
+    auto buffer = device_->makeBuffer(withData, length, 0);
+    if (buffer == nullptr) {
+        Logger::gfx().error("Failed to make constant buffer with data of length %ld.", length);
+        return false;
+    }
+    shaderBuffers_[index] = std::move(buffer);
+    return true;
+}
+
+bool MetalComputeCommandRunner::makeConstantBuffer(Int length, Int index) {
+    auto buffer = device_->makeBuffer(length, 0);
+    if (buffer == nullptr) {
+        Logger::gfx().error("Failed to make constant buffer of length %ld.", length);
+        return false;
+    }
+    shaderBuffers_[index] = std::move(buffer);
+    return true;
+}
+
+bool MetalComputeCommandRunner::updateConstantBuffer(const void* withData, Int length, Int index) {
+    const auto found = shaderBuffers_.find(index);
+    if (found == shaderBuffers_.end()) {
+        Logger::gfx().error("Failed to find the constant buffer at index %ld.", index);
+        return false;
+    }
+    MTLBuffer& buffer = *found->second;
+    if (length < 0 || static_cast<std::uint64_t>(length) > buffer.length()) {
+        Logger::gfx().error("Failed to update the constant buffer at index %ld with data of length %ld.", index,
+                            length);
+        return false;
+    }
+    writeConstants(buffer, withData, length);
+    return true;
+}
+
+bool MetalComputeCommandRunner::run(const std::map<Int, std::shared_ptr<MTLTexture>>& withTextures,
+                                    Int outputTextureWidth, Int outputTextureHeight,
+                                    const std::map<Int, std::shared_ptr<MTLSamplerState>>* samplers,
+                                    bool waitUntilCompleted) {
+    if (outputTextureWidth < 0 || outputTextureHeight < 0) return false;
+    const auto commandQueue = device_->makeCommandQueue();
+    if (commandQueue == nullptr) return false;
+    const auto commandBuffer = commandQueue->makeCommandBuffer();
+    if (commandBuffer == nullptr) return false;
+    const auto encoder = commandBuffer->makeComputeCommandEncoder();
+    if (encoder == nullptr) return false;
+
+    encoder->setComputePipelineState(pipelineState_);
+    for (const auto& [index, texture] : withTextures) encoder->setTexture(texture, index);
+    if (samplers != nullptr) {
+        for (const auto& [index, sampler] : *samplers) encoder->setSamplerState(sampler, index);
+    }
+    for (const auto& [index, buffer] : shaderBuffers_) encoder->setBuffer(buffer, 0, index);
+
+    const auto [threadGroupSize, threadGroupsPerGrid] =
+        threadGroupDispatchSize(*pipelineState_, static_cast<std::uint64_t>(outputTextureWidth),
+                                static_cast<std::uint64_t>(outputTextureHeight));
+    encoder->dispatchThreadgroups(threadGroupsPerGrid, threadGroupSize);
+    encoder->endEncoding();
+    commandBuffer->commit();
+    if (waitUntilCompleted) commandBuffer->waitUntilCompleted();
+    return true;
+}
+
+}  // namespace ondrix

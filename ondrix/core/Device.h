@@ -1,0 +1,107 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include <ondrix/core/ManagedResource.h>
+#include <ondrix/platform/foundation/NSBundle.h>
+#include <ondrix/platform/foundation/URL.h>
+#include <ondrix/platform/metal/MTLDevice.h>
+#include <ondrix/types/Int.h>
+#include <ondrix/types/Size2.h>
+
+namespace ondrix {
+
+class ConstantBuffer;
+class Mesh;
+class MetalTextureConverter;
+class ResourceTracker;
+class Sampler;
+class ShaderLibrary;
+class Texture;
+
+/// One GPU and the factory of everything on it. Every object made here holds its device, so a device lives as long as
+/// anything made from it; the device itself holds only its quad mesh and its texture converter. A factory that fails
+/// logs one message, returns null and leaves the device as it was. After construction nothing changes, so factories may
+/// be used from any thread.
+class Device : public ManagedResource, public std::enable_shared_from_this<Device> {
+public:
+    /// Null, with a message, when the quad mesh or the texture converter can't be made.
+    [[nodiscard]] static std::shared_ptr<Device> create(std::shared_ptr<MTLDevice> mtlDevice);
+    ~Device() override;
+
+    [[nodiscard]] const std::shared_ptr<MTLDevice>& mtlDevice() const noexcept { return mtlDevice_; }
+    /// A strip of two triangles over the whole output, texture coordinate (0, 0) at the top left; holding it holds the
+    /// device.
+    [[nodiscard]] virtual std::shared_ptr<Mesh> defaultQuadMesh() const;
+    [[nodiscard]] virtual std::shared_ptr<MetalTextureConverter> textureConverter() const;
+
+    void prepareForRelease() override;  ///< does nothing
+    void cleanup() override;            ///< does nothing
+
+    /// Forward to the device's resource tracker; without one, which is how devices are made, they do nothing.
+    virtual void track(const std::shared_ptr<ManagedResource>& resource);
+    virtual void untrack(const ManagedResource& resource);
+    virtual void printTrackedResources();
+
+    /// The library that lies as `resourceName.extension` in the bundle of a class.
+    [[nodiscard]] virtual std::shared_ptr<ShaderLibrary> makeShaderLibrary(AnyClass bundleForClass,
+                                                                           const std::string& resourceName,
+                                                                           const std::string& extension);
+    [[nodiscard]] virtual std::shared_ptr<ShaderLibrary> makeShaderLibrary(const URL& fromURL);
+    /// The default library of the main bundle.
+    [[nodiscard]] virtual std::shared_ptr<ShaderLibrary> makeDefaultShaderLibrary();
+    [[nodiscard]] virtual std::shared_ptr<ShaderLibrary> makeDefaultShaderLibrary(const NSBundle& bundle);
+
+    /// A copy of `length` bytes, which `withData` must provide; `length` is at least 1.
+    [[nodiscard]] virtual std::shared_ptr<ConstantBuffer> makeConstantBuffer(const void* withData, Int length);
+
+    [[nodiscard]] virtual std::shared_ptr<Sampler> makeSampler(MTLSamplerMinMagFilter minFilter,
+                                                               MTLSamplerMinMagFilter magFilter,
+                                                               MTLSamplerAddressMode sAddressMode,
+                                                               MTLSamplerAddressMode tAddressMode, Int maxAnisotropy,
+                                                               MTLSamplerBorderColor borderColor);
+
+    /// Load a picture file. With `sRGB` its colours are decoded when the texture is read, else taken as they are.
+    [[nodiscard]] virtual std::shared_ptr<Texture> makeTexture(const URL& fromURL, bool sRGB);
+    [[nodiscard]] virtual std::shared_ptr<Texture> makeTexture(const NSBundle& fromBundle, const std::string& fileName,
+                                                               const std::string& fileExtension, bool sRGB);
+    /// A texture of undefined content. A side below 1 is logged and raised to 1.
+    [[nodiscard]] virtual std::shared_ptr<Texture> makeTexture(Int width, Int height, MTLPixelFormat pixelFormat,
+                                                               MTLTextureUsage usages);
+    [[nodiscard]] virtual std::shared_ptr<Texture> makeTexture(Size2<Int> size, MTLPixelFormat pixelFormat,
+                                                               MTLTextureUsage usages);
+
+    /// A new mesh like the default one on every call.
+    [[nodiscard]] virtual std::shared_ptr<Mesh> makeQuadMesh();
+
+protected:
+    explicit Device(std::shared_ptr<MTLDevice> mtlDevice);
+    /// The second half of construction: makes the quad mesh and the converter. False when either can't be made.
+    [[nodiscard]] bool start();
+
+    virtual void setDefaultQuadMesh(std::shared_ptr<Mesh> mesh);
+    virtual void setTextureConverter(std::shared_ptr<MetalTextureConverter> converter);
+    [[nodiscard]] virtual std::shared_ptr<ResourceTracker> resourceTracker() const;
+    virtual void setResourceTracker(std::shared_ptr<ResourceTracker> tracker);
+    [[nodiscard]] virtual std::shared_ptr<MetalTextureConverter> makeTextureConverter();
+
+private:
+    friend class Texture;
+
+    /// A texture of given size without its wrapper. Null, with a message, when the GPU refuses.
+    [[nodiscard]] std::shared_ptr<MTLTexture> makeMTLTexture(Int width, Int height, MTLPixelFormat pixelFormat,
+                                                             MTLTextureUsage usages);
+    [[nodiscard]] std::shared_ptr<MTLTexture> loadMTLTexture(const URL& fromURL, bool sRGB, NSError& error);
+    [[nodiscard]] std::shared_ptr<Texture> wrap(std::shared_ptr<MTLTexture> mtlTexture);
+    [[nodiscard]] std::shared_ptr<ShaderLibrary> wrap(std::shared_ptr<MTLLibrary> mtlLibrary);
+
+    std::shared_ptr<MTLDevice> mtlDevice_;
+    /// Refers to this device without owning it, else neither would ever go.
+    std::shared_ptr<Mesh> defaultQuadMesh_;
+    std::shared_ptr<MetalTextureConverter> textureConverter_;
+    std::shared_ptr<ResourceTracker> resourceTracker_;
+    bool complete_ = false;
+};
+
+}  // namespace ondrix

@@ -1,0 +1,134 @@
+#include <algorithm>
+#include <cassert>
+#include <utility>
+
+#include <ondrix/core/FatalError.h>
+#include <ondrix/passes/PassParts.h>
+#include <ondrix/passes/PresentTexturePass.h>
+
+namespace ondrix {
+
+namespace {
+
+constexpr Int transformLength = sizeof(simd_float4x4);
+static_assert(transformLength == 64);
+
+Size2<Int> atLeastOne(Size2<Int> size) {
+    return {std::max<Int>(size.width(), 1), std::max<Int>(size.height(), 1)};
+}
+
+bool hasSideBelowOne(Size2<Int> size) {
+    return size.width() < 1 || size.height() < 1;
+}
+
+float aspectRatio(Size2<Int> size) {
+    return static_cast<float>(size.width()) / static_cast<float>(size.height());
+}
+
+simd_float2 scale(ContentMode contentMode, Size2<Int> inputSize, Size2<Int> outputSize) {
+    if (contentMode == ContentMode::scaleToFill) return {1.0f, 1.0f};
+    if (hasSideBelowOne(inputSize) || hasSideBelowOne(outputSize)) return {0.0f, 0.0f};
+    const float input = aspectRatio(inputSize);
+    const float output = aspectRatio(outputSize);
+    const bool fill = contentMode == ContentMode::scaleAspectFill;
+    const bool narrower = input < output;
+    if (fill == narrower) return {1.0f, output / input};
+    return {input / output, 1.0f};
+}
+
+}  // namespace
+
+PresentTexturePass::PresentTexturePass(std::shared_ptr<Device> device, std::shared_ptr<Shader> vertexShader,
+                                       std::shared_ptr<Shader> fragmentShader, std::shared_ptr<Mesh> mesh,
+                                       std::shared_ptr<Texture> outputTexture, MTLPixelFormat outputPixelFormat,
+                                       Settings settings)
+    : RenderPass(std::move(device), std::move(vertexShader), std::move(fragmentShader), std::move(mesh),
+                 std::move(outputTexture), outputPixelFormat),
+      inputTexture_(std::move(settings.inputTexture)),
+      sampler_(std::move(settings.sampler)),
+      constantBuffer_(std::move(settings.constantBuffer)),
+      contentMode_(settings.contentMode),
+      rotation_(settings.rotation),
+      flipHorizontally_(settings.flipHorizontally) {
+    this->vertexShader()->setShaderResource(constantBuffer_, 1);
+    this->fragmentShader()->setShaderResource(sampler_, 0);
+    this->fragmentShader()->setShaderResource(inputTexture_, 0);
+}
+
+std::shared_ptr<PresentTexturePass> PresentTexturePass::create(
+    std::shared_ptr<Device> device, std::shared_ptr<Texture> inputTexture, std::shared_ptr<Texture> outputTexture,
+    MTLPixelFormat outputPixelFormat, ContentMode contentMode, ImageRotation rotation, bool flipHorizontally) {
+    assert(device != nullptr && inputTexture != nullptr && outputTexture != nullptr);
+    constexpr unsigned char zeros[transformLength] = {};
+    auto constantBuffer = device->makeConstantBuffer(zeros, transformLength);
+    if (constantBuffer == nullptr) fatalError("Failed to create constant buffer for the PresentTexturePass.");
+    auto sampler = makeLinearSampler(*device);
+    if (sampler == nullptr) fatalError("Failed to create sampler state for the PresentTexturePass.");
+    const auto library = frameworkShaderLibrary(*device);
+    auto shaders = library->makeShaders("Ondrix::PresentTexture::VS_Main", "Ondrix::PresentTexture::FS_Main");
+    if (shaders.vertex == nullptr || shaders.fragment == nullptr) {
+        fatalError("Failed to load shaders for PresentTexturePass.");
+    }
+    auto mesh = requiredQuadMesh(*device);
+    const std::shared_ptr<PresentTexturePass> pass(
+        new PresentTexturePass(std::move(device), std::move(shaders.vertex), std::move(shaders.fragment),
+                               std::move(mesh), std::move(outputTexture), outputPixelFormat,
+                               {std::move(inputTexture), std::move(sampler), std::move(constantBuffer), contentMode,
+                                rotation, flipHorizontally}));
+    pass->start();
+    return pass;
+}
+
+void PresentTexturePass::start() {
+    inputSize_ = atLeastOne(inputTexture_->size());
+    outputSize_ = atLeastOne(outputTexture()->size());
+    inputTexture_->add(shared_from_this());
+    outputTexture()->add(shared_from_this());
+    updateTransform();
+}
+
+void PresentTexturePass::set(std::shared_ptr<Texture> inputTexture) {
+    assert(inputTexture != nullptr);
+    inputTexture_->remove(*this);
+    inputTexture_.swap(inputTexture);
+    inputTexture_->add(shared_from_this());
+    inputSize_ = inputTexture_->size();
+    updateTransform();
+    fragmentShader()->setShaderResource(inputTexture_, 0);
+}
+
+void PresentTexturePass::set(ContentMode contentMode, ImageRotation rotation, bool flipHorizontally) {
+    contentMode_ = contentMode;
+    rotation_ = rotation;
+    flipHorizontally_ = flipHorizontally;
+    updateTransform();
+}
+
+void PresentTexturePass::texture(Texture& texture, Size2<Int> didChangeSize) {
+    Size2<Int>* size = nullptr;
+    if (&texture == inputTexture_.get()) {
+        size = &inputSize_;
+    } else if (&texture == outputTexture().get()) {
+        size = &outputSize_;
+    }
+    if (size == nullptr || *size == didChangeSize) return;
+    *size = didChangeSize;
+    updateTransform();
+}
+
+simd_float4x4 PresentTexturePass::transformMatrix() const {
+    const simd_float2 s = scale(contentMode_, inputSize_, outputSize_);
+    const auto [sine, cosine] = sineCosine(rotation_);
+    const float flip = flipHorizontally_ ? -1.0f : 1.0f;
+    return {{{flip * cosine * s.x, -sine * s.x, 0.0f, 0.0f},
+             {flip * sine * s.y, cosine * s.y, 0.0f, 0.0f},
+             {0.0f, 0.0f, 1.0f, 0.0f},
+             {0.0f, 0.0f, 0.0f, 1.0f}}};
+}
+
+void PresentTexturePass::updateTransform() {
+    const simd_float4x4 matrix = transformMatrix();
+    constantBuffer_->updateBufferContent(&matrix, transformLength);
+}
+
+}  // namespace ondrix

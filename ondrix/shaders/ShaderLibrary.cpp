@@ -1,0 +1,31 @@
+#include <utility>
+
+#include <ondrix/core/Logger.h>
+#include <ondrix/shaders/Shader.h>
+#include <ondrix/shaders/ShaderLibrary.h>
+
+namespace ondrix {
+
+ShaderLibrary::ShaderLibrary(std::shared_ptr<Device> device, std::shared_ptr<MTLLibrary> mtlLibrary)
+    : device_(std::move(device)), mtlLibrary_(std::move(mtlLibrary)) {}
+
+void ShaderLibrary::prepareForRelease() {}
+
+void ShaderLibrary::cleanup() {}
+
+std::shared_ptr<Shader> ShaderLibrary::makeShader(const std::string& name, ShaderType as) {
+    auto mtlFunction = mtlLibrary_->makeFunction(name);
+    if (mtlFunction == nullptr) {
+        Logger::gfx().error("Failed to load shader function '%s' from library.", name.c_str());
+        return nullptr;
+    }
+    return std::shared_ptr<Shader>(new Shader(device_, as, std::move(mtlFunction)));
+}
+
+RenderShaders ShaderLibrary::makeShaders(const std::string& vertexShader, const std::string& fragmentShader) {
+    auto vertex = makeShader(vertexShader, ShaderType::vertexShader);
+    auto fragment = makeShader(fragmentShader, ShaderType::fragmentShader);
+    return {std::move(vertex), std::move(fragment)};
+}
+
+}  // namespace ondrix

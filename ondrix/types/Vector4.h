@@ -1,0 +1,49 @@
+#pragma once
+
+#include <ondrix/types/Arithmetic.h>
+
+namespace ondrix {
+
+/// Four components of one numeric type. A plain value; every operator applies one scalar to each component. Overflow of
+/// integers wraps; integer division truncates toward zero.
+template <Numeric T>
+class Vector4 {
+public:
+    constexpr Vector4(T x, T y, T z, T w) : x_(x), y_(y), z_(z), w_(w) {}
+
+    [[nodiscard]] static constexpr Vector4 zero() { return {T{0}, T{0}, T{0}, T{0}}; }
+    [[nodiscard]] static constexpr Vector4 one() { return {T{1}, T{1}, T{1}, T{1}}; }
+
+    [[nodiscard]] constexpr T x() const noexcept { return x_; }
+    [[nodiscard]] constexpr T y() const noexcept { return y_; }
+    [[nodiscard]] constexpr T z() const noexcept { return z_; }
+    [[nodiscard]] constexpr T w() const noexcept { return w_; }
+
+    [[nodiscard]] friend constexpr bool operator==(Vector4 a, Vector4 b) {
+        return a.x_ == b.x_ && a.y_ == b.y_ && a.z_ == b.z_ && a.w_ == b.w_;
+    }
+    [[nodiscard]] friend constexpr Vector4 operator+(Vector4 vector, T scalar) {
+        return {arithmetic::add(vector.x_, scalar), arithmetic::add(vector.y_, scalar),
+                arithmetic::add(vector.z_, scalar), arithmetic::add(vector.w_, scalar)};
+    }
+    [[nodiscard]] friend constexpr Vector4 operator-(Vector4 vector, T scalar) {
+        return {arithmetic::subtract(vector.x_, scalar), arithmetic::subtract(vector.y_, scalar),
+                arithmetic::subtract(vector.z_, scalar), arithmetic::subtract(vector.w_, scalar)};
+    }
+    [[nodiscard]] friend constexpr Vector4 operator*(Vector4 vector, T scalar) {
+        return {arithmetic::multiply(vector.x_, scalar), arithmetic::multiply(vector.y_, scalar),
+                arithmetic::multiply(vector.z_, scalar), arithmetic::multiply(vector.w_, scalar)};
+    }
+    [[nodiscard]] friend constexpr Vector4 operator/(Vector4 vector, T scalar) {
+        return {arithmetic::divide(vector.x_, scalar), arithmetic::divide(vector.y_, scalar),
+                arithmetic::divide(vector.z_, scalar), arithmetic::divide(vector.w_, scalar)};
+    }
+
+private:
+    T x_;
+    T y_;
+    T z_;
+    T w_;
+};
+
+}  // namespace ondrix
