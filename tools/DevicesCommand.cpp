@@ -1,0 +1,46 @@
+#include "DevicesCommand.h"
+
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include <ondrix/core/DeviceManager.h>
+
+#include "Failure.h"
+
+namespace ondrix::tools {
+namespace {
+
+std::string quoted(const std::string& text) {
+    std::string result = "\"";
+    for (const char character : text) {
+        if (character == '"' || character == '\\') result += '\\';
+        if (static_cast<unsigned char>(character) >= 0x20) result += character;
+    }
+    return result + '"';
+}
+
+}  // namespace
+
+void DevicesCommand::add(CLI::App& program) {
+    const auto command = std::make_shared<DevicesCommand>();
+    CLI::App* const options = program.add_subcommand("devices", "List the GPUs that Ondrix can use");
+    options->add_flag("--json", command->json_, "Print a JSON array of objects with \"name\" and \"default\"");
+    options->callback([command] { command->run(); });
+}
+
+void DevicesCommand::run() const {
+    const auto device = DeviceManager::shared().defaultDevice();
+    if (json_) {
+        std::cout << '[';
+        if (device != nullptr)
+            std::cout << "{\"name\": " << quoted(device->mtlDevice()->name()) << ", \"default\": true}";
+        std::cout << "]\n";
+    } else {
+        std::cout << (device != nullptr ? device->mtlDevice()->name() + " (default)" : "no device") << '\n';
+    }
+    if (!std::cout.flush()) throw Failure("standard output", "can't be written");
+}
+
+}  // namespace ondrix::tools

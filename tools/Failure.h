@@ -1,0 +1,15 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace ondrix::tools {
+
+/// Why a command stops. The program shows it as the one line "ondrix: SUBJECT: REASON" and ends with status 1. The
+/// subject is the file in question, as the user wrote it.
+class Failure : public std::runtime_error {
+public:
+    Failure(const std::string& subject, const std::string& reason) : std::runtime_error(subject + ": " + reason) {}
+};
+
+}  // namespace ondrix::tools

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <initializer_list>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <ondrix/core/Device.h>
+#include <ondrix/passes/Effect.h>
+#include <ondrix/platform/corevideo/CVPixelBuffer.h>
+#include <ondrix/platform/os/Logger.h>
+#include <ondrix/resources/Texture.h>
+#include <ondrix/types/ShaderType.h>
+
+#include "PictureSize.h"
+
+namespace ondrix::tools {
+
+/// A GPU function that the framework looks up in its own library.
+struct FrameworkFunction {
+    const char* name;
+    ShaderType type;
+};
+
+/// One command's use of the framework. While it lives it receives what the framework logs, and every operation that
+/// fails throws one `Failure` with those messages as its reason. One at a time.
+class Session {
+public:
+    Session();
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    /// The default device, once it and `functions` are known to be there: the ready-made passes end the process
+    /// without them. A failure is put down to `file`, which the user wanted to use.
+    std::shared_ptr<Device> openDevice(const std::string& file, std::initializer_list<FrameworkFunction> functions);
+
+    /// The picture in a file, its colours as they are stored.
+    std::shared_ptr<Texture> loadPicture(const std::string& file);
+    /// A texture that is drawn to or written by a compute function, and then read.
+    std::shared_ptr<Texture> makeOutput(PictureSize size, const std::string& file);
+    /// Runs an effect to its end. What goes wrong on the device is a failure put down to `file`.
+    void run(Effect& effect, const std::string& file);
+    /// Writes the texture to a PNG file.
+    void savePicture(Texture& texture, const std::string& file);
+
+    /// Stops with what was logged since the last call as the reason, or with `otherwise` when nothing was.
+    [[noreturn]] void fail(const std::string& file, const std::string& otherwise);
+
+private:
+    std::string takeMessages();
+
+    std::shared_ptr<Device> device_;
+    os::LogSink previousSink_;
+    std::mutex mutex_;  ///< guards `messages_`: the framework logs from several threads
+    std::vector<std::string> messages_;
+};
+
+/// Gives access to a pixel buffer's bytes as long as it lives.
+class LockedPixels {
+public:
+    explicit LockedPixels(CVPixelBuffer& buffer) : buffer_(buffer) { CVPixelBufferLockBaseAddress(buffer_, 0); }
+    ~LockedPixels() { CVPixelBufferUnlockBaseAddress(buffer_, 0); }
+    LockedPixels(const LockedPixels&) = delete;
+    LockedPixels& operator=(const LockedPixels&) = delete;
+
+private:
+    CVPixelBuffer& buffer_;
+};
+
+}  // namespace ondrix::tools
