@@ -1,0 +1,44 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Row.h"
+#include "Workers.h"
+
+namespace ondrix::benchmarks {
+
+/// A library that does some of the same work on frames in main memory, with the threads of `Workers` or as many of its
+/// own. The tasks hold their frames; an empty task means that the library has no such operation.
+class Peer {
+public:
+    virtual ~Peer() = default;
+
+    [[nodiscard]] virtual std::string name() const = 0;
+    /// Video range NV12 to opaque BGRA.
+    [[nodiscard]] virtual Task convertNV12(std::shared_ptr<const Frame> luma, std::shared_ptr<const Frame> chroma,
+                                           std::shared_ptr<Frame> output);
+    /// False where the library has BT.601 only: as much work, other colours.
+    [[nodiscard]] virtual bool convertsBT709() const { return true; }
+    /// BGRA to BGRA of the same size.
+    [[nodiscard]] virtual Task copy(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output);
+    /// BGRA scaled with linear interpolation to the placed rows; the other rows are filled with opaque black.
+    [[nodiscard]] virtual Task scale(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output,
+                                     Placement placement);
+};
+
+/// Fills those of the rows `firstRow` to `endRow` that lie outside the placement with opaque black.
+void fillBars(Frame& output, Placement placement, int firstRow, int endRow);
+
+/// Every peer that this program was built with. `workers` must outlive them and their tasks.
+[[nodiscard]] std::vector<std::unique_ptr<Peer>> makePeers(Workers& workers);
+/// The names of the libraries that weren't there when this program was built.
+[[nodiscard]] std::vector<std::string> missingPeers();
+
+// Each is defined only where its library was found.
+[[nodiscard]] std::unique_ptr<Peer> makeLibyuvPeer(Workers& workers);
+[[nodiscard]] std::unique_ptr<Peer> makePixmanPeer(Workers& workers);
+[[nodiscard]] std::unique_ptr<Peer> makeOpenCVPeer(Workers& workers);
+
+}  // namespace ondrix::benchmarks

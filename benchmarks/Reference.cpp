@@ -1,0 +1,90 @@
+#include "Reference.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <vector>
+
+namespace ondrix::benchmarks {
+
+namespace {
+
+std::uint8_t toLevel(double level) {
+    return static_cast<std::uint8_t>(std::floor(std::clamp(level, 0.0, 255.0) + 0.5));
+}
+
+/// The two pixels that an output pixel lies between, and the weight of the second.
+struct Neighbours {
+    int first;
+    int second;
+    double weight;
+
+    /// `position` in pixels from the edge of a side of `size` pixels.
+    Neighbours(double position, int size) {
+        const double fromCentre = position - 0.5;
+        const double below = std::floor(fromCentre);
+        first = std::clamp(static_cast<int>(below), 0, size - 1);
+        second = std::clamp(static_cast<int>(below) + 1, 0, size - 1);
+        weight = fromCentre - below;
+    }
+
+    [[nodiscard]] double blend(double a, double b) const { return a * (1.0 - weight) + b * weight; }
+};
+
+}  // namespace
+
+Frame convertedNV12(const Frame& luma, const Frame& chroma) {
+    Frame output(luma.width(), luma.height(), 4);
+    for (int y = 0; y < output.height(); ++y) {
+        for (int x = 0; x < output.width(); ++x) {
+            const double scaledLuma = 1.164 * luma.row(y)[x] / 255.0 - 0.07275;
+            const std::uint8_t* blueRed = chroma.row(y / 2) + x / 2 * 2;
+            const double cb = blueRed[0] / 255.0 - 0.5;
+            const double cr = blueRed[1] / 255.0 - 0.5;
+            std::uint8_t* pixel = output.row(y) + x * 4;
+            pixel[0] = toLevel(255.0 * (scaledLuma + 2.112 * cb));
+            pixel[1] = toLevel(255.0 * (scaledLuma - 0.213 * cb - 0.533 * cr));
+            pixel[2] = toLevel(255.0 * (scaledLuma + 1.793 * cr));
+            pixel[3] = 255;
+        }
+    }
+    return output;
+}
+
+Frame scaled(const Frame& input, int width, int height, Placement placement) {
+    Frame output(width, height, 4);
+    std::vector<Neighbours> columns;
+    for (int x = 0; x < width; ++x) columns.emplace_back((x + 0.5) * input.width() / width, input.width());
+    for (int y = 0; y < height; ++y) {
+        std::uint8_t* out = output.row(y);
+        if (y < placement.firstRow() || y >= placement.endRow()) {
+            for (int x = 0; x < width; ++x) out[x * 4 + 3] = 255;
+            continue;
+        }
+        const Neighbours rows((y + 0.5 - placement.top) * input.height() / placement.height, input.height());
+        const std::uint8_t* upper = input.row(rows.first);
+        const std::uint8_t* lower = input.row(rows.second);
+        for (int x = 0; x < width; ++x) {
+            const Neighbours& column = columns[static_cast<std::size_t>(x)];
+            for (int c = 0; c < 4; ++c) {
+                const int left = column.first * 4 + c;
+                const int right = column.second * 4 + c;
+                out[x * 4 + c] = toLevel(rows.blend(column.blend(upper[left], upper[right]),  //
+                                                    column.blend(lower[left], lower[right])));
+            }
+        }
+    }
+    return output;
+}
+
+int largestDifference(const Frame& a, const Frame& b) {
+    int largest = 0;
+    for (int y = 0; y < a.height(); ++y) {
+        for (int i = 0; i < a.width() * a.bytesPerPixel(); ++i) {
+            largest = std::max(largest, std::abs(a.row(y)[i] - b.row(y)[i]));
+        }
+    }
+    return largest;
+}
+
+}  // namespace ondrix::benchmarks

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "Frame.h"
+
+namespace ondrix::benchmarks {
+
+/// What the rows should produce, computed pixel by pixel in double precision and rounded to the nearest 8-bit level.
+/// Nothing here is shared with the framework or the libraries it is measured against.
+
+/// Video range NV12 to opaque BGRA with the converter's BT.709 constants; each chroma sample covers two by two pixels.
+[[nodiscard]] Frame convertedNV12(const Frame& luma, const Frame& chroma);
+
+/// `input` scaled with linear interpolation between pixel centres, the edge pixels continued outwards, into the placed
+/// rows of a BGRA output of the given sides; the bars are opaque black.
+[[nodiscard]] Frame scaled(const Frame& input, int width, int height, Placement placement);
+
+/// The largest difference between two frames of the same kind, in levels.
+[[nodiscard]] int largestDifference(const Frame& a, const Frame& b);
+
+}  // namespace ondrix::benchmarks
