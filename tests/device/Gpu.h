@@ -1,0 +1,60 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <ondrix/platform/software/Device.h>
+
+namespace ondrix::test {
+
+/// What the tests' vertex functions read: a position in clip space and four free values.
+struct Vertex {
+    float x, y, z, w;
+    std::array<float, 4> values;
+};
+
+using Color = std::array<float, 4>;
+
+/// The CPU device with the functions of TestFunctions.cpp, and short ways to use them.
+class Gpu {
+public:
+    explicit Gpu(int threadCount = 2, const std::string& levelName = {});
+
+    std::shared_ptr<software::Device> device;
+    std::shared_ptr<MTLLibrary> library;
+    std::shared_ptr<MTLCommandQueue> queue;
+
+    std::shared_ptr<MTLTexture> texture(std::uint64_t width, std::uint64_t height,
+                                        MTLPixelFormat format = MTLPixelFormat::rgba32Float,
+                                        MTLTextureUsage usage = MTLTextureUsage::unknown) const;
+    template <typename T>
+    std::shared_ptr<MTLBuffer> buffer(const std::vector<T>& values) const {
+        return device->makeBuffer(values.data(), static_cast<std::int64_t>(values.size() * sizeof(T)), 0);
+    }
+    std::shared_ptr<MTLComputePipelineState> compute(const std::string& name) const;
+    /// Attribute 0 is `Vertex`'s position and attribute 1 its values, both in buffer slot 0.
+    std::shared_ptr<MTLRenderPipelineState> render(const std::string& vertex, const std::string& fragment,
+                                                   MTLPixelFormat format = MTLPixelFormat::rgba32Float) const;
+
+    /// Encodes one compute pass that fills `target`.
+    void fill(MTLCommandBuffer& commands, std::shared_ptr<MTLTexture> target, Color color) const;
+    /// Draws interpolated values over a cleared or kept target, and waits.
+    void draw(std::shared_ptr<MTLTexture> target, const std::vector<Vertex>& vertices,
+              const std::vector<std::uint32_t>& indices, MTLPrimitiveType type,
+              MTLLoadAction loadAction = MTLLoadAction::clear) const;
+};
+
+/// The colours of a rgba32Float texture, row by row.
+std::vector<Color> colors(const MTLTexture& texture);
+/// The bytes of any texture, row by row without padding.
+std::vector<std::uint8_t> bytes(const MTLTexture& texture);
+
+/// The vertex at a position in pixels of a target, from its top-left corner.
+Vertex at(const MTLTexture& target, double x, double y, std::array<float, 4> values = {});
+
+MTLVertexDescriptor vertexLayout();
+
+}  // namespace ondrix::test

@@ -1,0 +1,71 @@
+#include <ondrix/shading/Shading.h>
+
+using namespace ondrix::shading;
+
+namespace {
+
+struct Color {
+    float r, g, b, a;
+};
+
+struct ScaleAndAdd {
+    float scale, add;
+};
+
+inline Float4 pack(const Color& color) {
+    return {color.r, color.g, color.b, color.a};
+}
+
+inline void CS_Fill(const Position& p, const Target<0>& out, const Constants<Color, 0>& color) {
+    out.write(p, pack(*color));
+}
+
+inline void CS_ScaleAndAdd(const Position& p, const Texture<0>& in, const Target<1>& out,
+                           const Constants<ScaleAndAdd, 3>& k) {
+    const Float4 value = in.read(p);
+    out.write(p, Float4{value.x * k->scale + k->add, value.y, value.z, value.w});
+}
+
+/// A different value for each position.
+inline void CS_Pattern(const Position& p, const Target<0>& out) {
+    const Float2 at = p.center();
+    out.write(p, Float4{at.x * 0.013f, at.y * 0.029f, at.x * at.y * 0.00007f, 1});
+}
+
+inline VertexOut<Float4> VS_Main(VertexInput<Float4, 0> position, VertexInput<Float4, 1> value) {
+    return {position, {value}};
+}
+
+inline VertexOut<Float2, Float2> VS_TwoPairs(VertexInput<Float4, 0> position, VertexInput<Float4, 1> value) {
+    return {position, {Float2{value.x, value.y}, Float2{value.z, value.w}}};
+}
+
+inline VertexOut<> VS_Bare(VertexInput<Float4, 0> position, const Constants<Color, 2>& offset) {
+    return {position + pack(*offset)};
+}
+
+inline Float4 FS_Value(const Varying4& value) {
+    return value;
+}
+
+inline Float4 FS_Constant(const Constants<Color, 1>& color) {
+    return pack(*color);
+}
+
+inline Texel FS_Sample(const Varying2& at, const Texture<0>& image, const Sampler<1>& sampler) {
+    return image.sample(sampler, at);
+}
+
+const FunctionTable functions{
+    computeFunction<CS_Fill>("fill"),
+    computeFunction<CS_ScaleAndAdd>("scaleAndAdd"),
+    computeFunction<CS_Pattern>("pattern"),
+    vertexFunction<VS_Main>("vertexValue"),
+    vertexFunction<VS_TwoPairs>("vertexTwoPairs"),
+    vertexFunction<VS_Bare>("vertexBare"),
+    fragmentFunction<FS_Value>("fragmentValue"),
+    fragmentFunction<FS_Constant>("fragmentConstant"),
+    fragmentFunction<FS_Sample>("fragmentSample"),
+};
+
+}  // namespace

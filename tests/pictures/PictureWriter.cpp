@@ -1,0 +1,112 @@
+#include <cstdlib>
+
+#include <tests/pictures/PictureWriter.h>
+#include <tests/support/TemporaryFolder.h>
+
+namespace ondrix::test {
+
+std::uint32_t PNGContent::channels() const {
+    if (colorType == PNG_COLOR_TYPE_PALETTE) return 1;
+    return ((colorType & PNG_COLOR_MASK_COLOR) != 0 ? 3 : 1) + ((colorType & PNG_COLOR_MASK_ALPHA) != 0 ? 1 : 0);
+}
+
+std::string encode(const PNGContent& content, bool headerOnly) {
+    std::string file;
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png_create_info_struct(png);
+    if (setjmp(png_jmpbuf(png)) != 0) std::abort();
+    png_set_write_fn(
+        png, &file,
+        [](png_structp writer, png_bytep bytes, std::size_t count) {
+            static_cast<std::string*>(png_get_io_ptr(writer))->append(reinterpret_cast<const char*>(bytes), count);
+        },
+        [](png_structp) {});
+    png_set_IHDR(png, info, content.width, content.height, content.depth, content.colorType,
+                 content.interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
+                 PNG_FILTER_TYPE_DEFAULT);
+    png_set_gAMA_fixed(png, info, 100000);  // must not change any pixel
+    if (!content.palette.empty()) {
+        png_set_PLTE(png, info, content.palette.data(), static_cast<int>(content.palette.size()));
+    }
+    if (!content.paletteAlpha.empty() || content.transparent) {
+        png_set_tRNS(png, info, content.paletteAlpha.data(), static_cast<int>(content.paletteAlpha.size()),
+                     content.transparent ? &*content.transparent : nullptr);
+    }
+    png_write_info(png, info);
+    if (!headerOnly) {
+        const std::size_t samplesPerRow = std::size_t{content.width} * content.channels();
+        std::vector<std::vector<std::uint8_t>> rows(content.height);
+        std::vector<png_bytep> addresses;
+        for (std::size_t row = 0; row < rows.size(); ++row) {
+            rows[row].resize((samplesPerRow * content.depth + 7) / 8);
+            for (std::size_t bit = 0; bit < samplesPerRow * content.depth; ++bit) {
+                const unsigned sample = content.samples.at(row * samplesPerRow + bit / content.depth);
+                const unsigned value = sample >> (content.depth - 1 - bit % content.depth) & 1;
+                rows[row][bit / 8] = static_cast<std::uint8_t>(rows[row][bit / 8] | value << (7 - bit % 8));
+            }
+            addresses.push_back(rows[row].data());
+        }
+        png_write_image(png, addresses.data());
+        png_write_end(png, info);
+    }
+    png_destroy_write_struct(&png, &info);
+    return file;
+}
+
+std::string encode(const JPEGContent& content) {
+    jpeg_compress_struct jpeg{};
+    jpeg_error_mgr errors{};
+    jpeg.err = jpeg_std_error(&errors);
+    jpeg_create_compress(&jpeg);
+    unsigned char* bytes = nullptr;
+    unsigned long size = 0;
+    jpeg_mem_dest(&jpeg, &bytes, &size);
+    jpeg.image_width = content.width;
+    jpeg.image_height = content.height;
+    jpeg.in_color_space = content.colorSpace;
+    jpeg.input_components = content.colorSpace == JCS_GRAYSCALE ? 1 : content.colorSpace == JCS_CMYK ? 4 : 3;
+    jpeg_set_defaults(&jpeg);
+    jpeg_set_colorspace(&jpeg, content.storedAs);
+    jpeg_set_quality(&jpeg, 98, TRUE);
+    if (content.storedAs == JCS_YCbCr) {
+        jpeg.comp_info[0].h_samp_factor = jpeg.comp_info[0].v_samp_factor = content.chromaStep;
+    }
+    if (content.progressive) jpeg_simple_progression(&jpeg);
+    jpeg_start_compress(&jpeg, TRUE);
+    if (!content.exif.empty()) {
+        jpeg_write_marker(&jpeg, JPEG_APP0 + 1, reinterpret_cast<const JOCTET*>(content.exif.data()),
+                          static_cast<unsigned>(content.exif.size()));
+    }
+    std::vector<std::uint8_t> samples = content.samples;
+    while (jpeg.next_scanline < jpeg.image_height) {
+        JSAMPROW row = &samples.at(std::size_t{jpeg.next_scanline} * content.width * jpeg.input_components);
+        jpeg_write_scanlines(&jpeg, &row, 1);
+    }
+    jpeg_finish_compress(&jpeg);
+    jpeg_destroy_compress(&jpeg);
+    std::string file(reinterpret_cast<const char*>(bytes), size);
+    std::free(bytes);
+    return file;
+}
+
+LoadedPicture::LoadedPicture(const URL& file, bool sRGB, const std::shared_ptr<MTLDevice>& device) {
+    NSError error;
+    texture = MTKTextureLoader(device).newTexture(file, {{MTKTextureLoader::Option::SRGB, sRGB}}, &error);
+    reason = error.localizedDescription();
+    if (!texture) return;
+    bytes.resize(texture->width() * texture->height() * 4);
+    texture->getBytes(bytes.data(), texture->width() * 4, MTLRegionMake2D(0, 0, texture->width(), texture->height()),
+                      0);
+}
+
+LoadedPicture LoadedPicture::of(const std::string& content) {
+    static const TemporaryFolder folder;
+    return LoadedPicture(URL(folder.write("picture", content)), false, test::device());
+}
+
+const std::shared_ptr<MTLDevice>& device() {
+    static const auto device = MTLCreateSystemDefaultDevice();
+    return device;
+}
+
+}  // namespace ondrix::test

@@ -1,0 +1,268 @@
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <set>
+#include <thread>
+#include <tuple>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <tests/support/RecordingDevice.h>
+
+#include <ondrix/platform/corevideo/CVMetalTextureCache.h>
+#include <ondrix/platform/corevideo/CVPixelBuffer.h>
+#include <ondrix/platform/corevideo/CVPixelBufferPool.h>
+
+namespace ondrix {
+namespace {
+
+constexpr OSType bgra = kCVPixelFormatType_32BGRA;
+constexpr OSType nv12 = kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange;
+
+std::shared_ptr<CVPixelBuffer> makeBuffer(std::int64_t width, std::int64_t height, OSType format) {
+    std::shared_ptr<CVPixelBuffer> buffer;
+    EXPECT_EQ(CVPixelBufferCreate(width, height, format, nullptr, &buffer), kCVReturnSuccess);
+    return buffer;
+}
+
+using LayoutParameter = std::tuple<OSType, std::int64_t, std::int64_t>;
+class PixelBufferLayout : public testing::TestWithParam<LayoutParameter> {};
+
+/// Writes each plane from its first byte to the 64th past its last row. Planes that overlap or are too short show as a
+/// wrong byte or to AddressSanitizer.
+TEST_P(PixelBufferLayout, PlanesAreApartAlignedAndPadded) {
+    const auto [format, side, alignment] = GetParam();
+    CVAttributes attributes;
+    if (alignment > 0) attributes[kCVPixelBufferBytesPerRowAlignmentKey] = alignment;
+    std::shared_ptr<CVPixelBuffer> buffer;
+    ASSERT_EQ(CVPixelBufferCreate(side, side + 2, format, &attributes, &buffer), kCVReturnSuccess);
+    EXPECT_EQ(CVPixelBufferGetPlaneCount(*buffer), format == bgra ? 0 : 2);
+    const auto surface = CVPixelBufferGetIOSurface(buffer);
+    ASSERT_EQ(surface->planeCount(), format == bgra ? 1u : 2u);
+
+    CVPixelBufferLockBaseAddress(*buffer, 0);
+    std::vector<std::uint64_t> sizes;
+    for (std::uint64_t plane = 0; plane < surface->planeCount(); ++plane) {
+        const std::int64_t divisor = plane == 0 ? 1 : 2;
+        const std::int64_t bytes = format == bgra ? 4 : divisor;
+        EXPECT_EQ(CVPixelBufferGetWidthOfPlane(*buffer, plane), (side + divisor - 1) / divisor);
+        EXPECT_EQ(CVPixelBufferGetHeightOfPlane(*buffer, plane), (side + 2 + divisor - 1) / divisor);
+        const std::int64_t stride = CVPixelBufferGetBytesPerRowOfPlane(*buffer, plane);
+        EXPECT_GE(stride, CVPixelBufferGetWidthOfPlane(*buffer, plane) * bytes);
+        EXPECT_EQ(stride % (alignment > 0 ? alignment : 64), 0);
+        auto* const address = static_cast<std::uint8_t*>(CVPixelBufferGetBaseAddressOfPlane(*buffer, plane));
+        EXPECT_EQ(address, surface->baseAddressOfPlane(plane));
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(address) % 64, 0u);
+        sizes.push_back(stride * surface->heightOfPlane(plane) + 64);
+        std::memset(address, static_cast<int>(plane + 1), sizes.back());
+    }
+    for (std::uint64_t plane = 0; plane < surface->planeCount(); ++plane) {
+        const std::uint8_t* const address = surface->baseAddressOfPlane(plane);
+        EXPECT_EQ(address[0], plane + 1);
+        EXPECT_EQ(address[sizes[plane] - 1], plane + 1);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, PixelBufferLayout,
+                         testing::Combine(testing::Values(bgra, nv12, kCVPixelFormatType_420YpCbCr8BiPlanarFullRange),
+                                          testing::Values(1, 2, 127, 1024), testing::Values(0, 1, 64, 4096)));
+
+TEST(PixelBuffer, RefusesWhatItCanNotMake) {
+    const CVAttributes badAlignment{{kCVPixelBufferBytesPerRowAlignmentKey, 48}};
+    const CVAttributes badKind{{kCVPixelBufferIOSurfacePropertiesKey, 1}};
+    const CVAttributes good{{kCVPixelBufferIOSurfacePropertiesKey, CVEmptyDictionary{}}, {"Unknown", 7}};
+    const std::tuple<std::int64_t, std::int64_t, OSType, const CVAttributes*, CVReturn> cases[] = {
+        {0, 1, bgra, nullptr, kCVReturnInvalidSize},
+        {1, -1, bgra, nullptr, kCVReturnInvalidSize},
+        {16385, 1, bgra, nullptr, kCVReturnInvalidSize},
+        {16384, 1, bgra, nullptr, kCVReturnSuccess},
+        {1, 1, 0x52474241, nullptr, kCVReturnInvalidPixelFormat},
+        {1, 1, bgra, &badAlignment, kCVReturnInvalidPixelBufferAttributes},
+        {1, 1, bgra, &badKind, kCVReturnInvalidPixelBufferAttributes},
+        {1, 1, bgra, &good, kCVReturnSuccess},
+    };
+    for (const auto& [width, height, format, attributes, expected] : cases) {
+        auto buffer = makeBuffer(1, 1, bgra);
+        EXPECT_EQ(CVPixelBufferCreate(width, height, format, attributes, &buffer), expected);
+        EXPECT_EQ(buffer != nullptr, expected == kCVReturnSuccess);
+    }
+}
+
+TEST(PixelBuffer, ShowsItsAddressesOnlyWhileLocked) {
+    const auto buffer = makeBuffer(4, 4, nv12);
+    EXPECT_EQ(CVPixelBufferGetBaseAddress(*buffer), nullptr);
+    EXPECT_EQ(CVPixelBufferUnlockBaseAddress(*buffer, 0), kCVReturnError);
+    CVPixelBufferLockBaseAddress(*buffer, 0);
+    CVPixelBufferLockBaseAddress(*buffer, kCVPixelBufferLock_ReadOnly);
+    EXPECT_EQ(CVPixelBufferUnlockBaseAddress(*buffer, kCVPixelBufferLock_ReadOnly), kCVReturnSuccess);
+    EXPECT_NE(CVPixelBufferGetBaseAddressOfPlane(*buffer, 1), nullptr);
+    for (const int plane : {-1, 2}) {
+        EXPECT_EQ(CVPixelBufferGetBaseAddressOfPlane(*buffer, plane), nullptr);
+        EXPECT_EQ(CVPixelBufferGetBytesPerRowOfPlane(*buffer, plane), 0);
+    }
+    CVPixelBufferUnlockBaseAddress(*buffer, 0);
+    EXPECT_EQ(CVPixelBufferGetBaseAddressOfPlane(*buffer, 1), nullptr);
+}
+
+const CVAttributes buffersOfThePool{{kCVPixelBufferPixelFormatTypeKey, std::int64_t{bgra}},
+                                    {kCVPixelBufferWidthKey, 16},
+                                    {kCVPixelBufferHeightKey, 8},
+                                    {kCVPixelBufferIOSurfacePropertiesKey, CVEmptyDictionary{}},
+                                    {kCVPixelBufferBytesPerRowAlignmentKey, 64}};
+
+std::shared_ptr<CVPixelBufferPool> makePool(std::int64_t minimumCount) {
+    const CVAttributes attributes{{kCVPixelBufferPoolMinimumBufferCountKey, minimumCount}};
+    std::shared_ptr<CVPixelBufferPool> pool;
+    EXPECT_EQ(CVPixelBufferPoolCreate(&attributes, &buffersOfThePool, &pool), kCVReturnSuccess);
+    return pool;
+}
+
+std::shared_ptr<CVPixelBuffer> take(CVPixelBufferPool& pool) {
+    std::shared_ptr<CVPixelBuffer> buffer;
+    EXPECT_EQ(CVPixelBufferPoolCreatePixelBuffer(pool, &buffer), kCVReturnSuccess);
+    return buffer;
+}
+
+TEST(PixelBufferPool, RefusesAttributesOutOfRange) {
+    using Value = CVAttributes::mapped_type;
+    const std::tuple<const char*, Value, CVReturn> cases[] = {
+        {kCVPixelBufferWidthKey, 0, kCVReturnInvalidPixelBufferAttributes},
+        {kCVPixelBufferHeightKey, 16385, kCVReturnInvalidPixelBufferAttributes},
+        {kCVPixelBufferWidthKey, CVEmptyDictionary{}, kCVReturnInvalidPixelBufferAttributes},
+        {kCVPixelBufferPixelFormatTypeKey, 0x52474241, kCVReturnInvalidPixelBufferAttributes},
+        {kCVPixelBufferPixelFormatTypeKey, std::int64_t{bgra} + (std::int64_t{1} << 32),
+         kCVReturnInvalidPixelBufferAttributes},
+        {kCVPixelBufferBytesPerRowAlignmentKey, 8192, kCVReturnInvalidPixelBufferAttributes},
+        {kCVPixelBufferPoolMinimumBufferCountKey, -1, kCVReturnInvalidPoolAttributes},
+        {kCVPixelBufferPoolMinimumBufferCountKey, CVEmptyDictionary{}, kCVReturnInvalidPoolAttributes},
+    };
+    for (const auto& [key, value, expected] : cases) {
+        CVAttributes pools, buffers = buffersOfThePool;
+        (expected == kCVReturnInvalidPoolAttributes ? pools : buffers)[key] = value;
+        auto pool = makePool(0);
+        EXPECT_EQ(CVPixelBufferPoolCreate(&pools, &buffers, &pool), expected) << key;
+        EXPECT_EQ(pool, nullptr);
+        buffers.erase(key);
+        if (expected != kCVReturnInvalidPoolAttributes &&
+            std::strcmp(key, kCVPixelBufferBytesPerRowAlignmentKey) != 0) {
+            EXPECT_EQ(CVPixelBufferPoolCreate(nullptr, &buffers, &pool), expected) << "without " << key;
+        }
+    }
+}
+
+TEST(PixelBufferPool, TakesBuffersBackWhenTheLastHolderLetsGo) {
+    const auto pool = makePool(2);
+    EXPECT_EQ(CVPixelBufferPoolGetFreeCount(*pool), 2);
+    auto first = take(*pool);
+    const auto second = take(*pool), third = take(*pool);
+    EXPECT_EQ((std::set{first.get(), second.get(), third.get()}).size(), 3u);
+    EXPECT_EQ(CVPixelBufferPoolGetLiveCount(*pool), 3);
+    EXPECT_EQ(CVPixelBufferPoolGetFreeCount(*pool), 0);
+
+    CVPixelBuffer* const address = first.get();
+    CVPixelBufferLockBaseAddress(*first, 0);
+    auto surface = CVPixelBufferGetIOSurface(first);
+    first.reset();
+    EXPECT_EQ(CVPixelBufferPoolGetFreeCount(*pool), 0) << "a surface holds its buffer";
+    std::thread([&] { surface.reset(); }).join();
+    EXPECT_EQ(CVPixelBufferPoolGetFreeCount(*pool), 1);
+    EXPECT_EQ(CVPixelBufferPoolGetLiveCount(*pool), 2);
+    const auto again = take(*pool);
+    EXPECT_EQ(again.get(), address);
+    EXPECT_EQ(CVPixelBufferGetLockCount(*again), 0);
+}
+
+TEST(PixelBufferPool, MayGoBeforeItsBuffers) {
+    auto pool = makePool(1);
+    const auto buffer = take(*pool);
+    pool.reset();
+    CVPixelBufferLockBaseAddress(*buffer, 0);
+    std::memset(CVPixelBufferGetBaseAddress(*buffer), 1, CVPixelBufferGetBytesPerRow(*buffer) * 8);
+}
+
+/// No two holders may ever have the same buffer: each writes its own mark and must find it again.
+TEST(PixelBufferPool, ServesSeveralThreads) {
+    auto pool = makePool(1);
+    std::atomic<int> mixedUp = 0;
+    std::vector<std::thread> threads;
+    for (std::uint8_t mark = 1; mark <= 3; ++mark) {
+        threads.emplace_back([pool, mark, &mixedUp] {
+            for (int round = 0; round < 1000; ++round) {
+                const auto buffer = take(*pool);
+                std::uint8_t* const bytes = CVPixelBufferGetIOSurface(buffer)->baseAddressOfPlane(0);
+                std::memset(bytes, mark, 512);
+                if (bytes[0] != mark || bytes[511] != mark) ++mixedUp;
+            }
+        });
+    }
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(mixedUp, 0);
+    EXPECT_EQ(CVPixelBufferPoolGetLiveCount(*pool), 0);
+    EXPECT_LE(CVPixelBufferPoolGetFreeCount(*pool), 3);
+}
+
+class TextureCache : public testing::Test {
+protected:
+    TextureCache() { EXPECT_EQ(CVMetalTextureCacheCreate(MTLCreateSystemDefaultDevice(), &cache), kCVReturnSuccess); }
+    CVReturn wrap(const std::shared_ptr<CVPixelBuffer>& buffer, MTLPixelFormat pixelFormat, std::int64_t width,
+                  std::int64_t height, std::int64_t plane) {
+        return CVMetalTextureCacheCreateTextureFromImage(*cache, buffer, pixelFormat, width, height, plane, &texture);
+    }
+    std::shared_ptr<CVMetalTextureCache> cache;
+    std::shared_ptr<CVMetalTexture> texture;
+};
+
+TEST_F(TextureCache, RefusesPlanesThatAreTooSmall) {
+    using enum MTLPixelFormat;
+    const std::tuple<OSType, MTLPixelFormat, std::int64_t, std::int64_t, std::int64_t, CVReturn> cases[] = {
+        {bgra, bgra8Unorm, 15, 9, 0, kCVReturnSuccess},
+        {bgra, bgra8Unorm, 15, 9, 1, kCVReturnPixelBufferNotMetalCompatible},
+        {bgra, bgra8Unorm, 15, 9, -1, kCVReturnPixelBufferNotMetalCompatible},
+        {bgra, bgra8Unorm, 16, 9, 0, kCVReturnPixelBufferNotMetalCompatible},
+        {bgra, bgra8Unorm, 15, 10, 0, kCVReturnPixelBufferNotMetalCompatible},
+        {bgra, rgba16Float, 2, 9, 0, kCVReturnPixelBufferNotMetalCompatible},
+        {bgra, bgra8Unorm, 0, 9, 0, kCVReturnInvalidSize},
+        {bgra, bgra8Unorm, 15, -9, 0, kCVReturnInvalidSize},
+        {bgra, invalid, 15, 9, 0, kCVReturnInvalidPixelFormat},
+        {nv12, r8Unorm, 15, 9, 0, kCVReturnSuccess},
+        {nv12, rg8Unorm, 15, 9, 0, kCVReturnPixelBufferNotMetalCompatible},
+        {nv12, rg8Unorm, 8, 5, 1, kCVReturnSuccess},
+        {nv12, rg8Unorm, 9, 5, 1, kCVReturnPixelBufferNotMetalCompatible},
+        {nv12, rg8Unorm, 8, 6, 1, kCVReturnPixelBufferNotMetalCompatible},
+    };
+    for (const auto& [format, pixelFormat, width, height, plane, expected] : cases) {
+        EXPECT_EQ(wrap(makeBuffer(15, 9, format), pixelFormat, width, height, plane), expected)
+            << description(pixelFormat) << ' ' << width << 'x' << height << " plane " << plane;
+        ASSERT_EQ(texture != nullptr, expected == kCVReturnSuccess);
+        if (texture) {
+            EXPECT_EQ(CVMetalTextureGetTexture(*texture)->usage(), MTLTextureUsage::unknown);
+        }
+    }
+    const auto refusingDevice = std::make_shared<test::RecordingDevice>();
+    refusingDevice->refused = {"wrapPlane"};
+    CVMetalTextureCacheCreate(refusingDevice, &cache);
+    EXPECT_EQ(wrap(makeBuffer(15, 9, bgra), bgra8Unorm, 15, 9, 0), kCVReturnAllocationFailed);
+    EXPECT_EQ(CVMetalTextureCacheCreate(nullptr, &cache), kCVReturnInvalidArgument);
+    EXPECT_EQ(cache, nullptr);
+}
+
+TEST_F(TextureCache, TextureIsTheBufferAndKeepsItFromThePool) {
+    const auto pool = makePool(0);
+    auto buffer = take(*pool);
+    ASSERT_EQ(wrap(buffer, MTLPixelFormat::bgra8Unorm, 15, 7, 0), kCVReturnSuccess);
+    auto metalTexture = CVMetalTextureGetTexture(*texture);
+    const std::uint32_t pixel = 0x44332211;
+    metalTexture->replace(MTLRegionMake2D(14, 6, 1, 1), 0, &pixel, 4);
+    const std::uint8_t* const row =
+        CVPixelBufferGetIOSurface(buffer)->baseAddressOfPlane(0) + 6 * CVPixelBufferGetBytesPerRow(*buffer);
+    EXPECT_EQ(std::memcmp(row + 14 * 4, &pixel, 4), 0);
+    texture.reset();
+    buffer.reset();
+    EXPECT_EQ(CVPixelBufferPoolGetLiveCount(*pool), 1);
+    metalTexture.reset();
+    EXPECT_EQ(CVPixelBufferPoolGetLiveCount(*pool), 0);
+}
+
+}  // namespace
+}  // namespace ondrix
