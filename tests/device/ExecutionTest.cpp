@@ -161,7 +161,6 @@ TEST(Handlers, RunForFailedWork) {
 // Bound objects live until the work is done, and no longer.
 TEST(Lifetime, OfWhatIsBound) {
     const Gpu gpu;
-    auto blocker = gpu.queue->makeCommandBuffer();
     auto commands = gpu.queue->makeCommandBuffer();
     auto target = gpu.texture(300, 300);
     const std::weak_ptr<MTLTexture> watched = target;

@@ -45,7 +45,7 @@ const shading::Entry& entry(const shading::ModuleTable& module, const std::strin
 std::vector<std::string> fasterLevels() {
     std::vector<std::string> levels;
     std::stringstream all(SIMD_LEVELS);
-    for (std::string level; std::getline(all, level, ';');) {
+    for (std::string level; all >> level;) {
         if (level != "plain" && processorHas(level)) levels.push_back(level);
     }
     return levels;

@@ -4,6 +4,7 @@
 #include <png.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <tests/pictures/PictureWriter.h>
 
 Picture Picture::noise(int width, int height, bool opaque) {
     Picture picture(width, height);
@@ -33,28 +34,13 @@ std::string Picture::png() const {
 }
 
 std::string Picture::jpeg() const {
-    jpeg_compress_struct encoder{};
-    jpeg_error_mgr errors{};
-    encoder.err = jpeg_std_error(&errors);
-    jpeg_create_compress(&encoder);
-    unsigned char* bytes = nullptr;
-    unsigned long size = 0;
-    jpeg_mem_dest(&encoder, &bytes, &size);
-    encoder.image_width = static_cast<JDIMENSION>(width);
-    encoder.image_height = static_cast<JDIMENSION>(height);
-    encoder.input_components = 4;
-    encoder.in_color_space = JCS_EXT_RGBX;
-    jpeg_set_defaults(&encoder);
-    jpeg_start_compress(&encoder, TRUE);
-    for (int y = 0; y < height; ++y) {
-        auto* row = const_cast<JSAMPROW>(at(0, y).data());
-        jpeg_write_scanlines(&encoder, &row, 1);
-    }
-    jpeg_finish_compress(&encoder);
-    std::string result(reinterpret_cast<const char*>(bytes), size);
-    jpeg_destroy_compress(&encoder);
-    free(bytes);
-    return result;
+    ondrix::test::JPEGContent content{.width = static_cast<std::uint32_t>(width),
+                                      .height = static_cast<std::uint32_t>(height),
+                                      .colorSpace = JCS_RGB,
+                                      .storedAs = JCS_YCbCr,
+                                      .samples = {}};
+    for (const Pixel& pixel : pixels) content.samples.insert(content.samples.end(), pixel.begin(), pixel.end() - 1);
+    return ondrix::test::encode(content);
 }
 
 Picture Picture::read(const std::string& path) {

@@ -110,8 +110,7 @@ private:
     }
 
     void draw(std::int32_t y0, std::int32_t y1, void* scratch) const {
-        constexpr std::int32_t rowsAtOnce = 64;
-        shading::Span spans[rowsAtOnce * PrimitiveGroup::maximumSize];
+        shading::Span spans[Strips::mostRows * PrimitiveGroup::maximumSize];
         if (clears_ && context_.groups.empty()) clear(y0, y1, spans, 0);
         for (const PrimitiveGroup& group : context_.groups) {
             const std::int32_t from = std::max(y0, group.y0);
