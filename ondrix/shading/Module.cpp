@@ -10,10 +10,11 @@ using namespace ondrix::shading;
 
 /// Compiled into every module; gathers the tables of the module's sources.
 extern "C" __attribute__((visibility("default"))) const ModuleTable* ondrix_shader_module() {
-    static const std::vector<Entry> entries = [] {
-        std::vector<Entry> all;
+    // Kept for good: a device may still be at work when the process ends.
+    static const std::vector<Entry>& entries = *[] {
+        auto* all = new std::vector<Entry>;
         for (const FunctionList* list = FunctionList::first(); list != nullptr; list = list->next) {
-            all.insert(all.end(), list->entries, list->entries + list->count);
+            all->insert(all->end(), list->entries, list->entries + list->count);
         }
         return all;
     }();

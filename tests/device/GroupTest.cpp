@@ -73,7 +73,7 @@ INSTANTIATE_TEST_SUITE_P(Transforms, Quads,
 // The planes of an upright quad have no trace of the other axis, and start half a pixel from 0.
 TEST(Planes, OfTheFullQuadAreExact) {
     software::ExecutionContext context(1);
-    const auto& task = groups(turnedQuad(0, 1, 1), context).at(0).task;
+    const auto task = groups(turnedQuad(0, 1, 1), context).at(0).task;
     EXPECT_EQ(task.perspective, 0);
     EXPECT_EQ(task.planes[0].dx, 1.0 / 1080);
     EXPECT_EQ(task.planes[0].base, 0.5 / 1080);
