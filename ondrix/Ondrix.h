@@ -19,6 +19,7 @@
 #include <ondrix/passes/PresentTextureEffect.h>
 #include <ondrix/passes/PresentTexturePass.h>
 #include <ondrix/passes/RenderPass.h>
+#include <ondrix/profiling/Profiler.h>
 #include <ondrix/resources/ConstantBuffer.h>
 #include <ondrix/resources/Sampler.h>
 #include <ondrix/resources/Texture.h>
@@ -42,4 +43,10 @@
 #include <ondrix/types/Vector3.h>
 #include <ondrix/types/Vector4.h>
 #include <ondrix/types/YUVFormats.h>
+#include <ondrix/video/AVPlayerItemFrameSource.h>
+#include <ondrix/video/CMSampleBufferFrameSource.h>
 #include <ondrix/video/MulticastDelegate.h>
+#include <ondrix/video/RenderViewTexture.h>
+#include <ondrix/video/VideoFrameSource.h>
+#include <ondrix/video/VideoFrameSourceDelegate.h>
+#include <ondrix/video/VideoTexture.h>

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include <ondrix/conversion/MetalComputeCommandRunner.h>
+#include <ondrix/platform/coremedia/CMSampleBuffer.h>
 #include <ondrix/platform/corevideo/CVMetalTextureCache.h>
 #include <ondrix/platform/corevideo/CVPixelBuffer.h>
 #include <ondrix/platform/corevideo/CVPixelBufferPool.h>
@@ -45,6 +46,10 @@ public:
     /// without one for a texture without a GPU texture.
     [[nodiscard]] virtual std::shared_ptr<CVPixelBuffer> makePixelBuffer(Texture& from,
                                                                          CVPixelBufferPool& pixelBufferPool);
+    /// The picture with the duration, presentation and decode time of the first of the original's samples, and nothing
+    /// else of it. Null, with a message, when any of that fails.
+    [[nodiscard]] virtual std::shared_ptr<CMSampleBuffer> makeSampleBuffer(std::shared_ptr<CVPixelBuffer> from,
+                                                                           const CMSampleBuffer& originalSampleBuffer);
 
 private:
     friend class Device;

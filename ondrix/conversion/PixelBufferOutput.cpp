@@ -1,4 +1,4 @@
-// The operations of `MetalTextureConverter` that turn textures into pixel buffers.
+// The operations of `MetalTextureConverter` that turn textures into pixel buffers, and those into sample buffers.
 
 #include <utility>
 
@@ -71,6 +71,30 @@ std::shared_ptr<CVPixelBuffer> MetalTextureConverter::makePixelBuffer(Texture& f
         return nullptr;
     }
     return pixelBuffer;
+}
+
+std::shared_ptr<CMSampleBuffer> MetalTextureConverter::makeSampleBuffer(std::shared_ptr<CVPixelBuffer> from,
+                                                                        const CMSampleBuffer& originalSampleBuffer) {
+    CMSampleTimingInfo timing;
+    OSStatus status = CMSampleBufferGetSampleTimingInfo(originalSampleBuffer, 0, &timing);
+    if (status != noErr) {
+        Logger::gfx().error("Failed to get sample timing info: %d", status);
+        return nullptr;
+    }
+    std::shared_ptr<CMFormatDescription> formatDescription;
+    CMVideoFormatDescriptionCreateForImageBuffer(from, &formatDescription);
+    if (formatDescription == nullptr) {
+        Logger::gfx().error("Failed to create CMVideoFormatDescription.");
+        return nullptr;
+    }
+    std::shared_ptr<CMSampleBuffer> sampleBuffer;
+    status =
+        CMSampleBufferCreateReadyWithImageBuffer(std::move(from), std::move(formatDescription), timing, &sampleBuffer);
+    if (status != noErr) {
+        Logger::gfx().error("Failed to create new CMSampleBuffer: %d", status);
+        return nullptr;
+    }
+    return sampleBuffer;
 }
 
 bool MetalTextureConverter::prepareBlitCommandRunner() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -15,10 +16,13 @@ namespace ondrix {
 class ConstantBuffer;
 class Mesh;
 class MetalTextureConverter;
+class MTKView;
+class RenderViewTexture;
 class ResourceTracker;
 class Sampler;
 class ShaderLibrary;
 class Texture;
+class VideoTexture;
 
 /// One GPU and the factory of everything on it. Every object made here holds its device, so a device lives as long as
 /// anything made from it; the device itself holds only its quad mesh and its texture converter. A factory that fails
@@ -71,6 +75,14 @@ public:
                                                                MTLTextureUsage usages);
     [[nodiscard]] virtual std::shared_ptr<Texture> makeTexture(Size2<Int> size, MTLPixelFormat pixelFormat,
                                                                MTLTextureUsage usages);
+
+    /// A texture that draws into the view. Never null.
+    [[nodiscard]] virtual std::shared_ptr<RenderViewTexture> makeRenderViewTexture(
+        const std::shared_ptr<MTKView>& view);
+    /// A texture that shows the frames of a source, which it is given later. `frameAvailable`, which may be empty, is
+    /// called after each frame. Never null.
+    [[nodiscard]] virtual std::shared_ptr<VideoTexture> makeVideoTexture(
+        std::function<void(VideoTexture&)> frameAvailable);
 
     /// A new mesh like the default one on every call.
     [[nodiscard]] virtual std::shared_ptr<Mesh> makeQuadMesh();

@@ -12,6 +12,8 @@
 #include <ondrix/resources/Sampler.h>
 #include <ondrix/resources/Texture.h>
 #include <ondrix/shaders/ShaderLibrary.h>
+#include <ondrix/video/RenderViewTexture.h>
+#include <ondrix/video/VideoTexture.h>
 
 namespace ondrix {
 
@@ -150,6 +152,16 @@ std::shared_ptr<Texture> Device::makeTexture(Int width, Int height, MTLPixelForm
 std::shared_ptr<Texture> Device::makeTexture(Size2<Int> size, MTLPixelFormat pixelFormat, MTLTextureUsage usages) {
     auto mtlTexture = makeMTLTexture(size.width(), size.height(), pixelFormat, usages);
     return mtlTexture != nullptr ? wrap(std::move(mtlTexture)) : nullptr;
+}
+
+std::shared_ptr<RenderViewTexture> Device::makeRenderViewTexture(const std::shared_ptr<MTKView>& view) {
+    std::shared_ptr<RenderViewTexture> texture(new RenderViewTexture(shared_from_this()));
+    texture->start(view);
+    return texture;
+}
+
+std::shared_ptr<VideoTexture> Device::makeVideoTexture(std::function<void(VideoTexture&)> frameAvailable) {
+    return std::shared_ptr<VideoTexture>(new VideoTexture(shared_from_this(), std::move(frameAvailable)));
 }
 
 std::shared_ptr<MTLTexture> Device::makeMTLTexture(Int width, Int height, MTLPixelFormat pixelFormat,

@@ -38,13 +38,10 @@ TEST_F(LoggerTest, WritesOneLineToStandardError) {
 TEST_F(LoggerTest, KeepsMessagesOfAnyLength) {
     for (const std::size_t length : {1023u, 1024u, 1025u, 300000u}) {
         const std::string text(length, 'x');
-        const test::LogCapture capture;
+        CaptureStderr();
         logger.error("%s", text.c_str());
-        EXPECT_THAT(capture.messages(), ElementsAre(text));
+        EXPECT_EQ(GetCapturedStderr(), "[org.example:device] error: " + text + '\n');
     }
-    CaptureStderr();
-    logger.error("%s", std::string(300000, 'y').c_str());
-    EXPECT_EQ(GetCapturedStderr(), "[org.example:device] error: " + std::string(300000, 'y') + '\n');
 }
 
 TEST_F(LoggerTest, LeavesOutWhatLiesBelowTheLevel) {
@@ -82,21 +79,19 @@ TEST_F(LoggerTest, SinksNestAndMayFailOrReplaceThemselves) {
 TEST_F(LoggerTest, SinksMayBeReplacedWhileOthersLog) {
     const test::LogCapture silence;
     std::atomic<int> received = 0;
-    const auto makeSink = [&received](std::string expected) {
-        return [&received, expected = std::move(expected)](const os::LogMessage& message) {
-            if (message.text.substr(0, 1) == expected.substr(0, 1)) ++received;
-        };
+    const auto sink = [&received, text = std::string(100, 'm')](const os::LogMessage& message) {
+        if (message.text[0] == text[0]) ++received;
     };
-    auto previous = os::setLogSink(makeSink("m"));
+    const auto previous = os::setLogSink(sink);
     std::vector<std::thread> threads;
     for (int thread = 0; thread < 3; ++thread) {
-        threads.emplace_back([thread] {
-            for (int index = 0; index < 2000; ++index) logger.error("m %d %d", thread, index);
+        threads.emplace_back([] {
+            for (int index = 0; index < 2000; ++index) logger.error("m %d", index);
         });
     }
     for (int index = 0; index < 500; ++index) {
         os::setLogLevel(os::LogType::info);
-        os::setLogSink(makeSink("message that is long enough for memory of its own"));
+        os::setLogSink(sink);
     }
     for (auto& thread : threads) thread.join();
     os::setLogSink(previous);

@@ -1,11 +1,10 @@
+#include <algorithm>
 #include <atomic>
-#include <cstdint>
 #include <cstring>
-#include <memory>
 #include <set>
+#include <span>
 #include <thread>
 #include <tuple>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <tests/support/RecordingDevice.h>
@@ -26,8 +25,7 @@ std::shared_ptr<CVPixelBuffer> makeBuffer(std::int64_t width, std::int64_t heigh
     return buffer;
 }
 
-using LayoutParameter = std::tuple<OSType, std::int64_t, std::int64_t>;
-class PixelBufferLayout : public testing::TestWithParam<LayoutParameter> {};
+class PixelBufferLayout : public testing::TestWithParam<std::tuple<OSType, std::int64_t, std::int64_t>> {};
 
 /// Writes each plane from its first byte to the 64th past its last row. Planes that overlap or are too short show as a
 /// wrong byte or to AddressSanitizer.
@@ -42,31 +40,29 @@ TEST_P(PixelBufferLayout, PlanesAreApartAlignedAndPadded) {
     ASSERT_EQ(surface->planeCount(), format == bgra ? 1u : 2u);
 
     CVPixelBufferLockBaseAddress(*buffer, 0);
-    std::vector<std::uint64_t> sizes;
+    std::vector<std::span<std::uint8_t>> planes;
     for (std::uint64_t plane = 0; plane < surface->planeCount(); ++plane) {
         const std::int64_t divisor = plane == 0 ? 1 : 2;
-        const std::int64_t bytes = format == bgra ? 4 : divisor;
+        const std::int64_t stride = CVPixelBufferGetBytesPerRowOfPlane(*buffer, plane);
         EXPECT_EQ(CVPixelBufferGetWidthOfPlane(*buffer, plane), (side + divisor - 1) / divisor);
         EXPECT_EQ(CVPixelBufferGetHeightOfPlane(*buffer, plane), (side + 2 + divisor - 1) / divisor);
-        const std::int64_t stride = CVPixelBufferGetBytesPerRowOfPlane(*buffer, plane);
-        EXPECT_GE(stride, CVPixelBufferGetWidthOfPlane(*buffer, plane) * bytes);
+        EXPECT_GE(stride, CVPixelBufferGetWidthOfPlane(*buffer, plane) * (format == bgra ? 4 : divisor));
         EXPECT_EQ(stride % (alignment > 0 ? alignment : 64), 0);
         auto* const address = static_cast<std::uint8_t*>(CVPixelBufferGetBaseAddressOfPlane(*buffer, plane));
         EXPECT_EQ(address, surface->baseAddressOfPlane(plane));
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(address) % 64, 0u);
-        sizes.push_back(stride * surface->heightOfPlane(plane) + 64);
-        std::memset(address, static_cast<int>(plane + 1), sizes.back());
+        planes.emplace_back(address, stride * surface->heightOfPlane(plane) + 64);
+        std::ranges::fill(planes.back(), plane + 1);
     }
-    for (std::uint64_t plane = 0; plane < surface->planeCount(); ++plane) {
-        const std::uint8_t* const address = surface->baseAddressOfPlane(plane);
-        EXPECT_EQ(address[0], plane + 1);
-        EXPECT_EQ(address[sizes[plane] - 1], plane + 1);
+    for (std::size_t plane = 0; plane < planes.size(); ++plane) {
+        EXPECT_EQ(planes[plane].front(), plane + 1);
+        EXPECT_EQ(planes[plane].back(), plane + 1);
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, PixelBufferLayout,
-                         testing::Combine(testing::Values(bgra, nv12, kCVPixelFormatType_420YpCbCr8BiPlanarFullRange),
-                                          testing::Values(1, 2, 127, 1024), testing::Values(0, 1, 64, 4096)));
+                         testing::Combine(testing::Values(bgra, nv12), testing::Values(1, 2, 127, 1024),
+                                          testing::Values(0, 1, 64, 4096)));
 
 TEST(PixelBuffer, RefusesWhatItCanNotMake) {
     const CVAttributes badAlignment{{kCVPixelBufferBytesPerRowAlignmentKey, 48}};
@@ -76,7 +72,7 @@ TEST(PixelBuffer, RefusesWhatItCanNotMake) {
         {0, 1, bgra, nullptr, kCVReturnInvalidSize},
         {1, -1, bgra, nullptr, kCVReturnInvalidSize},
         {16385, 1, bgra, nullptr, kCVReturnInvalidSize},
-        {16384, 1, bgra, nullptr, kCVReturnSuccess},
+        {16384, 1, kCVPixelFormatType_420YpCbCr8BiPlanarFullRange, nullptr, kCVReturnSuccess},
         {1, 1, 0x52474241, nullptr, kCVReturnInvalidPixelFormat},
         {1, 1, bgra, &badAlignment, kCVReturnInvalidPixelBufferAttributes},
         {1, 1, bgra, &badKind, kCVReturnInvalidPixelBufferAttributes},
@@ -105,11 +101,8 @@ TEST(PixelBuffer, ShowsItsAddressesOnlyWhileLocked) {
     EXPECT_EQ(CVPixelBufferGetBaseAddressOfPlane(*buffer, 1), nullptr);
 }
 
-const CVAttributes buffersOfThePool{{kCVPixelBufferPixelFormatTypeKey, std::int64_t{bgra}},
-                                    {kCVPixelBufferWidthKey, 16},
-                                    {kCVPixelBufferHeightKey, 8},
-                                    {kCVPixelBufferIOSurfacePropertiesKey, CVEmptyDictionary{}},
-                                    {kCVPixelBufferBytesPerRowAlignmentKey, 64}};
+const CVAttributes buffersOfThePool{
+    {kCVPixelBufferPixelFormatTypeKey, std::int64_t{bgra}}, {kCVPixelBufferWidthKey, 16}, {kCVPixelBufferHeightKey, 8}};
 
 std::shared_ptr<CVPixelBufferPool> makePool(std::int64_t minimumCount) {
     const CVAttributes attributes{{kCVPixelBufferPoolMinimumBufferCountKey, minimumCount}};
@@ -125,29 +118,27 @@ std::shared_ptr<CVPixelBuffer> take(CVPixelBufferPool& pool) {
 }
 
 TEST(PixelBufferPool, RefusesAttributesOutOfRange) {
-    using Value = CVAttributes::mapped_type;
-    const std::tuple<const char*, Value, CVReturn> cases[] = {
-        {kCVPixelBufferWidthKey, 0, kCVReturnInvalidPixelBufferAttributes},
-        {kCVPixelBufferHeightKey, 16385, kCVReturnInvalidPixelBufferAttributes},
-        {kCVPixelBufferWidthKey, CVEmptyDictionary{}, kCVReturnInvalidPixelBufferAttributes},
-        {kCVPixelBufferPixelFormatTypeKey, 0x52474241, kCVReturnInvalidPixelBufferAttributes},
-        {kCVPixelBufferPixelFormatTypeKey, std::int64_t{bgra} + (std::int64_t{1} << 32),
-         kCVReturnInvalidPixelBufferAttributes},
-        {kCVPixelBufferBytesPerRowAlignmentKey, 8192, kCVReturnInvalidPixelBufferAttributes},
-        {kCVPixelBufferPoolMinimumBufferCountKey, -1, kCVReturnInvalidPoolAttributes},
-        {kCVPixelBufferPoolMinimumBufferCountKey, CVEmptyDictionary{}, kCVReturnInvalidPoolAttributes},
+    const std::pair<const char*, CVAttributes::mapped_type> cases[] = {
+        {kCVPixelBufferWidthKey, 0},
+        {kCVPixelBufferHeightKey, 16385},
+        {kCVPixelBufferWidthKey, CVEmptyDictionary{}},
+        {kCVPixelBufferPixelFormatTypeKey, 0x52474241},
+        {kCVPixelBufferPixelFormatTypeKey, std::int64_t{bgra} + (std::int64_t{1} << 32)},
+        {kCVPixelBufferBytesPerRowAlignmentKey, 8192},
+        {kCVPixelBufferPoolMinimumBufferCountKey, -1},
+        {kCVPixelBufferPoolMinimumBufferCountKey, CVEmptyDictionary{}},
     };
-    for (const auto& [key, value, expected] : cases) {
+    for (const auto& [key, value] : cases) {
+        const bool ofThePool = key == std::string_view(kCVPixelBufferPoolMinimumBufferCountKey);
+        const CVReturn expected = ofThePool ? kCVReturnInvalidPoolAttributes : kCVReturnInvalidPixelBufferAttributes;
         CVAttributes pools, buffers = buffersOfThePool;
-        (expected == kCVReturnInvalidPoolAttributes ? pools : buffers)[key] = value;
+        (ofThePool ? pools : buffers)[key] = value;
         auto pool = makePool(0);
         EXPECT_EQ(CVPixelBufferPoolCreate(&pools, &buffers, &pool), expected) << key;
         EXPECT_EQ(pool, nullptr);
         buffers.erase(key);
-        if (expected != kCVReturnInvalidPoolAttributes &&
-            std::strcmp(key, kCVPixelBufferBytesPerRowAlignmentKey) != 0) {
-            EXPECT_EQ(CVPixelBufferPoolCreate(nullptr, &buffers, &pool), expected) << "without " << key;
-        }
+        if (!buffersOfThePool.contains(key)) continue;
+        EXPECT_EQ(CVPixelBufferPoolCreate(nullptr, &buffers, &pool), expected) << "without " << key;
     }
 }
 
@@ -173,14 +164,6 @@ TEST(PixelBufferPool, TakesBuffersBackWhenTheLastHolderLetsGo) {
     EXPECT_EQ(CVPixelBufferGetLockCount(*again), 0);
 }
 
-TEST(PixelBufferPool, MayGoBeforeItsBuffers) {
-    auto pool = makePool(1);
-    const auto buffer = take(*pool);
-    pool.reset();
-    CVPixelBufferLockBaseAddress(*buffer, 0);
-    std::memset(CVPixelBufferGetBaseAddress(*buffer), 1, CVPixelBufferGetBytesPerRow(*buffer) * 8);
-}
-
 /// No two holders may ever have the same buffer: each writes its own mark and must find it again.
 TEST(PixelBufferPool, ServesSeveralThreads) {
     auto pool = makePool(1);
@@ -199,7 +182,9 @@ TEST(PixelBufferPool, ServesSeveralThreads) {
     for (auto& thread : threads) thread.join();
     EXPECT_EQ(mixedUp, 0);
     EXPECT_EQ(CVPixelBufferPoolGetLiveCount(*pool), 0);
-    EXPECT_LE(CVPixelBufferPoolGetFreeCount(*pool), 3);
+    const auto buffer = take(*pool);
+    pool.reset();  // a buffer may outlive it
+    std::memset(CVPixelBufferGetIOSurface(buffer)->baseAddressOfPlane(0), 1, 512);
 }
 
 class TextureCache : public testing::Test {
@@ -215,29 +200,27 @@ protected:
 
 TEST_F(TextureCache, RefusesPlanesThatAreTooSmall) {
     using enum MTLPixelFormat;
+    constexpr CVReturn refused = kCVReturnPixelBufferNotMetalCompatible;
     const std::tuple<OSType, MTLPixelFormat, std::int64_t, std::int64_t, std::int64_t, CVReturn> cases[] = {
         {bgra, bgra8Unorm, 15, 9, 0, kCVReturnSuccess},
-        {bgra, bgra8Unorm, 15, 9, 1, kCVReturnPixelBufferNotMetalCompatible},
-        {bgra, bgra8Unorm, 15, 9, -1, kCVReturnPixelBufferNotMetalCompatible},
-        {bgra, bgra8Unorm, 16, 9, 0, kCVReturnPixelBufferNotMetalCompatible},
-        {bgra, bgra8Unorm, 15, 10, 0, kCVReturnPixelBufferNotMetalCompatible},
-        {bgra, rgba16Float, 2, 9, 0, kCVReturnPixelBufferNotMetalCompatible},
+        {bgra, bgra8Unorm, 15, 9, 1, refused},
+        {bgra, bgra8Unorm, 15, 9, -1, refused},
+        {bgra, bgra8Unorm, 16, 9, 0, refused},
+        {bgra, bgra8Unorm, 15, 10, 0, refused},
+        {bgra, rgba16Float, 2, 9, 0, refused},
         {bgra, bgra8Unorm, 0, 9, 0, kCVReturnInvalidSize},
         {bgra, bgra8Unorm, 15, -9, 0, kCVReturnInvalidSize},
         {bgra, invalid, 15, 9, 0, kCVReturnInvalidPixelFormat},
         {nv12, r8Unorm, 15, 9, 0, kCVReturnSuccess},
-        {nv12, rg8Unorm, 15, 9, 0, kCVReturnPixelBufferNotMetalCompatible},
+        {nv12, rg8Unorm, 15, 9, 0, refused},
         {nv12, rg8Unorm, 8, 5, 1, kCVReturnSuccess},
-        {nv12, rg8Unorm, 9, 5, 1, kCVReturnPixelBufferNotMetalCompatible},
-        {nv12, rg8Unorm, 8, 6, 1, kCVReturnPixelBufferNotMetalCompatible},
+        {nv12, rg8Unorm, 9, 5, 1, refused},
+        {nv12, rg8Unorm, 8, 6, 1, refused},
     };
     for (const auto& [format, pixelFormat, width, height, plane, expected] : cases) {
         EXPECT_EQ(wrap(makeBuffer(15, 9, format), pixelFormat, width, height, plane), expected)
             << description(pixelFormat) << ' ' << width << 'x' << height << " plane " << plane;
         ASSERT_EQ(texture != nullptr, expected == kCVReturnSuccess);
-        if (texture) {
-            EXPECT_EQ(CVMetalTextureGetTexture(*texture)->usage(), MTLTextureUsage::unknown);
-        }
     }
     const auto refusingDevice = std::make_shared<test::RecordingDevice>();
     refusingDevice->refused = {"wrapPlane"};
@@ -252,6 +235,7 @@ TEST_F(TextureCache, TextureIsTheBufferAndKeepsItFromThePool) {
     auto buffer = take(*pool);
     ASSERT_EQ(wrap(buffer, MTLPixelFormat::bgra8Unorm, 15, 7, 0), kCVReturnSuccess);
     auto metalTexture = CVMetalTextureGetTexture(*texture);
+    EXPECT_EQ(metalTexture->usage(), MTLTextureUsage::unknown);
     const std::uint32_t pixel = 0x44332211;
     metalTexture->replace(MTLRegionMake2D(14, 6, 1, 1), 0, &pixel, 4);
     const std::uint8_t* const row =

@@ -7,6 +7,8 @@ class MTLDrawable {
 public:
     virtual ~MTLDrawable() = default;
 
+    /// Called by the command buffer when it is committed, on the caller's thread: nothing more is drawn for this frame.
+    virtual void presentScheduled() {}
     /// Called once by the command buffer, on a thread of the device, when the work drawn into it is done.
     virtual void present() = 0;
 };

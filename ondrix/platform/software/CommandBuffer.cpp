@@ -69,6 +69,7 @@ void CommandBuffer::addCompletedHandler(std::function<void(MTLCommandBuffer&)> h
 void CommandBuffer::commit() {
     if (status() != MTLCommandBufferStatus::notEnqueued) return;
     if (encoding_) fail("the command buffer was committed while an encoder had not ended");
+    for (const auto& drawable : drawables_) drawable->presentScheduled();
     try {
         executor_->commit(shared_from_this());
     } catch (const std::bad_alloc&) {

@@ -1,0 +1,69 @@
+#include <cassert>
+#include <utility>
+
+#include <ondrix/platform/avfoundation/AVPlayer.h>
+
+namespace ondrix {
+
+AVPlayer::AVPlayer(std::shared_ptr<AVPlayerItem> playerItem) : item_(std::move(playerItem)) {}
+
+std::shared_ptr<AVPlayer> AVPlayer::create(std::shared_ptr<AVPlayerItem> playerItem) {
+    assert(playerItem != nullptr);
+    const std::shared_ptr<AVPlayer> player(new AVPlayer(std::move(playerItem)));
+    player->item_->setOnEnd([weak = std::weak_ptr(player)] {
+        if (const auto self = weak.lock()) self->itemDidEnd();
+    });
+    return player;
+}
+
+AVPlayer::~AVPlayer() {
+    item_->setOnEnd(nullptr);
+    item_->setRate(0);
+}
+
+void AVPlayer::play() {
+    setRate(1);
+}
+
+void AVPlayer::pause() {
+    setRate(0);
+}
+
+double AVPlayer::rate() const {
+    return item_->rate();
+}
+
+void AVPlayer::setRate(double rate) {
+    if (!(rate > 0)) {
+        item_->setRate(0);
+        return;
+    }
+    if (isAtEnd()) seek(kCMTimeZero);
+    item_->setRate(rate);
+}
+
+CMTime AVPlayer::currentTime() const {
+    return item_->currentTime();
+}
+
+void AVPlayer::seek(CMTime to) {
+    hasEnded_ = false;
+    item_->seek(to);
+}
+
+void AVPlayer::setOnEnd(std::function<void()> onEnd) {
+    onEnd_ = std::move(onEnd);
+}
+
+void AVPlayer::itemDidEnd() {
+    hasEnded_ = item_->rate() == 0;  // otherwise it plays again already
+    const std::function<void()> onEnd = onEnd_;
+    if (onEnd) onEnd();
+}
+
+bool AVPlayer::isAtEnd() const {
+    const CMTime duration = item_->duration();
+    return hasEnded_ || (CMTIME_IS_NUMERIC(duration) && CMTimeCompare(item_->currentTime(), duration) >= 0);
+}
+
+}  // namespace ondrix

@@ -1,0 +1,57 @@
+#include <cassert>
+#include <utility>
+
+#include <ondrix/core/Logger.h>
+#include <ondrix/video/AVPlayerItemFrameSource.h>
+
+namespace ondrix {
+
+AVPlayerItemFrameSource::AVPlayerItemFrameSource(std::shared_ptr<AVPlayerItem> playerItem)
+    : playerItem_(std::move(playerItem)),
+      videoOutput_(AVPlayerItemVideoOutput::create(
+          {{kCVPixelBufferPixelFormatTypeKey, std::int64_t{kCVPixelFormatType_32BGRA}}})) {
+    assert(playerItem_ != nullptr);
+}
+
+std::shared_ptr<AVPlayerItemFrameSource> AVPlayerItemFrameSource::create(std::shared_ptr<AVPlayerItem> playerItem) {
+    std::shared_ptr<AVPlayerItemFrameSource> source(new AVPlayerItemFrameSource(std::move(playerItem)));
+    source->start();
+    return source;
+}
+
+void AVPlayerItemFrameSource::start() {
+    playerItem_->add(videoOutput_);
+    displayLink_ = CADisplayLink::create(shared_from_this(), &AVPlayerItemFrameSource::displayLinkDidFire);
+    displayLink_->add(NSRunLoop::main());
+}
+
+void AVPlayerItemFrameSource::displayLinkDidFire() {
+    const auto self = shared_from_this();  // a listener may destroy the source
+    const CMTime time = playerItem_->currentTime();
+    if (!videoOutput_->hasNewPixelBuffer(time)) return;
+    const auto pixelBuffer = videoOutput_->copyPixelBuffer(time, nullptr);
+    if (pixelBuffer == nullptr) {
+        Logger::gfx().error("Failed to copy pixel buffer from the latest video frame.");
+        return;
+    }
+    delegates_.invoke(
+        [this, &pixelBuffer](VideoFrameSourceDelegate& delegate) { delegate.videoFrameSource(*this, pixelBuffer); });
+}
+
+void AVPlayerItemFrameSource::destroy() {
+    if (displayLink_ == nullptr) return;
+    const auto self = shared_from_this();  // the link may hold the last reference
+    delegates_.removeAll();
+    std::exchange(displayLink_, nullptr)->invalidate();
+    playerItem_->remove(videoOutput_);
+}
+
+void AVPlayerItemFrameSource::add(const std::shared_ptr<VideoFrameSourceDelegate>& delegate) {
+    delegates_.add(delegate);
+}
+
+void AVPlayerItemFrameSource::remove(const VideoFrameSourceDelegate& delegate) {
+    delegates_.remove(delegate);
+}
+
+}  // namespace ondrix

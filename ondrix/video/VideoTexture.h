@@ -1,0 +1,51 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include <ondrix/resources/Texture.h>
+#include <ondrix/video/VideoFrameSource.h>
+
+namespace ondrix {
+
+/// A texture whose image is the latest frame of a video frame source; made by `Device::makeVideoTexture`. It has no
+/// image before the first frame. It holds its source, which it destroys when it gets another one; the source does not
+/// hold it. Frames are taken on the source's delivery thread, and everything else is for that thread, too: what reads
+/// the image, such as an effect, runs there or is kept apart by the application. A '420v' or '420f' frame makes it wait
+/// for the GPU, and its image lasts only until the device's converter converts the next; a frame in BGRA isn't copied.
+class VideoTexture : public Texture, public VideoFrameSourceDelegate {
+public:
+    /// It may replace itself, change the source, and release or drop the texture.
+    using FrameAvailable = std::function<void(VideoTexture&)>;
+
+    /// Called with this texture after each frame that became its image, and after the observers of its size; empty for
+    /// nobody.
+    [[nodiscard]] virtual FrameAvailable onFrameAvailable() const;
+    virtual void setOnFrameAvailable(FrameAvailable onFrameAvailable);
+
+    /// Destroys the source so far, even if it is this very one: one that can't start again then delivers no more
+    /// frames. Listens to `frameSource` from now on.
+    virtual void set(std::shared_ptr<VideoFrameSource> frameSource);
+    /// Destroys the source, if there is one; the image stays.
+    virtual void clearFrameSource();
+
+    /// Makes the frame the image, tells the observers if its size differs from the frame before (the first is compared
+    /// with 1 x 1), and calls the callback. A frame that can't be converted is left out, with a message. For sources.
+    void videoFrameSource(VideoFrameSource& source,
+                          const std::shared_ptr<CVPixelBuffer>& didReceiveNewVideoFrame) override;
+
+    /// Drops the callback, the image, and the source, which it destroys; observers stay.
+    void prepareForRelease() override;
+
+protected:
+    VideoTexture(std::shared_ptr<Device> device, FrameAvailable onFrameAvailable);
+
+private:
+    friend class Device;
+
+    std::shared_ptr<FrameAvailable> onFrameAvailable_;  ///< never null; shared with a call that is just running
+    std::shared_ptr<VideoFrameSource> source_;
+    Size2<Int> currSize_{1, 1};
+};
+
+}  // namespace ondrix
