@@ -1,4 +1,5 @@
 // The same bytes from every number of threads and every SIMD level.
+#include <numeric>
 #include <random>
 #include <string_view>
 
@@ -13,37 +14,25 @@ using namespace ondrix::test;
 
 namespace {
 
-struct Setting {
-    int threads;
-    std::string level;
-};
-
 /// All kinds of work in one command buffer over targets of odd sizes; returns the bytes of all results.
-std::vector<std::uint8_t> draw(const Setting& setting, MTLPixelFormat format) {
-    const Gpu gpu(setting.threads, setting.level);
+std::vector<std::uint8_t> draw(int threads, std::string_view level, MTLPixelFormat format) {
+    const Gpu gpu(threads, std::string(level));
     const auto image = gpu.texture(97, 61, format), target = gpu.texture(331, 257, format),
                copy = gpu.texture(333, 259, format);
-    std::vector<Vertex> vertices = {{-1, 1, 0, 1, {0, 0, 0, 0}},
-                                    {-1, -1, 0, 1, {0, 1, 0, 0}},
-                                    {1, -1, 0, 1, {1, 1, 0, 0}},
-                                    {1, 1, 0, 1, {1, 0, 0, 0}}};
+    std::vector<Vertex> vertices = {
+        {-1, 1, 0, 1, {0, 0}}, {-1, -1, 0, 1, {0, 1}}, {1, 1, 0, 1, {1, 0}}, {1, -1, 0, 1, {1, 1}}};
     std::mt19937 random(11);
     std::uniform_real_distribution<float> anywhere(-1.5F, 1.5F), depth(0.5F, 3);
     for (int vertex = 0; vertex < 60; ++vertex) {
         const float w = depth(random);
         vertices.push_back(
-            {anywhere(random) * w, anywhere(random) * w, 0.25F * w, w, {anywhere(random), anywhere(random), 0, 0}});
+            {anywhere(random) * w, anywhere(random) * w, 0.25F * w, w, {anywhere(random), anywhere(random)}});
     }
-    std::vector<std::uint16_t> indices = {0, 1, 3, 2};
-    for (std::uint16_t vertex = 4; vertex < vertices.size(); ++vertex) indices.push_back(vertex);
+    std::vector<std::uint16_t> indices(vertices.size());
+    std::iota(indices.begin(), indices.end(), std::uint16_t{0});
 
     auto commands = gpu.queue->makeCommandBuffer();
-    auto compute = commands->makeComputeCommandEncoder();
-    compute->setComputePipelineState(gpu.compute("pattern"));
-    compute->setTexture(image, 0);
-    compute->dispatchThreadgroups({100, 100, 1}, {1, 1, 1});
-    compute->endEncoding();
-
+    gpu.dispatch(*commands, "pattern", {image}, nullptr);
     MTLSamplerDescriptor sampler;
     sampler.minFilter = sampler.magFilter = MTLSamplerMinMagFilter::linear;
     sampler.sAddressMode = MTLSamplerAddressMode::mirrorRepeat;
@@ -58,21 +47,11 @@ std::vector<std::uint8_t> draw(const Setting& setting, MTLPixelFormat format) {
     render->drawIndexedPrimitives(MTLPrimitiveType::line, 30, MTLIndexType::uint16, buffer, 38);
     render->drawIndexedPrimitives(MTLPrimitiveType::point, 60, MTLIndexType::uint16, buffer, 8);
     render->endEncoding();
+    gpu.dispatch(*commands, "scaleAndAdd", {target, copy}, gpu.buffer(std::vector{0.75F, 0.1F}));
+    run(*commands);
 
-    const float constants[2] = {0.75F, 0.1F};
-    compute = commands->makeComputeCommandEncoder();
-    compute->setComputePipelineState(gpu.compute("scaleAndAdd"));
-    compute->setTexture(target, 0);
-    compute->setTexture(copy, 1);
-    compute->setBytes(constants, sizeof(constants), 3);
-    compute->dispatchThreadgroups({400, 300, 1}, {1, 1, 1});
-    compute->endEncoding();
-    commands->commit();
-    commands->waitUntilCompleted();
-    EXPECT_EQ(commands->status(), MTLCommandBufferStatus::completed);
-
-    std::vector<std::uint8_t> result = bytes(*image);
-    for (const auto& texture : {target, copy}) {
+    std::vector<std::uint8_t> result;
+    for (const auto& texture : {image, target, copy}) {
         const auto part = bytes(*texture);
         result.insert(result.end(), part.begin(), part.end());
     }
@@ -84,12 +63,12 @@ class Agreement : public testing::TestWithParam<MTLPixelFormat> {};
 }  // namespace
 
 TEST_P(Agreement, OfThreadsAndLevels) {
-    const auto reference = draw({1, "plain"}, GetParam());
+    const auto reference = draw(1, "plain", GetParam());
     for (const software::SimdLevel& level : software::simdLevels()) {
         const bool built = std::string_view(SIMD_LEVELS).find(level.name) != std::string_view::npos;
         if (!built || !level.supported()) continue;
         for (int threads = 1; threads <= 5; ++threads) {
-            EXPECT_TRUE(draw({threads, std::string(level.name)}, GetParam()) == reference)
+            EXPECT_TRUE(draw(threads, level.name, GetParam()) == reference)
                 << level.name << ", " << threads << " threads";
         }
     }

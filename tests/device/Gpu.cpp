@@ -11,18 +11,13 @@ Gpu::Gpu(int threadCount, const std::string& levelName) : device(software::Devic
     queue = device->makeCommandQueue();
 }
 
-std::shared_ptr<MTLTexture> Gpu::texture(std::uint64_t width, std::uint64_t height, MTLPixelFormat format,
-                                         MTLTextureUsage usage) const {
-    MTLTextureDescriptor descriptor = MTLTextureDescriptor::texture2DDescriptor(format, width, height, false);
-    descriptor.usage = usage;
-    return device->makeTexture(descriptor);
+TexturePointer Gpu::texture(std::uint64_t width, std::uint64_t height, MTLPixelFormat format,
+                            MTLTextureUsage usage) const {
+    return device->makeTexture({format, width, height, false, usage});
 }
 
 std::shared_ptr<MTLComputePipelineState> Gpu::compute(const std::string& name) const {
-    NSError error;
-    auto pipeline = device->makeComputePipelineState(library->makeFunction(name), &error);
-    if (!pipeline) throw std::runtime_error(error.localizedDescription());
-    return pipeline;
+    return device->makeComputePipelineState(library->makeFunction(name), nullptr);
 }
 
 MTLVertexDescriptor vertexLayout() {
@@ -35,38 +30,41 @@ MTLVertexDescriptor vertexLayout() {
 
 std::shared_ptr<MTLRenderPipelineState> Gpu::render(const std::string& vertex, const std::string& fragment,
                                                     MTLPixelFormat format) const {
-    NSError error;
-    auto pipeline =
-        device->makeRenderPipelineState({library->makeFunction(vertex), library->makeFunction(fragment),
-                                         std::make_shared<const MTLVertexDescriptor>(vertexLayout()), format},
-                                        &error);
-    if (!pipeline) throw std::runtime_error(error.localizedDescription());
-    return pipeline;
+    const auto layout = std::make_shared<const MTLVertexDescriptor>(vertexLayout());
+    return device->makeRenderPipelineState(
+        {library->makeFunction(vertex), library->makeFunction(fragment), layout, format}, nullptr);
 }
 
-void Gpu::fill(MTLCommandBuffer& commands, std::shared_ptr<MTLTexture> target, Color color) const {
-    const MTLSize size{target->width(), target->height(), 1};
+void Gpu::dispatch(MTLCommandBuffer& commands, const std::string& name, const std::vector<TexturePointer>& textures,
+                   const std::shared_ptr<MTLBuffer>& constants, MTLSize groups, MTLSize threads) const {
     auto encoder = commands.makeComputeCommandEncoder();
-    encoder->setComputePipelineState(compute("fill"));
-    encoder->setTexture(std::move(target), 0);
-    encoder->setBytes(color.data(), sizeof(color), 0);
-    encoder->dispatchThreadgroups(size, {1, 1, 1});
+    encoder->setComputePipelineState(compute(name));
+    for (std::size_t slot = 0; slot < textures.size(); ++slot) encoder->setTexture(textures[slot], slot);
+    encoder->setBuffer(constants, 0, 3);
+    encoder->dispatchThreadgroups(groups, threads);
     encoder->endEncoding();
 }
 
-void Gpu::draw(std::shared_ptr<MTLTexture> target, const std::vector<Vertex>& vertices,
+void Gpu::fill(MTLCommandBuffer& commands, const TexturePointer& target, const Color& color) const {
+    dispatch(commands, "fill", {target}, buffer(std::vector(color.begin(), color.end())));
+}
+
+void Gpu::draw(const TexturePointer& target, const std::vector<Vertex>& vertices,
                const std::vector<std::uint32_t>& indices, MTLPrimitiveType type, MTLLoadAction loadAction) const {
     auto commands = queue->makeCommandBuffer();
-    const auto format = target->pixelFormat();
-    auto encoder = commands->makeRenderCommandEncoder({std::move(target), loadAction, MTLStoreAction::store, {}});
-    encoder->setRenderPipelineState(render("vertexValue", "fragmentValue", format));
+    auto encoder = commands->makeRenderCommandEncoder({target, loadAction, MTLStoreAction::store, {}});
+    encoder->setRenderPipelineState(render("vertexValue", "fragmentValue", target->pixelFormat()));
     encoder->setVertexBuffer(buffer(vertices), 0, 0);
     encoder->drawIndexedPrimitives(type, static_cast<std::int64_t>(indices.size()), MTLIndexType::uint32,
                                    buffer(indices), 0);
     encoder->endEncoding();
-    commands->commit();
-    commands->waitUntilCompleted();
-    ASSERT_EQ(commands->status(), MTLCommandBufferStatus::completed);
+    run(*commands);
+}
+
+void run(MTLCommandBuffer& commands) {
+    commands.commit();
+    commands.waitUntilCompleted();
+    EXPECT_EQ(commands.status(), MTLCommandBufferStatus::completed);
 }
 
 std::vector<Color> colors(const MTLTexture& texture) {
@@ -84,7 +82,7 @@ std::vector<std::uint8_t> bytes(const MTLTexture& texture) {
     return result;
 }
 
-Vertex at(const MTLTexture& target, double x, double y, std::array<float, 4> values) {
+Vertex at(const MTLTexture& target, double x, double y, const Color& values) {
     return {static_cast<float>(x / static_cast<double>(target.width()) * 2 - 1),
             static_cast<float>(1 - y / static_cast<double>(target.height()) * 2), 0, 1, values};
 }

@@ -13,10 +13,11 @@ namespace ondrix::test {
 /// What the tests' vertex functions read: a position in clip space and four free values.
 struct Vertex {
     float x, y, z, w;
-    std::array<float, 4> values;
+    std::array<float, 4> values{};
 };
 
 using Color = std::array<float, 4>;
+using TexturePointer = std::shared_ptr<MTLTexture>;
 
 /// The CPU device with the functions of TestFunctions.cpp, and short ways to use them.
 class Gpu {
@@ -27,9 +28,9 @@ public:
     std::shared_ptr<MTLLibrary> library;
     std::shared_ptr<MTLCommandQueue> queue;
 
-    std::shared_ptr<MTLTexture> texture(std::uint64_t width, std::uint64_t height,
-                                        MTLPixelFormat format = MTLPixelFormat::rgba32Float,
-                                        MTLTextureUsage usage = MTLTextureUsage::unknown) const;
+    TexturePointer texture(std::uint64_t width, std::uint64_t height,
+                           MTLPixelFormat format = MTLPixelFormat::rgba32Float,
+                           MTLTextureUsage usage = MTLTextureUsage::unknown) const;
     template <typename T>
     std::shared_ptr<MTLBuffer> buffer(const std::vector<T>& values) const {
         return device->makeBuffer(values.data(), static_cast<std::int64_t>(values.size() * sizeof(T)), 0);
@@ -39,13 +40,19 @@ public:
     std::shared_ptr<MTLRenderPipelineState> render(const std::string& vertex, const std::string& fragment,
                                                    MTLPixelFormat format = MTLPixelFormat::rgba32Float) const;
 
-    /// Encodes one compute pass that fills `target`.
-    void fill(MTLCommandBuffer& commands, std::shared_ptr<MTLTexture> target, Color color) const;
+    /// Encodes a compute pass with the constants in slot 3; unless given, the threads reach over the last texture.
+    void dispatch(MTLCommandBuffer& commands, const std::string& name, const std::vector<TexturePointer>& textures,
+                  const std::shared_ptr<MTLBuffer>& constants, MTLSize groups = {32, 32, 1},
+                  MTLSize threads = {16, 16, 1}) const;
+    void fill(MTLCommandBuffer& commands, const TexturePointer& target, const Color& color) const;
     /// Draws interpolated values over a cleared or kept target, and waits.
-    void draw(std::shared_ptr<MTLTexture> target, const std::vector<Vertex>& vertices,
+    void draw(const TexturePointer& target, const std::vector<Vertex>& vertices,
               const std::vector<std::uint32_t>& indices, MTLPrimitiveType type,
               MTLLoadAction loadAction = MTLLoadAction::clear) const;
 };
+
+/// Commits and waits for work that must succeed.
+void run(MTLCommandBuffer& commands);
 
 /// The colours of a rgba32Float texture, row by row.
 std::vector<Color> colors(const MTLTexture& texture);
@@ -53,7 +60,7 @@ std::vector<Color> colors(const MTLTexture& texture);
 std::vector<std::uint8_t> bytes(const MTLTexture& texture);
 
 /// The vertex at a position in pixels of a target, from its top-left corner.
-Vertex at(const MTLTexture& target, double x, double y, std::array<float, 4> values = {});
+Vertex at(const MTLTexture& target, double x, double y, const Color& values = {});
 
 MTLVertexDescriptor vertexLayout();
 

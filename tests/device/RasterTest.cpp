@@ -1,7 +1,8 @@
-// Which pixels triangles cover, and what is interpolated there.
+// Which pixels points, lines and triangles cover, what is interpolated there, and what happens to the pixels around.
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <random>
 
 #include <gtest/gtest.h>
@@ -13,31 +14,66 @@ using namespace ondrix::test;
 
 namespace {
 
-const std::vector<std::uint32_t> quad = {0, 1, 3, 2};
-const Color untouched = {0, 0, 0, 1};
+const Color black = {0, 0, 0, 1};
+using Picture = std::vector<std::string>;
 
-/// The quad that spans the clip space, with u, v from the top-left corner.
-std::vector<Vertex> fullQuad() {
-    return {{-1, 1, 0, 1, {0, 0, 7, 1}},
-            {-1, -1, 0, 1, {0, 1, 7, 1}},
-            {1, -1, 0, 1, {1, 1, 7, 1}},
-            {1, 1, 0, 1, {1, 0, 7, 1}}};
+/// One character a pixel: '.' for black, otherwise the digit of the first component.
+Picture picture(const MTLTexture& texture) {
+    Picture rows(texture.height());
+    const auto drawn = colors(texture);
+    for (std::size_t i = 0; i < drawn.size(); ++i) {
+        rows[i / texture.width()] += drawn[i] == black ? '.' : static_cast<char>('0' + std::lround(drawn[i][0]));
+    }
+    return rows;
 }
+
+std::vector<std::uint32_t> allIndices(const std::vector<Vertex>& vertices) {
+    std::vector<std::uint32_t> indices(vertices.size());
+    std::iota(indices.begin(), indices.end(), 0U);
+    return indices;
+}
+
+struct Point {
+    double x, y;
+    float value = 1;
+};
+
+struct Shape {
+    MTLPrimitiveType type;
+    std::vector<Point> points;
+    Picture expected;
+};
+
+const Picture square = {"......", ".111..", ".111..", ".111..", "......", "......"};
+
+const Shape shapes[] = {
+    {MTLPrimitiveType::point,
+     {{0, 0, 1}, {2.9, 1.2, 2}, {4.5, 2.5, 3}, {5, 1, 4}, {-0.5, 1, 4}},
+     {"1....", "..2..", "....3"}},
+    // From the start up to but without the end, in both directions, wide and high.
+    {MTLPrimitiveType::line, {{1.5, 1.5}, {5.5, 1.5}}, {".......", ".1111..", "......."}},
+    {MTLPrimitiveType::line, {{5.5, 1.5}, {1.5, 1.5}}, {".......", "..1111.", "......."}},
+    {MTLPrimitiveType::line, {{2.5, 0.5}, {2.5, 3.5}}, {"..1..", "..1..", "..1..", "....."}},
+    {MTLPrimitiveType::line, {{0, 4}, {4, 0}}, {"...1", "..1.", ".1..", "1..."}},
+    {MTLPrimitiveType::line, {{0, 1}, {7, 3.4}}, {".......", "111....", "...111.", "......1"}},
+    {MTLPrimitiveType::line, {{2, 2}, {2, 2}}, {"....", "....", "...."}},
+    // The joint belongs to one line only, and values run along each line.
+    {MTLPrimitiveType::lineStrip,
+     {{0.5, 0.5, 1}, {4.5, 0.5, 5}, {4.5, 3.5, 8}},
+     {"12345.", "....6.", "....7.", "......"}},
+    // Every other triangle is turned around, and the last index counts.
+    {MTLPrimitiveType::triangleStrip, {{0, 0}, {0, 2}, {2, 0}, {2, 2}, {4, 0}, {4, 2}, {6, 0}}, {"11111", "1111."}},
+    // Edges through pixel centres, in both windings: the top and left ones belong to the shape, the others don't.
+    {MTLPrimitiveType::triangleStrip, {{1.5, 1.5}, {1.5, 4.5}, {4.5, 1.5}, {4.5, 4.5}}, square},
+    {MTLPrimitiveType::triangleStrip, {{1.5, 1.5}, {4.5, 1.5}, {1.5, 4.5}, {4.5, 4.5}}, square},
+};
 
 /// What a triangle shows at a pixel, by solving for the weights of its corners in long double; independent of how the
 /// device does it. Nothing outside the triangle, and `nearEdge` where rounding may decide.
 struct Reference {
     using Real = long double;
-    const std::vector<Vertex>& v;
-    Real width, height;
 
-    struct Result {
-        bool inside = false, nearEdge = false;
-        std::array<Real, 4> values{};
-    };
-
-    [[nodiscard]] Result shown(int x, int y) const {
-        const Real px = (x + 0.5L) / width * 2 - 1, py = 1 - (y + 0.5L) / height * 2;
+    Reference(const std::vector<Vertex>& v, Real px, Real py) {
         // The corners' weights k with sum k (x, y, w) parallel to (px, py, 1).
         std::array<Real, 3> k{};
         for (std::size_t i = 0; i < 3; ++i) {
@@ -46,181 +82,216 @@ struct Reference {
                    (Real(a.x) * b.y - Real(a.y) * b.x);
         }
         const Real sum = k[0] + k[1] + k[2];
-        Result result;
         Real w = 0, z = 0, least = 1;
         for (std::size_t i = 0; i < 3; ++i) {
             k[i] /= sum;
             least = std::min(least, k[i]);
             w += k[i] * v[i].w;
             z += k[i] * v[i].z;
-            for (std::size_t c = 0; c < 4; ++c) result.values[c] += k[i] * v[i].values[c];
+            for (std::size_t c = 0; c < 4; ++c) values[c] += k[i] * v[i].values[c];
         }
-        result.inside = least >= 0 && z >= 0 && z <= w && w > 0;
-        result.nearEdge = std::abs(least) < 0.01L || std::abs(z) < 0.01L || std::abs(z - w) < 0.01L;
-        return result;
+        inside = least >= 0 && z >= 0 && z <= w && w > 0;
+        nearEdge = std::abs(least) < 0.01L || std::abs(z) < 0.01L || std::abs(z - w) < 0.01L;
     }
+
+    bool inside = false, nearEdge = false;
+    std::array<Real, 4> values{};
 };
 
-/// Draws one triangle and compares every pixel that isn't at its edge; returns how many showed it.
-int compareWithReference(const Gpu& gpu, const std::vector<Vertex>& triangle) {
-    const auto target = gpu.texture(61, 47);
-    gpu.draw(target, triangle, {0, 1, 2}, MTLPrimitiveType::triangle);
-    const auto drawn = colors(*target);
-    const Reference reference{triangle, 61, 47};
-    int shown = 0;
-    for (int y = 0; y < 47; ++y) {
-        for (int x = 0; x < 61; ++x) {
-            const auto expected = reference.shown(x, y);
-            if (expected.nearEdge) continue;
-            const Color& color = drawn[static_cast<std::size_t>(y * 61 + x)];
-            if (!expected.inside) {
-                EXPECT_EQ(color, untouched) << x << " " << y;
-                continue;
-            }
-            ++shown;
-            for (std::size_t c = 0; c < 4; ++c) {
-                EXPECT_NEAR(color[c], static_cast<double>(expected.values[c]), 2e-6) << x << " " << y << " " << c;
-            }
-        }
-    }
-    return shown;
-}
+struct Triangle {
+    std::vector<Vertex> corners;
+    int least, most;  ///< pixels that show it
+};
+
+const Vertex a{-0.7F, 0.5F, 0.3F, 1, {1, 0, 0, 0}}, b{0.6F, 0.7F, 0.4F, 1.2F, {0, 1, 0, 0}};
+const Triangle triangles[] = {
+    {{{-0.9F, 0.8F, 0.2F, 1, {0, 0, 1, 0}}, {-1.5F, -1.7F, 0.5F, 2, {1, 0, 0, 0}}, {3, -0.3F, 1, 3.5F, {0, 1, 0, 1}}},
+     300,
+     3000},
+    {{a, b, {0.2F, -0.5F, -0.4F, -0.6F, {0, 0, 1, 1}}}, 100, 3000},  // partly behind the eye
+    {{a, b, {0.1F, -0.9F, -0.8F, 1, {0, 0, 1, 1}}}, 100, 3000},      // over the near plane
+    {{a, b, {0.1F, -0.9F, 1.9F, 1, {0, 0, 1, 1}}}, 100, 3000},       // over the far plane
+    // Far larger than the band around the target.
+    {{{-9e6F, 7e6F, 0.5F, 1, {1}}, {8e6F, 9e6F, 0.5F, 1, {0, 1}}, {1e6F, -9e6F, 0.5F, 1, {0, 0, 1, 1}}}, 2000, 3000},
+    {{{-1, -1, 0.5F, -1, {}}, {1, -1, 0.5F, -1, {}}, {0, 1, 0.5F, -2, {}}}, 0, 0},  // behind the eye
+};
 
 }  // namespace
 
-class FullQuad : public testing::TestWithParam<std::pair<int, int>> {};
-
-// A gap or an overlap on the diagonal, and coordinates that drift from (x + 0.5) / width.
-TEST_P(FullQuad, CoversEveryPixelWithExactCoordinates) {
-    const auto [width, height] = GetParam();
+TEST(Primitives, CoverTheirPixels) {
     const Gpu gpu;
-    const auto target = gpu.texture(static_cast<unsigned>(width), static_cast<unsigned>(height));
-    gpu.draw(target, fullQuad(), quad, MTLPrimitiveType::triangleStrip, MTLLoadAction::load);
-    const auto drawn = colors(*target);
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            const Color expected = {static_cast<float>((x + 0.5) / width), static_cast<float>((y + 0.5) / height), 7,
-                                    1};
-            const Color& color = drawn[static_cast<std::size_t>(y * width + x)];
-            ASSERT_FLOAT_EQ(color[0], expected[0]) << x << " " << y;
-            ASSERT_FLOAT_EQ(color[1], expected[1]) << x << " " << y;
-            ASSERT_EQ(color[2], 7) << x << " " << y;
-            // No trace of the other axis.
-            ASSERT_EQ(color[0], drawn[static_cast<std::size_t>(x)][0]);
-            ASSERT_EQ(color[1], drawn[static_cast<std::size_t>(y * width)][1]);
-        }
+    for (const auto& [type, points, expected] : shapes) {
+        const auto target = gpu.texture(expected[0].size(), expected.size());
+        std::vector<Vertex> vertices;
+        for (const auto& [x, y, value] : points) vertices.push_back(at(*target, x, y, {value}));
+        gpu.draw(target, vertices, allIndices(vertices), type);
+        EXPECT_EQ(picture(*target), expected);
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Sizes, FullQuad,
-                         testing::Values(std::pair{1, 1}, std::pair{2, 1}, std::pair{1, 127}, std::pair{127, 2},
-                                         std::pair{251, 127}, std::pair{17, 251}, std::pair{640, 65}));
-
-// Edges through pixel centres: the top and left ones belong to the shape, the others don't.
-TEST(Triangles, TopLeftRule) {
+// A line that runs through the eye plane shows its front part, with values of the whole.
+TEST(Primitives, LinesAreClippedInPerspective) {
     const Gpu gpu;
-    const auto target = gpu.texture(6, 6);
-    for (const bool turned : {false, true}) {  // both windings
-        const std::vector<std::uint32_t> indices =
-            turned ? std::vector<std::uint32_t>{0, 3, 1, 2} : std::vector<std::uint32_t>{0, 1, 3, 2};
-        gpu.draw(target,
-                 {at(*target, 1.5, 1.5, {1, 1, 1, 1}), at(*target, 1.5, 4.5, {1, 1, 1, 1}),
-                  at(*target, 4.5, 4.5, {1, 1, 1, 1}), at(*target, 4.5, 1.5, {1, 1, 1, 1})},
-                 indices, MTLPrimitiveType::triangleStrip);
+    const auto target = gpu.texture(8, 1);
+    // x / w = 0 at the start and grows without end towards w = 0: the visible part ends where x = w, a third along.
+    gpu.draw(target, {{0, 0, 0.1F, 1, {2}}, {2, 0, -0.1F, -1, {8}}}, {0, 1}, MTLPrimitiveType::line);
+    const auto drawn = colors(*target);
+    for (std::size_t x = 0; x < 4; ++x) EXPECT_EQ(drawn[x], black) << x;
+    for (std::size_t x = 4; x < 8; ++x) {
+        const double ndc = (static_cast<double>(x) + 0.5) / 4 - 1;
+        EXPECT_NEAR(drawn[x][0], 2 + 6 * ndc / (2 + 2 * ndc), 1e-5) << x;  // x / w = 2 t / (1 - 2 t)
+    }
+}
+
+// Indices with an offset, numbers that lie far apart, and vertices beyond the buffer, which read as zero.
+TEST(Primitives, IndicesNameVertices) {
+    const Gpu gpu;
+    const auto target = gpu.texture(4, 1);
+    std::vector<Vertex> vertices(40000);
+    vertices[0] = at(*target, 0.5, 0.5, {1});
+    vertices[2] = at(*target, 1.5, 0.5, {2});
+    vertices[39999] = at(*target, 3.5, 0.5, {3});
+    const auto expectPoints = [&](MTLIndexType type, const std::shared_ptr<MTLBuffer>& indices, std::int64_t offset) {
+        auto commands = gpu.queue->makeCommandBuffer();
+        auto encoder = commands->makeRenderCommandEncoder({target, MTLLoadAction::clear, MTLStoreAction::store, {}});
+        encoder->setRenderPipelineState(gpu.render("vertexValue", "fragmentValue"));
+        encoder->setVertexBuffer(gpu.buffer(vertices), 0, 0);
+        encoder->drawIndexedPrimitives(MTLPrimitiveType::point, 4, type, indices, offset);
+        encoder->endEncoding();
+        run(*commands);
+        EXPECT_EQ(picture(*target), (Picture{"12.3"}));
+    };
+    expectPoints(MTLIndexType::uint16, gpu.buffer(std::vector<std::uint16_t>{1, 0, 39999, 2, 65535}), 2);
+    expectPoints(MTLIndexType::uint32, gpu.buffer(std::vector<std::uint32_t>{1, 0, 39999, 2, 0xFFFFFFFF}), 4);
+}
+
+// More primitives than are set up at once: nothing is lost or cleared at the seams.
+TEST(Primitives, LongListsAreDrawnWhole) {
+    const Gpu gpu;
+    const auto target = gpu.texture(128, 128);
+    std::vector<Vertex> vertices;
+    for (int pixel = 0; pixel < 128 * 128; ++pixel) {
+        vertices.push_back(at(*target, pixel % 128 + 0.5, pixel / 128 + 0.5, {static_cast<float>(pixel)}));
+    }
+    gpu.draw(target, vertices, allIndices(vertices), MTLPrimitiveType::point);
+    const auto drawn = colors(*target);
+    for (std::size_t pixel = 0; pixel < drawn.size(); ++pixel) ASSERT_EQ(drawn[pixel][0], static_cast<float>(pixel));
+}
+
+// Perspective, and clipping: what is left keeps the whole triangle's values.
+TEST(Triangles, ShowWhatTheReferenceShows) {
+    const Gpu gpu;
+    const auto target = gpu.texture(61, 47);
+    for (const auto& [corners, least, most] : triangles) {
+        gpu.draw(target, corners, {0, 1, 2}, MTLPrimitiveType::triangle);
         const auto drawn = colors(*target);
-        for (std::size_t y = 0; y < 6; ++y) {
-            for (std::size_t x = 0; x < 6; ++x) {
-                const bool covered = x >= 1 && x < 4 && y >= 1 && y < 4;
-                EXPECT_EQ(drawn[y * 6 + x][0], covered ? 1 : 0) << x << " " << y;
+        int shown = 0;
+        for (std::size_t i = 0; i < drawn.size(); ++i) {
+            const Reference expected(corners, (i % 61 + 0.5L) / 61 * 2 - 1, 1 - (i / 61 + 0.5L) / 47 * 2);
+            if (expected.nearEdge) continue;
+            shown += expected.inside;
+            for (std::size_t c = 0; c < 4; ++c) {
+                const auto value = expected.inside ? static_cast<double>(expected.values[c]) : black[c];
+                EXPECT_NEAR(drawn[i][c], value, 2e-6) << i % 61 << " " << i / 61 << " " << c;
             }
         }
+        EXPECT_TRUE(shown >= least && shown <= most) << shown;
     }
 }
 
-// A net of odd triangles over the whole target: each pixel belongs to exactly one of them.
-TEST(Triangles, SharedEdgesAreDrawnOnce) {
+// A net of odd triangles over the whole target: each pixel belongs to exactly one of them. Drawn at once, a triangle
+// must not run over the earlier ones' pixels, either.
+TEST(Triangles, OfANetShowEachPixelOnce) {
     const Gpu gpu;
     constexpr std::uint32_t cells = 7, side = 53;
     std::mt19937 random(5);
     std::uniform_real_distribution<double> jitter(-3.5, 3.5);
     const auto target = gpu.texture(side, side);
-    std::vector<Vertex> vertices;
+    std::vector<Vertex> corners;
     for (std::size_t row = 0; row <= cells; ++row) {
         for (std::size_t column = 0; column <= cells; ++column) {
             double x = static_cast<double>(column * side) / cells, y = static_cast<double>(row * side) / cells;
             // Some corners lie on pixel centres, where the rule decides.
             if (column > 0 && column < cells) x = column % 2 == 0 ? std::floor(x) + 0.5 : x + jitter(random);
             if (row > 0 && row < cells) y = row % 2 == 0 ? std::floor(y) + 0.5 : y + jitter(random);
-            vertices.push_back(at(*target, x, y, {1, 1, 1, 1}));
+            corners.push_back(at(*target, x, y));
         }
     }
-    std::vector<int> times(side * side);
-    for (std::uint32_t row = 0; row < cells; ++row) {
-        for (std::uint32_t column = 0; column < cells; ++column) {
-            const std::uint32_t a = row * (cells + 1) + column, b = a + 1, c = a + cells + 1, d = c + 1;
-            for (const std::vector<std::uint32_t>& triangle : {std::vector{a, b, c}, std::vector{d, b, c}}) {
-                gpu.draw(target, vertices, triangle, MTLPrimitiveType::triangle);
-                const auto drawn = colors(*target);
-                for (std::size_t pixel = 0; pixel < times.size(); ++pixel) times[pixel] += drawn[pixel][0] == 1;
+    std::vector<Vertex> vertices;  // three a triangle, with its number
+    std::vector<std::uint32_t> all;
+    std::vector<float> owners(side * side);
+    for (std::uint32_t cell = 0; cell < cells * cells; ++cell) {
+        const std::uint32_t first = cell / cells * (cells + 1) + cell % cells, below = first + cells + 1;
+        for (const auto& triangle : {std::array{first, first + 1, below}, std::array{below + 1, first + 1, below}}) {
+            const auto start = static_cast<std::uint32_t>(vertices.size());
+            for (const std::uint32_t corner : triangle) {
+                all.push_back(static_cast<std::uint32_t>(vertices.size()));
+                vertices.push_back(corners[corner]);
+                vertices.back().values[0] = static_cast<float>(start / 3 + 1);
+            }
+            gpu.draw(target, vertices, {start, start + 1, start + 2}, MTLPrimitiveType::triangle);
+            const auto drawn = colors(*target);
+            for (std::size_t pixel = 0; pixel < owners.size(); ++pixel) {
+                if (drawn[pixel] == black) continue;
+                EXPECT_EQ(owners[pixel], 0) << pixel;
+                owners[pixel] = drawn[pixel][0];
             }
         }
     }
-    EXPECT_EQ(std::count(times.begin(), times.end(), 1), static_cast<std::ptrdiff_t>(times.size()));
+    gpu.draw(target, vertices, all, MTLPrimitiveType::triangle);
+    const auto drawn = colors(*target);
+    for (std::size_t pixel = 0; pixel < owners.size(); ++pixel) {
+        EXPECT_GT(owners[pixel], 0.5F) << pixel;
+        EXPECT_EQ(drawn[pixel][0], owners[pixel]) << pixel;
+    }
 }
 
-// Neighbours with different values, in one draw: the later one must not run over the earlier one's pixels.
-TEST(Triangles, NeighboursOfOneDrawKeepTheirValues) {
+// Positions that aren't numbers, or a triangle without area, draw nothing and do no harm.
+TEST(Triangles, ThatAreDegenerateAreDropped) {
     const Gpu gpu;
-    const auto target = gpu.texture(33, 20);
-    const Color red = {1, 0, 0, 1}, green = {0, 1, 0, 1};
+    const auto target = gpu.texture(8, 8);
+    const float infinity = std::numeric_limits<float>::infinity(), nan = std::nanf("");
+    const Color white = {1, 1, 1, 1};
     gpu.draw(target,
-             {at(*target, 0, 0, red), at(*target, 0, 20, red), at(*target, 33, 0, red), at(*target, 33, 0, green),
-              at(*target, 0, 20, green), at(*target, 33, 20, green)},
-             {0, 1, 2, 3, 4, 5}, MTLPrimitiveType::triangle);
-    const auto drawn = colors(*target);
-    for (int y = 0; y < 20; ++y) {
-        for (int x = 0; x < 33; ++x) {
-            const double side = (x + 0.5) / 33 + (y + 0.5) / 20 - 1;
-            if (std::abs(side) < 1e-3) continue;
-            EXPECT_EQ(drawn[static_cast<std::size_t>(y * 33 + x)], side < 0 ? red : green) << x << " " << y;
+             {{-1, 1, 0, 1, white}, {1, -1, 0, 1, white}, {0, 0, 0, 1, white}, {infinity, 0, 0, 1}, {0, nan, 0, 1}, {}},
+             {0, 1, 2, 0, 1, 3, 0, 1, 4, 5, 5, 5, 0, 0, 1}, MTLPrimitiveType::triangle);
+    for (const Color& color : colors(*target)) EXPECT_EQ(color, black);
+}
+
+// The clear colour fills what no draw covers; other load actions keep it.
+TEST(LoadActions, ClearAroundADrawAndKeep) {
+    const Gpu gpu;
+    const auto target = gpu.texture(9, 70);
+    const Color five = {5, 5, 5, 5};
+    const std::vector<Vertex> vertices = {at(*target, 2, 20, five), at(*target, 7, 20, five), at(*target, 2, 50, five),
+                                          at(*target, 7, 50, five)};
+    const std::pair<MTLLoadAction, Color> steps[] = {
+        {MTLLoadAction::load, {}}, {MTLLoadAction::clear, black}, {MTLLoadAction::load, black}};
+    for (const auto& [loadAction, around] : steps) {
+        gpu.draw(target, vertices, {0, 1, 2, 3}, MTLPrimitiveType::triangleStrip, loadAction);
+        const auto drawn = colors(*target);
+        for (std::size_t i = 0; i < drawn.size(); ++i) {
+            const std::size_t x = i % 9, y = i / 9;
+            ASSERT_EQ(drawn[i], x >= 2 && x < 7 && y >= 20 && y < 50 ? five : around) << x << " " << y;
         }
     }
 }
 
-TEST(Triangles, PerspectiveAgainstReference) {
+TEST(LoadActions, ClearInTheFormatOfTheTarget) {
     const Gpu gpu;
-    EXPECT_GT(compareWithReference(gpu, {{-0.9F, 0.8F, 0.2F, 1, {0, 0, 1, 0}},
-                                         {-1.5F, -1.7F, 0.5F, 2, {1, 0, 0, 0}},
-                                         {3, -0.3F, 1, 3.5F, {0, 1, 0, 1}}}),
-              300);
-}
-
-// The part behind the eye or outside near and far planes goes; what is left keeps the whole triangle's values.
-TEST(Triangles, ClippingAgainstReference) {
-    const Gpu gpu;
-    const Vertex a{-0.7F, 0.5F, 0.3F, 1, {1, 0, 0, 0}}, b{0.6F, 0.7F, 0.4F, 1.2F, {0, 1, 0, 0}};
-    EXPECT_GT(compareWithReference(gpu, {a, b, {0.2F, -0.5F, -0.4F, -0.6F, {0, 0, 1, 1}}}), 100);  // behind the eye
-    EXPECT_GT(compareWithReference(gpu, {a, b, {0.1F, -0.9F, -0.8F, 1, {0, 0, 1, 1}}}), 100);      // near plane
-    EXPECT_GT(compareWithReference(gpu, {a, b, {0.1F, -0.9F, 1.9F, 1, {0, 0, 1, 1}}}), 100);       // far plane
-    EXPECT_GT(compareWithReference(gpu, {{-9e6F, 7e6F, 0.5F, 1, {1, 0, 0, 0}},
-                                         {8e6F, 9e6F, 0.5F, 1, {0, 1, 0, 0}},
-                                         {1e6F, -9e6F, 0.5F, 1, {0, 0, 1, 1}}}),
-              2000);  // far larger than the band around the target
-    EXPECT_EQ(compareWithReference(gpu, {{-1, -1, 0.5F, -1, {}}, {1, -1, 0.5F, -1, {}}, {0, 1, 0.5F, -2, {}}}), 0);
-}
-
-// Positions that aren't numbers, or a triangle without area, draw nothing and do no harm.
-TEST(Triangles, DegenerateOnesAreDropped) {
-    const Gpu gpu;
-    const auto target = gpu.texture(8, 8);
-    const float infinity = std::numeric_limits<float>::infinity(), nan = std::nanf("");
-    gpu.draw(target,
-             {{-1, 1, 0, 1, {1, 1, 1, 1}},
-              {1, -1, 0, 1, {1, 1, 1, 1}},
-              {0, 0, 0, 1, {1, 1, 1, 1}},
-              {infinity, 0, 0, 1, {}},
-              {0, nan, 0, 1, {}},
-              {0, 0, 0, 0, {1, 1, 1, 1}}},
-             {0, 1, 2, 0, 1, 3, 0, 1, 4, 5, 5, 5, 0, 0, 1}, MTLPrimitiveType::triangle);
-    for (const Color& color : colors(*target)) EXPECT_EQ(color, untouched);
+    const std::tuple<MTLPixelFormat, MTLClearColor, std::vector<std::uint8_t>> cases[] = {
+        {MTLPixelFormat::bgra8Unorm, {0.25, 0.5, 2, -1}, {255, 128, 64, 0}},
+        {MTLPixelFormat::rgba8Unorm_srgb, {0.25, 0.5, 1, 0.5}, {137, 188, 255, 128}},
+        {MTLPixelFormat::rg8Unorm, {1, std::numeric_limits<double>::quiet_NaN(), 0, 0}, {255, 0}},
+        {MTLPixelFormat::r16Float, {-2}, {0x00, 0xC0}},
+        {MTLPixelFormat::rg32Float, {1, 0.5, 0, 0}, {0, 0, 0x80, 0x3F, 0, 0, 0, 0x3F}}};
+    for (const auto& [format, color, pixel] : cases) {
+        const auto target = gpu.texture(3, 2, format);
+        auto commands = gpu.queue->makeCommandBuffer();
+        commands->makeRenderCommandEncoder({target, MTLLoadAction::clear, MTLStoreAction::store, color})->endEncoding();
+        run(*commands);
+        std::vector<std::uint8_t> expected;
+        for (int i = 0; i < 6; ++i) expected.insert(expected.end(), pixel.begin(), pixel.end());
+        EXPECT_EQ(bytes(*target), expected) << description(format);
+    }
 }

@@ -1,60 +1,170 @@
-// Textures, buffers and samplers: what is refused, how memory lies, and what aliases a surface.
+// The default device, shader libraries, pipelines and resources: what is refused with which reason, and how memory
+// lies.
 #include <algorithm>
+#include <cstdlib>
+#include <filesystem>
 #include <limits>
-#include <numeric>
+#include <tuple>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+#include <tests/support/LogCapture.h>
+#include <tests/support/TemporaryFolder.h>
 
+#include <ondrix/platform/corevideo/CVPixelBuffer.h>
+#include <ondrix/platform/software/SimdLevel.h>
 #include <ondrix/platform/software/Texture.h>
 
 #include "Gpu.h"
 
 using namespace ondrix;
 using namespace ondrix::test;
+using testing::HasSubstr;
 
 namespace {
 
-/// One plane of 2-byte elements.
-class Surface final : public IOSurface {
-public:
-    Surface(std::uint64_t width, std::uint64_t height, std::uint64_t bytesPerRow)
-        : width_(width), height_(height), bytesPerRow_(bytesPerRow), bytes_(bytesPerRow * height + 64) {}
+namespace fs = std::filesystem;
 
-    [[nodiscard]] std::uint64_t planeCount() const override { return 1; }
-    [[nodiscard]] std::uint64_t widthOfPlane(std::uint64_t) const override { return width_; }
-    [[nodiscard]] std::uint64_t heightOfPlane(std::uint64_t) const override { return height_; }
-    [[nodiscard]] std::uint64_t bytesPerElementOfPlane(std::uint64_t) const override { return 2; }
-    [[nodiscard]] std::uint64_t bytesPerRowOfPlane(std::uint64_t) const override { return bytesPerRow_; }
-    [[nodiscard]] std::uint8_t* baseAddressOfPlane(std::uint64_t) const override { return bytes_.data(); }
-
-private:
-    std::uint64_t width_, height_, bytesPerRow_;
-    mutable std::vector<std::uint8_t> bytes_;
-};
-
-MTLTextureDescriptor describe(MTLPixelFormat format, std::uint64_t width, std::uint64_t height) {
-    return MTLTextureDescriptor::texture2DDescriptor(format, width, height, false);
+std::string refusal(const fs::path& library, const std::string& level = {}) {
+    NSError error;
+    const auto made = software::Device::create(1, level)->makeLibrary(URL(library), &error);
+    return made ? "made" : error.localizedDescription();
 }
 
+/// Sets a variable of the environment while it lives.
+class Environment {
+public:
+    Environment(const char* name, const char* value) : name_(name) { setenv(name, value, 1); }
+    ~Environment() { unsetenv(name_); }
+    Environment(const Environment&) = delete;
+    Environment& operator=(const Environment&) = delete;
+
+private:
+    const char* name_;
+};
+
 }  // namespace
+
+TEST(Libraries, RefusalsSayWhy) {
+    const TemporaryFolder folder;
+    for (const std::string module : {"newer-module", "foreign-module"}) {
+        fs::copy(fs::path(REFUSED_MODULES) / (module + ".so"), folder.makeFolder(module + ".oxlib") / "plain.so");
+    }
+    for (const char* file : {"file.oxlib", "folder/plain.so", "other.oxlib/pdp-11.so", "damaged.oxlib/plain.so"}) {
+        std::ignore = folder.write(file, "no module");
+    }
+    std::ignore = folder.makeFolder("empty.oxlib");
+    const std::pair<const char*, const char*> cases[] = {
+        {"missing.oxlib", "missing.oxlib' does not exist"},
+        {"file.oxlib", "file.oxlib' is not a shader library"},
+        {"empty.oxlib", "empty.oxlib' is not a shader library"},
+        {"folder", "folder' is not a shader library"},
+        {"other.oxlib", "has no module for this machine"},
+        {"damaged.oxlib", "cannot be opened"},
+        {"newer-module.oxlib", "is of version"},
+        {"foreign-module.oxlib", "does not export"},
+    };
+    for (const auto& [name, reason] : cases) EXPECT_THAT(refusal(folder.path() / name), HasSubstr(reason));
+}
+
+TEST(Libraries, LevelsByName) {
+    EXPECT_THAT(refusal(TEST_LIBRARY, "x86-64-v9"), HasSubstr("'x86-64-v9' is unknown"));
+    const TemporaryFolder folder;
+    fs::copy(fs::path(TEST_LIBRARY) / "plain.so", folder.makeFolder("one.oxlib") / "plain.so");
+    EXPECT_EQ(refusal(folder.path() / "one.oxlib"), "made");
+    EXPECT_EQ(refusal(folder.path() / "one.oxlib", "plain"), "made");
+    const std::string best(software::simdLevels().front().name);
+    EXPECT_THAT(refusal(folder.path() / "one.oxlib", best), HasSubstr("'" + best + "'"));
+}
+
+// A function that outlives its library and device still names itself: its code stays loaded.
+TEST(Libraries, FunctionsOutliveTheirLibrary) {
+    auto gpu = std::make_unique<Gpu>(1);
+    EXPECT_EQ(gpu->library->makeFunction("Fill"), nullptr);
+    EXPECT_EQ(gpu->library->makeFunction("fil"), nullptr);
+    const auto function = gpu->library->makeFunction("fill");
+    EXPECT_THAT(gpu->library->functionNames(), testing::IsSupersetOf({"fill", "vertexValue", "fragmentSample"}));
+    gpu.reset();
+    EXPECT_EQ(function->name(), "fill");
+    EXPECT_EQ(function->functionType(), MTLFunctionType::kernel);
+}
+
+TEST(Pipelines, RefusalsSayWhy) {
+    const Gpu gpu;
+    const auto good = vertexLayout();
+    auto oddFormat = good, noLayout = good;
+    oddFormat.attributes[1].format = static_cast<MTLVertexFormat>(99);
+    noLayout.attributes[1].bufferIndex = 3;
+    const auto rgba = MTLPixelFormat::rgba8Unorm, invalid = MTLPixelFormat::invalid;
+    const std::tuple<const char*, const char*, const MTLVertexDescriptor*, MTLPixelFormat, const char*> cases[] = {
+        {"vertexValue", "fragmentValue", &good, rgba, "made"},
+        {"vertexTwoPairs", "fragmentSample", &good, rgba, "made"},  // reads fewer than are provided
+        {"none", "fragmentValue", &good, rgba, "the vertex function is missing"},
+        {"vertexValue", "vertexValue", &good, rgba, "'vertexValue' is not a fragment function"},
+        {"vertexValue", "fragmentValue", &good, invalid, "pixel format"},
+        {"vertexValue", "fragmentValue", nullptr, rgba, "vertexValue: vertex attribute 0"},
+        {"vertexTwoPairs", "fragmentValue", &good, rgba, "has 4 components"},
+        {"vertexBare", "fragmentValue", &good, rgba, "is not provided by 'vertexBare'"},
+        {"vertexValue", "fragmentValue", &oddFormat, rgba, "unknown format 99"},
+        {"vertexValue", "fragmentValue", &noLayout, rgba, "buffer slot 3, which has no layout"},
+    };
+    NSError error;
+    for (const auto& [vertex, fragment, layout, format, reason] : cases) {
+        MTLRenderPipelineDescriptor descriptor{gpu.library->makeFunction(vertex), gpu.library->makeFunction(fragment),
+                                               nullptr, format};
+        if (layout != nullptr) descriptor.vertexDescriptor = std::make_shared<const MTLVertexDescriptor>(*layout);
+        const bool made = gpu.device->makeRenderPipelineState(descriptor, &error) != nullptr;
+        EXPECT_THAT(made ? "made" : error.localizedDescription(), HasSubstr(reason));
+    }
+    EXPECT_EQ(gpu.device->makeComputePipelineState(gpu.library->makeFunction("fragmentValue"), &error), nullptr);
+    EXPECT_THAT(error.localizedDescription(), HasSubstr("'fragmentValue' is not a compute function"));
+}
+
+TEST(SystemDefaultDevice, FollowsTheEnvironment) {
+    const auto first = MTLCreateSystemDefaultDevice();
+    ASSERT_TRUE(first);
+    const LogCapture log;
+    const auto deviceNamed = [](const char* name) {
+        const Environment variable("ONDRIX_DEVICE", name);
+        return MTLCreateSystemDefaultDevice();
+    };
+    EXPECT_EQ(deviceNamed("cpu"), first);
+    EXPECT_EQ(deviceNamed("none"), nullptr);
+    EXPECT_THAT(log.messages(), testing::IsEmpty());
+    EXPECT_EQ(deviceNamed("vulkan"), nullptr);
+    EXPECT_THAT(log.messages(), testing::ElementsAre(HasSubstr("vulkan")));
+    EXPECT_EQ(log.entries().front().category, "device");
+}
+
+TEST(SystemDefaultDevice, ThreadsAndLevelFromTheEnvironment) {
+    const Environment level("ONDRIX_SIMD", "plain");
+    {
+        const Environment threads("ONDRIX_THREADS", "7");
+        EXPECT_EQ(software::Device::create()->name(), "Ondrix CPU device (plain, 7 threads)");
+    }
+    for (const char* wrong : {"0", "257", "two", "3x"}) {
+        const LogCapture log;
+        const Environment threads("ONDRIX_THREADS", wrong);
+        EXPECT_TRUE(software::Device::create());
+        EXPECT_THAT(log.messages(), testing::ElementsAre(HasSubstr(wrong)));
+    }
+}
 
 TEST(Textures, RefuseWhatTheDeviceCannotHold) {
     const Gpu gpu;
     const auto rgba = MTLPixelFormat::rgba8Unorm;
-    EXPECT_EQ(gpu.device->makeTexture(describe(rgba, 0, 4)), nullptr);
-    EXPECT_EQ(gpu.device->makeTexture(describe(rgba, 4, 16385)), nullptr);
-    EXPECT_EQ(gpu.device->makeTexture(describe(rgba, std::numeric_limits<std::uint64_t>::max(), 1)), nullptr);
-    EXPECT_EQ(gpu.device->makeTexture(describe(MTLPixelFormat::invalid, 4, 4)), nullptr);
-    EXPECT_EQ(gpu.device->makeTexture(describe(static_cast<MTLPixelFormat>(252), 4, 4)), nullptr);
-    EXPECT_NE(gpu.device->makeTexture(describe(MTLPixelFormat::r8Unorm, 16384, 1)), nullptr);
-    EXPECT_NE(gpu.device->makeTexture(describe(MTLPixelFormat::r8Unorm, 1, 16384)), nullptr);
+    EXPECT_EQ(gpu.texture(0, 4, rgba), nullptr);
+    EXPECT_EQ(gpu.texture(4, 16385, rgba), nullptr);
+    EXPECT_EQ(gpu.texture(std::numeric_limits<std::uint64_t>::max(), 1, rgba), nullptr);
+    EXPECT_EQ(gpu.texture(4, 4, MTLPixelFormat::invalid), nullptr);
+    EXPECT_EQ(gpu.texture(4, 4, static_cast<MTLPixelFormat>(252)), nullptr);
+    EXPECT_NE(gpu.texture(16384, 1, rgba), nullptr);
+    EXPECT_NE(gpu.texture(1, 16384, rgba), nullptr);
 }
 
 // Vector code reads past a row's end, and rows at the same place of a page evict each other.
 TEST(Textures, RowsArePaddedAndSpread) {
     for (const std::uint64_t width : {1u, 16u, 251u, 1008u, 1024u, 2048u, 16384u}) {
-        const auto texture = software::Texture::create(describe(MTLPixelFormat::rgba8Unorm, width, 2));
-        ASSERT_TRUE(texture);
+        const auto texture = software::Texture::create({MTLPixelFormat::rgba8Unorm, width, 2});
         const auto& view = texture->view();
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(view.bytes) % 64, 0u);
         EXPECT_EQ(view.bytesPerRow % 64, 0) << width;
@@ -66,49 +176,36 @@ TEST(Textures, RowsArePaddedAndSpread) {
 // A region written into the middle comes back from there, and nothing else changes.
 TEST(Textures, RegionsKeepToThemselves) {
     const Gpu gpu;
-    const auto texture = gpu.texture(7, 5, MTLPixelFormat::rg8Unorm);
-    std::vector<std::uint8_t> source(2 * 10);  // two rows of three pixels, ten bytes apart
-    std::iota(source.begin(), source.end(), std::uint8_t{1});
-    texture->replace(MTLRegionMake2D(2, 3, 3, 2), 0, source.data(), 10);
-    std::vector<std::uint8_t> expected(7 * 5 * 2);
-    for (std::size_t row = 0; row < 2; ++row) {
-        std::copy_n(source.begin() + static_cast<std::ptrdiff_t>(row * 10), 6,
-                    expected.begin() + static_cast<std::ptrdiff_t>(((3 + row) * 7 + 2) * 2));
-    }
-    EXPECT_EQ(bytes(*texture), expected);
-    std::vector<std::uint8_t> back(20);
-    texture->getBytes(back.data(), 10, MTLRegionMake2D(2, 3, 3, 2), 0);
-    for (std::size_t row : {0u, 10u}) {
-        EXPECT_TRUE(std::equal(back.begin() + static_cast<std::ptrdiff_t>(row),
-                               back.begin() + static_cast<std::ptrdiff_t>(row + 6),
-                               source.begin() + static_cast<std::ptrdiff_t>(row)));
-    }
+    const auto texture = gpu.texture(4, 3, MTLPixelFormat::rg8Unorm);
+    const auto region = MTLRegionMake2D(1, 1, 2, 2);
+    const std::vector<std::uint8_t> source = {1, 2, 3, 4, 90, 5, 6, 7, 8};  // rows are five bytes apart
+    texture->replace(region, 0, source.data(), 5);
+    EXPECT_EQ(bytes(*texture), (std::vector<std::uint8_t>{0, 0, 0, 0, 0, 0, 0, 0,  //
+                                                          0, 0, 1, 2, 3, 4, 0, 0,  //
+                                                          0, 0, 5, 6, 7, 8, 0, 0}));
+    std::vector<std::uint8_t> back(source.size(), 90);
+    texture->getBytes(back.data(), 5, region, 0);
+    EXPECT_EQ(back, source);
 }
 
-TEST(Textures, AliasASurfaceAndKeepIt) {
+TEST(Textures, RefuseSurfacesThatAreTooSmall) {
     const Gpu gpu;
-    auto surface = std::make_shared<Surface>(6, 4, 32);
-    const auto format = MTLPixelFormat::rg8Unorm;
-    EXPECT_EQ(gpu.device->makeTexture(describe(format, 7, 4), surface, 0), nullptr);
-    EXPECT_EQ(gpu.device->makeTexture(describe(format, 6, 5), surface, 0), nullptr);
-    EXPECT_EQ(gpu.device->makeTexture(describe(format, 6, 4), surface, 1), nullptr);
-    EXPECT_EQ(gpu.device->makeTexture(describe(MTLPixelFormat::rgba8Unorm, 2, 2), surface, 0), nullptr);
-    EXPECT_EQ(gpu.device->makeTexture(describe(format, 6, 4), std::make_shared<Surface>(6, 4, 11), 0), nullptr);
-
-    const auto texture = gpu.device->makeTexture(describe(format, 5, 3), surface, 0);
-    ASSERT_TRUE(texture);
-    const std::array<std::uint8_t, 2> pixel = {7, 9};
-    texture->replace(MTLRegionMake2D(4, 2, 1, 1), 0, pixel.data(), 2);
-    EXPECT_EQ(surface->baseAddressOfPlane(0)[2 * 32 + 8], 7);
-    const std::weak_ptr<Surface> watched = surface;
-    surface.reset();
-    EXPECT_FALSE(watched.expired());
+    std::shared_ptr<CVPixelBuffer> buffer;
+    CVPixelBufferCreate(12, 8, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange, nullptr, &buffer);
+    const auto isMade = [&](MTLPixelFormat format, std::uint64_t width, std::uint64_t height, std::uint64_t plane) {
+        return gpu.device->makeTexture({format, width, height}, CVPixelBufferGetIOSurface(buffer), plane) != nullptr;
+    };
+    EXPECT_TRUE(isMade(MTLPixelFormat::rg8Unorm, 6, 4, 1));
+    EXPECT_FALSE(isMade(MTLPixelFormat::rg8Unorm, 7, 4, 1));
+    EXPECT_FALSE(isMade(MTLPixelFormat::rg8Unorm, 6, 5, 1));
+    EXPECT_FALSE(isMade(MTLPixelFormat::rg8Unorm, 6, 4, 2));
+    EXPECT_FALSE(isMade(MTLPixelFormat::rgba8Unorm, 2, 2, 1));
 }
 
 TEST(Buffers, RefuseImpossibleLengthsAndStartZeroed) {
     const Gpu gpu;
-    for (const std::int64_t length : {std::int64_t{0}, std::int64_t{-1}, std::numeric_limits<std::int64_t>::min(),
-                                      std::numeric_limits<std::int64_t>::max(), std::int64_t{1} << 50}) {
+    using Limits = std::numeric_limits<std::int64_t>;
+    for (const std::int64_t length : {std::int64_t{0}, Limits::min(), Limits::max(), std::int64_t{1} << 50}) {
         EXPECT_EQ(gpu.device->makeBuffer(length, 0), nullptr) << length;
     }
     const auto buffer = gpu.device->makeBuffer(100, 0);
@@ -120,10 +217,10 @@ TEST(Buffers, RefuseImpossibleLengthsAndStartZeroed) {
 TEST(Samplers, RefuseUnknownValues) {
     const Gpu gpu;
     MTLSamplerDescriptor descriptor;
-    EXPECT_NE(gpu.device->makeSamplerState(descriptor), nullptr);
     descriptor.maxAnisotropy = 17;
     EXPECT_EQ(gpu.device->makeSamplerState(descriptor), nullptr);
     descriptor.maxAnisotropy = 16;
+    EXPECT_NE(gpu.device->makeSamplerState(descriptor), nullptr);
     descriptor.tAddressMode = static_cast<MTLSamplerAddressMode>(6);
     EXPECT_EQ(gpu.device->makeSamplerState(descriptor), nullptr);
 }

@@ -1,29 +1,26 @@
+#include <array>
+
 #include <ondrix/shading/Shading.h>
 
 using namespace ondrix::shading;
 
 namespace {
 
-struct Color {
-    float r, g, b, a;
-};
-
-struct ScaleAndAdd {
-    float scale, add;
-};
+using Color = std::array<float, 4>;
+using ScaleAndAdd = std::array<float, 2>;
 
 inline Float4 pack(const Color& color) {
-    return {color.r, color.g, color.b, color.a};
+    return {color[0], color[1], color[2], color[3]};
 }
 
-inline void CS_Fill(const Position& p, const Target<0>& out, const Constants<Color, 0>& color) {
+inline void CS_Fill(const Position& p, const Target<0>& out, const Constants<Color, 3>& color) {
     out.write(p, pack(*color));
 }
 
 inline void CS_ScaleAndAdd(const Position& p, const Texture<0>& in, const Target<1>& out,
                            const Constants<ScaleAndAdd, 3>& k) {
     const Float4 value = in.read(p);
-    out.write(p, Float4{value.x * k->scale + k->add, value.y, value.z, value.w});
+    out.write(p, Float4{value.x * (*k)[0] + (*k)[1], value.y, value.z, value.w});
 }
 
 /// A different value for each position.

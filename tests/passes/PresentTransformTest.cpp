@@ -1,81 +1,29 @@
-#include <memory>
-#include <string>
-
-#include <gmock/gmock.h>
-#include <tests/support/RecordingDevice.h>
-
-#include <ondrix/Ondrix.h>
+#include <tests/support/RecordingTest.h>
 
 namespace ondrix {
 namespace {
-
-using test::RecordingDevice;
 
 constexpr auto fit = ContentMode::scaleAspectFit;
 constexpr auto fill = ContentMode::scaleAspectFill;
 constexpr auto stretch = ContentMode::scaleToFill;
 
-class PresentTransformTest : public testing::Test {
+class PresentTransformTest : public test::RecordingTest {
 protected:
-    std::shared_ptr<Texture> texture(Int width, Int height) {
-        return device->makeTexture(width, height, MTLPixelFormat::bgra8Unorm, MTLTextureUsage::unknown);
-    }
-    std::shared_ptr<PresentTextureEffect> present(std::shared_ptr<Texture> input, std::shared_ptr<Texture> output,
-                                                  ContentMode mode, ImageRotation rotation = ImageRotation::degrees0,
-                                                  bool flip = false) {
-        auto effect = PresentTextureEffect::create(device, std::move(input), std::move(output),
-                                                   MTLPixelFormat::bgra8Unorm, mode, rotation, flip);
-        buffer = mtlDevice->buffers.back();
+    std::shared_ptr<PresentTextureEffect> present(const std::shared_ptr<Texture>& input,
+                                                  const std::shared_ptr<Texture>& output, ContentMode mode) {
+        auto effect = PresentTextureEffect::create(device, input, output, bgra, mode, ImageRotation::degrees0, false);
+        matrix = static_cast<float*>(mtlDevice->buffers.back()->contents());
         return effect;
     }
-    /// Entry of the matrix in the constant buffer.
-    float at(std::size_t column, std::size_t row) const { return buffer->at<float>(16 * column + 4 * row); }
     /// Expects scale and nothing else.
     void expectScale(float x, float y, const std::string& situation) const {
-        const float expected[4][4] = {{x, 0, 0, 0}, {0, y, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}};
-        for (std::size_t column = 0; column < 4; ++column) {
-            for (std::size_t row = 0; row < 4; ++row) {
-                EXPECT_EQ(at(column, row), expected[column][row]) << situation << ": " << column << ", " << row;
-            }
-        }
+        const float expected[16] = {x, 0, 0, 0, 0, y, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+        for (std::size_t i = 0; i < 16; ++i) EXPECT_EQ(matrix[i], expected[i]) << situation << ": " << i;
     }
 
-    std::shared_ptr<RecordingDevice> mtlDevice = std::make_shared<RecordingDevice>();
-    std::shared_ptr<Device> device = Device::create(mtlDevice);
-    std::shared_ptr<test::RecordedBuffer> buffer;  ///< of the last pass made
+    float* matrix = nullptr;  ///< of the last pass made, in its constant buffer
     std::shared_ptr<Texture> wide = texture(1920, 1080), high = texture(1080, 1920);
 };
-
-TEST_F(PresentTransformTest, TheScaleFollowsModeAndSizes) {
-    struct Case {
-        std::shared_ptr<Texture> input, output;
-        ContentMode mode;
-        float x, y;
-    };
-    const auto small = texture(960, 540);
-    const Case cases[] = {
-        {wide, high, fit, 1, 0.31640625f}, {wide, high, fill, 3.1604939f, 1}, {high, wide, fit, 0.31640625f, 1},
-        {high, wide, fill, 1, 3.1604939f}, {small, wide, fit, 1, 1},          {small, wide, fill, 1, 1},
-        {wide, high, stretch, 1, 1},
-    };
-    for (const Case& each : cases) {
-        const auto effect = present(each.input, each.output, each.mode);
-        expectScale(each.x, each.y, std::to_string(&each - cases));
-    }
-}
-
-TEST_F(PresentTransformTest, TurnsAndMirrorsComeAfterTheScale) {
-    const auto quarter = present(wide, high, fit, ImageRotation::degrees90);
-    EXPECT_NEAR(at(0, 0), 7.55e-8, 1e-9);
-    EXPECT_EQ(at(0, 1), -1);
-    EXPECT_EQ(at(1, 0), 0.31640625f);
-    EXPECT_NEAR(at(1, 1), 2.39e-8, 1e-10);
-    const auto mirrored = present(wide, high, fill, ImageRotation::degrees90, true);
-    EXPECT_NEAR(at(0, 0), -2.39e-7, 1e-9);
-    EXPECT_EQ(at(0, 1), -3.1604939f);
-    EXPECT_EQ(at(1, 0), -1);
-    EXPECT_NEAR(at(1, 1), 7.55e-8, 1e-9);
-}
 
 TEST_F(PresentTransformTest, ATextureWithoutGPUTextureCountsAsOnePixelAtFirstAndAsNothingLater) {
     const auto empty = texture(5, 5);
@@ -94,34 +42,36 @@ TEST_F(PresentTransformTest, ATextureWithoutGPUTextureCountsAsOnePixelAtFirstAnd
     expectScale(1, 1, "stretched, whatever the sizes");
 }
 
-TEST_F(PresentTransformTest, ThePassFollowsTheTexturesItUses) {
-    const auto effect = present(wide, high, fit);
+TEST_F(PresentTransformTest, ThePassFollowsTheTexturesItUsesAndLeavesThemBehind) {
+    auto effect = present(wide, high, fit);
     EXPECT_TRUE(high->resize(1920, 1920));
     expectScale(1, 0.5625f, "output resized");
     EXPECT_TRUE(wide->resize(1920, 960));
     expectScale(1, 0.5f, "input resized");
-    const auto square = texture(10, 10);
-    effect->setInputTexture(square);
+    effect->setInputTexture(texture(10, 10));
     expectScale(1, 1, "input replaced");
     EXPECT_TRUE(wide->resize(7, 900));
     expectScale(1, 1, "former input resized");
     EXPECT_TRUE(high->resize(1920, 960));
     expectScale(0.5f, 1, "output resized again");
-}
+    EXPECT_TRUE(effect->apply(nullptr));
+    EXPECT_THAT(takeCalls(), testing::Contains("setFragmentTexture(10x10, 0)"));
 
-TEST_F(PresentTransformTest, ATextureThatIsInputAndOutputIsHeardAsTheInput) {
-    const auto both = texture(100, 100);
-    const auto effect = present(both, both, fit);
-    EXPECT_TRUE(both->resize(200, 100));
-    expectScale(1, 0.5f, "only the input's size changed");
+    const std::weak_ptr<Pass> pass = effect->getPass("present");
+    effect.reset();
+    EXPECT_TRUE(pass.expired()) << "kept by a texture";
+    EXPECT_TRUE(high->resize(100, 100));
+    effect = present(high, high, fit);
+    EXPECT_TRUE(high->resize(200, 100));
+    expectScale(1, 0.5f, "heard as the input only");
 }
 
 // A marker in the buffer shows whether it was written.
 TEST_F(PresentTransformTest, NothingIsWrittenWithoutAChange) {
     const auto effect = present(wide, high, fit);
     const auto pass = effect->getPass<PresentTexturePass>("present");
-    auto* const matrix = static_cast<float*>(buffer->contents());
-    const auto wasWritten = [&] { return std::exchange(matrix[0], 77.0f) != 77.0f; };
+    const auto wasWritten = [this] { return std::exchange(matrix[0], 77.0f) != 77.0f; };
+    const auto isWrittenByPrepare = [&] { return !wasWritten() && effect->prepare() && wasWritten(); };
     ASSERT_TRUE(wasWritten());
 
     effect->setContentMode(fit);
@@ -135,38 +85,14 @@ TEST_F(PresentTransformTest, NothingIsWrittenWithoutAChange) {
     EXPECT_FALSE(wasWritten());
 
     effect->setRotation(ImageRotation::degrees180);
-    EXPECT_FALSE(wasWritten()) << "settings wait for prepare";
+    EXPECT_TRUE(isWrittenByPrepare());
     EXPECT_TRUE(effect->prepare());
-    EXPECT_TRUE(wasWritten());
-    EXPECT_TRUE(effect->prepare());
-    EXPECT_FALSE(wasWritten());
     effect->setFlipHorizontally(true);
-    EXPECT_TRUE(effect->prepare());
-    EXPECT_TRUE(wasWritten());
+    EXPECT_TRUE(isWrittenByPrepare());
     effect->setContentMode(stretch);
-    EXPECT_TRUE(effect->prepare());
-    EXPECT_TRUE(wasWritten());
+    EXPECT_TRUE(isWrittenByPrepare());
     pass->set(stretch, ImageRotation::degrees180, true);
     EXPECT_TRUE(wasWritten()) << "the pass itself doesn't compare";
-}
-
-TEST_F(PresentTransformTest, TexturesDontKeepThePassAlive) {
-    auto effect = present(wide, high, fit);
-    const std::weak_ptr<Pass> pass = effect->getPass("present");
-    effect.reset();
-    EXPECT_TRUE(pass.expired());
-    EXPECT_TRUE(wide->resize(3, 3));
-}
-
-TEST_F(PresentTransformTest, ThePassBindsItsParts) {
-    const auto effect = present(wide, high, fit);
-    mtlDevice->calls.clear();
-    EXPECT_TRUE(effect->apply(nullptr));
-    ASSERT_EQ(mtlDevice->calls.size(), 10u);
-    EXPECT_EQ(mtlDevice->calls[2], "setVertexBuffer(64 bytes, 0, 1)");
-    EXPECT_THAT(
-        std::vector(mtlDevice->calls.begin() + 3, mtlDevice->calls.begin() + 5),
-        testing::UnorderedElementsAre("setFragmentSamplerState(sampler, 0)", "setFragmentTexture(1920x1080, 0)"));
 }
 
 }  // namespace

@@ -11,16 +11,13 @@ std::uint32_t PNGContent::channels() const {
 }
 
 std::string encode(const PNGContent& content, bool headerOnly) {
+    const auto append = [](png_structp writer, png_bytep bytes, std::size_t count) {
+        static_cast<std::string*>(png_get_io_ptr(writer))->append(reinterpret_cast<const char*>(bytes), count);
+    };
     std::string file;
     png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
     png_infop info = png_create_info_struct(png);
-    if (setjmp(png_jmpbuf(png)) != 0) std::abort();
-    png_set_write_fn(
-        png, &file,
-        [](png_structp writer, png_bytep bytes, std::size_t count) {
-            static_cast<std::string*>(png_get_io_ptr(writer))->append(reinterpret_cast<const char*>(bytes), count);
-        },
-        [](png_structp) {});
+    png_set_write_fn(png, &file, append, [](png_structp) {});
     png_set_IHDR(png, info, content.width, content.height, content.depth, content.colorType,
                  content.interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
                  PNG_FILTER_TYPE_DEFAULT);
@@ -34,19 +31,17 @@ std::string encode(const PNGContent& content, bool headerOnly) {
     }
     png_write_info(png, info);
     if (!headerOnly) {
-        const std::size_t samplesPerRow = std::size_t{content.width} * content.channels();
-        std::vector<std::vector<std::uint8_t>> rows(content.height);
-        std::vector<png_bytep> addresses;
-        for (std::size_t row = 0; row < rows.size(); ++row) {
-            rows[row].resize((samplesPerRow * content.depth + 7) / 8);
-            for (std::size_t bit = 0; bit < samplesPerRow * content.depth; ++bit) {
-                const unsigned sample = content.samples.at(row * samplesPerRow + bit / content.depth);
-                const unsigned value = sample >> (content.depth - 1 - bit % content.depth) & 1;
-                rows[row][bit / 8] = static_cast<std::uint8_t>(rows[row][bit / 8] | value << (7 - bit % 8));
-            }
-            addresses.push_back(rows[row].data());
+        std::vector<std::uint8_t> bytes;  // one a sample, or two in the order of the file
+        for (const std::uint16_t sample : content.samples) {
+            if (content.depth == 16) bytes.push_back(static_cast<std::uint8_t>(sample >> 8));
+            bytes.push_back(static_cast<std::uint8_t>(sample));
         }
-        png_write_image(png, addresses.data());
+        png_set_packing(png);
+        std::vector<png_bytep> rows;
+        for (std::size_t row = 0; row < content.height; ++row) {
+            rows.push_back(bytes.data() + bytes.size() / content.height * row);
+        }
+        png_write_image(png, rows.data());
         png_write_end(png, info);
     }
     png_destroy_write_struct(&png, &info);
@@ -64,7 +59,7 @@ std::string encode(const JPEGContent& content) {
     jpeg.image_width = content.width;
     jpeg.image_height = content.height;
     jpeg.in_color_space = content.colorSpace;
-    jpeg.input_components = content.colorSpace == JCS_GRAYSCALE ? 1 : content.colorSpace == JCS_CMYK ? 4 : 3;
+    jpeg.input_components = static_cast<int>(content.samples.size() / content.width / content.height);
     jpeg_set_defaults(&jpeg);
     jpeg_set_colorspace(&jpeg, content.storedAs);
     jpeg_set_quality(&jpeg, 98, TRUE);
@@ -101,12 +96,8 @@ LoadedPicture::LoadedPicture(const URL& file, bool sRGB, const std::shared_ptr<M
 
 LoadedPicture LoadedPicture::of(const std::string& content) {
     static const TemporaryFolder folder;
-    return LoadedPicture(URL(folder.write("picture", content)), false, test::device());
-}
-
-const std::shared_ptr<MTLDevice>& device() {
     static const auto device = MTLCreateSystemDefaultDevice();
-    return device;
+    return LoadedPicture(URL(folder.write("picture", content)), false, device);
 }
 
 }  // namespace ondrix::test

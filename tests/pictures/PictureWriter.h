@@ -20,10 +20,10 @@ struct PNGContent {
     int colorType = PNG_COLOR_TYPE_GRAY;
     int depth = 8;
     bool interlaced = false;
-    std::vector<std::uint16_t> samples;
-    std::vector<png_color> palette;
-    std::vector<std::uint8_t> paletteAlpha;
-    std::optional<png_color_16> transparent;
+    std::vector<std::uint16_t> samples{};
+    std::vector<png_color> palette{};
+    std::vector<std::uint8_t> paletteAlpha{};
+    std::optional<png_color_16> transparent{};
 
     [[nodiscard]] std::uint32_t channels() const;
 };
@@ -36,7 +36,7 @@ struct JPEGContent {
     std::uint32_t width = 1, height = 1;
     J_COLOR_SPACE colorSpace = JCS_GRAYSCALE;
     J_COLOR_SPACE storedAs = JCS_GRAYSCALE;
-    std::vector<std::uint8_t> samples;
+    std::vector<std::uint8_t> samples{};
     bool progressive = false;
     int chromaStep = 1;     ///< pixels a chroma sample, in both directions
     std::string exif = {};  ///< content of an APP1 marker
@@ -50,12 +50,10 @@ struct LoadedPicture {
     std::vector<std::uint8_t> bytes;  ///< the texture's, in rows without gaps
     std::string reason;
 
-    LoadedPicture(const URL& file, bool sRGB, const std::shared_ptr<MTLDevice>& device);
+    explicit LoadedPicture(const URL& file, bool sRGB = false,
+                           const std::shared_ptr<MTLDevice>& device = MTLCreateSystemDefaultDevice());
     /// Of a file with the bytes `content`.
     static LoadedPicture of(const std::string& content);
 };
-
-/// The system's device, held for the whole test program.
-const std::shared_ptr<MTLDevice>& device();
 
 }  // namespace ondrix::test

@@ -1,22 +1,20 @@
 #include "Modules.h"
 
-#include <cstring>
-#include <sstream>
 #include <stdexcept>
 
 #include <dlfcn.h>
+
+#include <ondrix/platform/software/SimdLevel.h>
 
 namespace modules {
 
 namespace {
 
-bool processorHas(const std::string& level) {
-#if defined(__x86_64__)
-    if (level == "x86-64-v2") return __builtin_cpu_supports("sse4.2");
-    if (level == "x86-64-v3") return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
-    if (level == "x86-64-v4") return __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl");
-#endif
-    return true;
+const shading::Entry& entry(const shading::ModuleTable& module, const std::string& name) {
+    for (std::uint32_t i = 0; i < module.entryCount; i++) {
+        if (module.entries[i].name == name) return module.entries[i];
+    }
+    throw std::runtime_error("no function " + name);
 }
 
 std::uint64_t nextSerial() {
@@ -28,25 +26,17 @@ constexpr std::uint8_t guard = 0xAB;
 
 }  // namespace
 
-const shading::ModuleTable* open(const std::string& library, const std::string& level) {
-    if (!processorHas(level)) return nullptr;
+const shading::ModuleTable& open(const std::string& library, const std::string& level) {
     void* handle = dlopen((library + "/" + level + ".so").c_str(), RTLD_NOW | RTLD_LOCAL);
     if (handle == nullptr) throw std::runtime_error(dlerror());
-    return reinterpret_cast<decltype(&ondrix_shader_module)>(dlsym(handle, "ondrix_shader_module"))();
+    return *reinterpret_cast<decltype(&ondrix_shader_module)>(dlsym(handle, "ondrix_shader_module"))();
 }
 
-const shading::Entry& entry(const shading::ModuleTable& module, const std::string& name) {
-    for (std::uint32_t i = 0; i < module.entryCount; i++) {
-        if (module.entries[i].name == name) return module.entries[i];
-    }
-    throw std::runtime_error("no function " + name);
-}
-
-std::vector<std::string> fasterLevels() {
+std::vector<std::string> builtLevels() {
     std::vector<std::string> levels;
-    std::stringstream all(SIMD_LEVELS);
-    for (std::string level; all >> level;) {
-        if (level != "plain" && processorHas(level)) levels.push_back(level);
+    for (const auto& level : ondrix::software::simdLevels()) {
+        const bool built = std::string_view(SIMD_LEVELS).find(level.name) != std::string_view::npos;
+        if (built && level.supported()) levels.emplace_back(level.name);
     }
     return levels;
 }
@@ -55,22 +45,13 @@ Image::Image(int w, int h, Format f, unsigned noise)
     : width(w), height(h), format(f), stride_(w * shading::bytesPerPixel(f) + 4 * (1 + w % 3)) {
     memory_.assign(static_cast<std::size_t>(stride_ * (h + 2) + 64), guard);
     unsigned state = noise * 2654435761u + 1;
-    const int bytes = shading::bytesPerPixel(format);
-    for (int y = 0; y < h; y++) {
-        for (int x = 0; x < w; x++) {
-            for (int i = 0; i < bytes; i++) {
-                state = state * 1664525 + 1013904223;
-                pixel(x, y)[i] = static_cast<std::uint8_t>(state >> 24);
-            }
-            if (!shading::isBytes(format)) {
-                float colour[4];
-                for (float& c : colour) {
-                    state = state * 1664525 + 1013904223;
-                    c = static_cast<float>(state >> 8) / 8388608.0f - 0.5f;
-                }
-                shading::encodePixel(format, colour, pixel(x, y));
-            }
+    for (int i = 0; i < w * h; i++) {
+        float colour[4];
+        for (float& c : colour) {
+            state = state * 1664525 + 1013904223;
+            c = static_cast<float>(state >> 8) / (isBytes(f) ? 16777216.0f : 8388608.0f) - (isBytes(f) ? 0 : 0.5f);
         }
+        shading::encodePixel(format, colour, pixel(i % w, i / w));
     }
 }
 
@@ -121,12 +102,11 @@ void draw(const shading::ModuleTable& module, const std::string& name, const Dra
     for (int y = 0; y < target.height; y++) spans.push_back({y, draw.x0, target.width});
     // Two calls with the scratch of one thread, as a device makes them.
     const auto half = static_cast<std::int32_t>(spans.size() / 2);
-    task.spans = spans.data();
-    task.spanCount = half;
-    function.runFragment(&task);
-    task.spans = spans.data() + half;
-    task.spanCount = static_cast<std::int32_t>(spans.size()) - half;
-    function.runFragment(&task);
+    for (const auto& [first, last] : {std::pair{0, half}, {half, target.height}}) {
+        task.spans = spans.data() + first;
+        task.spanCount = last - first;
+        function.runFragment(&task);
+    }
 }
 
 void dispatch(const shading::ModuleTable& module, const std::string& name,

@@ -12,11 +12,10 @@ namespace modules {
 namespace shading = ondrix::shading;
 using shading::Format;
 
-/// The module of one level, opened straight from its file; null where the processor or the build lacks it.
-const shading::ModuleTable* open(const std::string& library, const std::string& level);
-const shading::Entry& entry(const shading::ModuleTable& module, const std::string& name);
-/// The levels other than plain that run on this machine.
-std::vector<std::string> fasterLevels();
+/// The module of one level, opened straight from its file.
+const shading::ModuleTable& open(const std::string& library, const std::string& level);
+/// The levels of this build that run on this machine.
+std::vector<std::string> builtLevels();
 
 /// Pixels between guard bytes that nobody may touch.
 class Image {

@@ -13,23 +13,24 @@
 
 namespace {
 
-std::string content(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-void redirect(int descriptor, const std::string& path) {
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    if (file < 0 || dup2(file, descriptor) < 0) _exit(126);
-}
+/// Kilobytes that no bad input may bring the program to use.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr std::int64_t memoryLimit = INT64_MAX;  // shadow memory counts too
+#else
+constexpr std::int64_t memoryLimit = 200 * 1000;
+#endif
 
 }  // namespace
 
+std::string content(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
 Outcome runProgram(const char* path, const std::vector<std::string>& arguments,
                    const std::vector<std::string>& environment) {
-    const Workspace folder;
-    const std::string output = folder.file("output");
-    const std::string errors = folder.file("errors");
+    const ondrix::test::TemporaryFolder folder;
+    const std::string output = folder.path() / "output", errors = folder.path() / "errors";
     std::vector<char*> pointers{const_cast<char*>(path)};
     for (const std::string& argument : arguments) pointers.push_back(const_cast<char*>(argument.c_str()));
     pointers.push_back(nullptr);
@@ -38,8 +39,8 @@ Outcome runProgram(const char* path, const std::vector<std::string>& arguments,
     if (child < 0) throw std::runtime_error("fork failed");
     if (child == 0) {
         for (const std::string& variable : environment) putenv(const_cast<char*>(variable.c_str()));
-        redirect(STDOUT_FILENO, output);
-        redirect(STDERR_FILENO, errors);
+        dup2(creat(output.c_str(), 0600), STDOUT_FILENO);
+        dup2(creat(errors.c_str(), 0600), STDERR_FILENO);
         execv(path, pointers.data());
         _exit(127);
     }
@@ -54,9 +55,25 @@ Outcome runOndrix(const std::vector<std::string>& arguments, const std::vector<s
     return runProgram(ONDRIX_PROGRAM, arguments, environment);
 }
 
-std::vector<std::string> Workspace::names() const {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(path())) names.push_back(entry.path().filename());
-    std::sort(names.begin(), names.end());
-    return names;
+void expectReason(const Outcome& outcome, const std::string& file, const std::string& reason) {
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_THAT(outcome.errors, testing::AllOf(testing::StartsWith("ondrix: " + file + ": "),
+                                               testing::HasSubstr(reason), testing::EndsWith("\n")));
+    EXPECT_EQ(std::count(outcome.errors.begin(), outcome.errors.end(), '\n'), 1) << outcome.errors;
+    EXPECT_GT(outcome.errors.size(), file.size() + 16) << outcome.errors;
+    EXPECT_LT(outcome.peakKilobytes, memoryLimit);
+}
+
+std::string png(const ondrix::test::Picture& picture) {
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    image.width = static_cast<png_uint_32>(picture.width);
+    image.height = static_cast<png_uint_32>(picture.height);
+    image.format = PNG_FORMAT_BGRA;
+    png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(image);
+    std::string bytes(size, '\0');
+    png_image_write_to_memory(&image, bytes.data(), &size, 0, picture.bytes.data(), 0, nullptr);
+    bytes.resize(size);
+    return bytes;
 }

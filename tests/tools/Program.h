@@ -1,23 +1,20 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
+#include <set>
 #include <string>
 #include <vector>
 
+#include <gmock/gmock.h>
+#include <tests/pictures/PictureWriter.h>
+#include <tests/support/Picture.h>
 #include <tests/support/TemporaryFolder.h>
-
-/// Kilobytes that no bad input may bring the program to use.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr std::int64_t memoryLimit = INT64_MAX;  // shadow memory counts too
-#else
-constexpr std::int64_t memoryLimit = 200 * 1000;
-#endif
 
 /// What a program left behind when it ended.
 struct Outcome {
     int status = 0;  ///< exit status; 128 + signal for one that was killed
-    std::string output;
-    std::string errors;
+    std::string output, errors;
     std::int64_t peakKilobytes = 0;  ///< most memory that it had in use
 };
 
@@ -27,10 +24,41 @@ Outcome runProgram(const char* path, const std::vector<std::string>& arguments,
 /// The same for the built program `ondrix`.
 Outcome runOndrix(const std::vector<std::string>& arguments, const std::vector<std::string>& environment = {});
 
-/// A temporary folder for a program's files.
-class Workspace : public ondrix::test::TemporaryFolder {
-public:
-    [[nodiscard]] std::string file(const std::string& name) const { return (path() / name).string(); }
+/// Expects one line that begins with the program and the file and holds the reason, and no output nor much memory.
+void expectReason(const Outcome& outcome, const std::string& file, const std::string& reason = "");
+
+std::string content(const std::string& path);
+/// The bytes of a PNG file.
+std::string png(const ondrix::test::Picture& picture);
+
+/// A folder with the program's files, from "in" to "out.png".
+class ProgramTest : public testing::Test {
+protected:
+    using Picture = ondrix::test::Picture;
+
+    std::string file(const std::string& name) const { return (folder.path() / name).string(); }
     /// Names of all that lies in the folder, hidden files too, sorted.
-    [[nodiscard]] std::vector<std::string> names() const;
+    std::set<std::string> names() const {
+        std::set<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
+            names.insert(entry.path().filename());
+        return names;
+    }
+    /// Runs the command on a file with the content `input`.
+    Outcome run(const std::string& command, const std::string& input, std::vector<std::string> options) const {
+        options.insert(options.begin(), {command, folder.write("in", input), out});
+        return runOndrix(options);
+    }
+    /// The picture that this makes without a word.
+    Picture result(const std::string& command, const std::string& input,
+                   const std::vector<std::string>& options) const {
+        const Outcome outcome = run(command, input, options);
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.output + outcome.errors, "");
+        const ondrix::test::LoadedPicture loaded{ondrix::URL(out)};
+        return loaded.texture ? ondrix::test::PictureTexture::read(*loaded.texture) : Picture(0, 0);
+    }
+
+    ondrix::test::TemporaryFolder folder;
+    const std::string in = file("in"), out = file("out.png");
 };

@@ -1,0 +1,167 @@
+#include <tuple>
+
+#include <tests/support/RecordingTest.h>
+
+namespace ondrix {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class PassTest : public test::RecordingTest {
+protected:
+    std::shared_ptr<RenderPass> renderPass(ShaderType vertexType = ShaderType::vertexShader,
+                                           ShaderType fragmentType = ShaderType::fragmentShader) {
+        return RenderPass::create(device, shader("v", vertexType), shader("f", fragmentType), device->makeQuadMesh(),
+                                  output, bgra);
+    }
+    std::shared_ptr<ComputePass> computePass(ShaderType type = ShaderType::computeShader) {
+        return ComputePass::create(device, shader("c", type), output);
+    }
+    /// What a pass does that fails with these messages.
+    test::Calls failing(Pass& pass, const std::vector<std::string>& messages,
+                        const std::set<std::string>& refused = {}) {
+        takeCalls();
+        expectErrors(
+            refused, [&] { return pass.encode(*commandBuffer); }, messages);
+        return takeCalls();
+    }
+
+    std::shared_ptr<MTLCommandBuffer> commandBuffer = mtlDevice->makeCommandQueue()->makeCommandBuffer();
+    std::shared_ptr<Texture> output = texture(64, 32);
+};
+
+TEST_F(PassTest, ARenderPassClearsBindsAndDraws) {
+    const auto pass = renderPass();
+    pass->vertexShader()->setShaderResource(texture(1, 2), 3);
+    pass->fragmentShader()->setShaderResource(texture(3, 4), 5);
+    pass->set("anything", 1);
+    EXPECT_FALSE(pass->has("anything") || pass->get("anything").has_value());
+    EXPECT_THAT(callsOf([&] { return pass->encode(*commandBuffer); }),
+                ElementsAre("makeRenderCommandEncoder(64x32)", "setPipeline()", "setVertexTexture(1x2, 3)",
+                            "setFragmentTexture(3x4, 5)", "setVertexBuffer(128 bytes, 0, 0)",
+                            "draw(4, 4, 0, 8 bytes, 0)", "endEncoding()"));
+    EXPECT_EQ(mtlDevice->renderPass.colorAttachment0LoadAction, MTLLoadAction::clear);
+    EXPECT_EQ(mtlDevice->renderPass.colorAttachment0StoreAction, MTLStoreAction::store);
+    EXPECT_EQ(mtlDevice->renderPass.colorAttachment0ClearColor.alpha, 1);
+
+    EXPECT_TRUE(output->resize(7, 5));
+    EXPECT_THAT(failing(*pass, {}, {"makeRenderCommandEncoder"}), ElementsAre("makeRenderCommandEncoder(7x5)"));
+    output->cleanup();
+    EXPECT_THAT(failing(*pass, {}), IsEmpty());
+}
+
+TEST_F(PassTest, APassSaysWhichShaderFailedAndEndsItsEncoder) {
+    const auto fragment = renderPass(ShaderType::vertexShader, ShaderType::computeShader);
+    const std::string unsupported = "Unable to encode render commands. Shader type 'compute shader' is not supported.";
+    EXPECT_THAT(failing(*fragment, {unsupported, "Failed to encode the fragment shader 'f'."}),
+                ElementsAre("makeRenderCommandEncoder(64x32)", "setPipeline()", "endEncoding()"));
+    const auto vertex = renderPass(ShaderType::computeShader);
+    EXPECT_EQ(failing(*vertex, {unsupported, "Failed to encode the vertex shader 'v'."}).back(), "endEncoding()");
+    const auto compute = computePass(ShaderType::vertexShader);
+    EXPECT_THAT(failing(*compute, {"Failed to encode the compute shader 'c'."}),
+                ElementsAre("makeComputeCommandEncoder()", "setPipeline()", "endEncoding()"));
+}
+
+TEST_F(PassTest, APipelineThatCannotBeBuiltIsReportedOnceAndEncodesNothing) {
+    mtlDevice->refused = {"makeRenderPipelineState", "makeComputePipelineState"};
+    const auto render = renderPass();
+    const auto compute = computePass();
+    EXPECT_THAT(takeMessages(), ElementsAre("Failed to create the render pipeline state: refused",
+                                            "Failed to create the compute pipeline state: refused"));
+    EXPECT_THAT(failing(*render, {}), IsEmpty());
+    EXPECT_THAT(failing(*compute, {}), IsEmpty());
+    output->cleanup();
+    EXPECT_THAT(failing(*compute, {"Failed to encode compute pass: no output texture."}), IsEmpty());
+}
+
+TEST_F(PassTest, AComputePassBindsAndCoversItsOutputWithWholeGroups) {
+    const auto pass = computePass();
+    pass->shader()->setShaderResource(texture(5, 5), 1);
+    EXPECT_THAT(callsOf([&] { return pass->encode(*commandBuffer); }),
+                ElementsAre("makeComputeCommandEncoder()", "setPipeline()", "setTexture(5x5, 1)",
+                            "dispatch(2x1x1, 32x32x1)", "endEncoding()"));
+    EXPECT_THAT(failing(*pass, {}, {"makeComputeCommandEncoder"}), ElementsAre("makeComputeCommandEncoder()"));
+
+    test::RecordedPipeline pipeline;
+    const auto dispatch = [&] {
+        const auto size = pass->getThreadGroupDispatchSize(pipeline);
+        return test::shown(size.threadGroupsPerGrid) + ", " + test::shown(size.threadGroupSize);
+    };
+    for (const auto& [threads, width, height, expected] :
+         {std::tuple<std::uint64_t, Int, Int, const char*>{1024, 1920, 1080, "60x34x1, 32x32x1"},
+          {512, 1920, 1080, "60x68x1, 32x16x1"},
+          {1024, 1, 1, "1x1x1, 32x32x1"},
+          {1024, 64, 64, "2x2x1, 32x32x1"},
+          {1000, 65, 31, "3x1x1, 32x31x1"}}) {
+        pipeline.threads = threads;
+        ASSERT_TRUE(output->resize(width, height));
+        EXPECT_EQ(dispatch(), expected);
+    }
+    output->cleanup();
+    EXPECT_EQ(dispatch(), "1x1x1, 1x1x1");
+}
+
+class FatalStopDeathTest : public test::RecordingTest {
+protected:
+    /// What is refused and what the process then says last, in the order in which an effect asks for its parts.
+    using Parts = std::vector<std::pair<std::string, std::string>>;
+
+    /// Expects that of several missing parts the first one is named.
+    void expectStops(const Parts& parts, const std::function<std::shared_ptr<Effect>()>& makeEffect) {
+        for (auto part = parts.rbegin(); part != parts.rend(); ++part) {
+            mtlDevice->refused.insert(part->first);
+            EXPECT_DEATH((os::setLogSink({}), makeEffect()), part->second) << part->first;
+        }
+    }
+    std::shared_ptr<Effect> present(const std::shared_ptr<Device>& with) const {
+        return PresentTextureEffect::create(with, both, both, bgra, {}, {}, false);
+    }
+    std::shared_ptr<Effect> blit(const std::shared_ptr<Device>& with, PassType type) const {
+        return BlitEffect::create(with, both, both, type, bgra);
+    }
+
+    const std::shared_ptr<Texture> both = texture(4, 4);
+    const std::string noLibrary = "for bundle\\..*Failed to get the shader library from the GFX device\\.";
+    const std::string noQueue = "Failed to create the command queue for the effect\\.";
+};
+
+TEST_F(FatalStopDeathTest, OfAPresentEffect) {
+    const std::string shaders = "Failed to load shaders for PresentTexturePass\\.";
+    expectStops({{"makeBuffer", "Failed to create constant buffer for the PresentTexturePass\\."},
+                 {"makeSamplerState", "Failed to create sampler state for the PresentTexturePass\\."},
+                 {"makeDefaultLibrary", noLibrary},
+                 {"Ondrix::PresentTexture::VS_Main", "VS_Main' from.*PresentTexture::FS_Main' from.*" + shaders},
+                 {"Ondrix::PresentTexture::FS_Main", "PresentTexture::FS_Main' from.*" + shaders},
+                 {"makeCommandQueue", noQueue}},
+                [this] { return present(device); });
+}
+
+TEST_F(FatalStopDeathTest, OfABlitEffect) {
+    const std::string shaders = "Failed to load shaders for BlitRenderPass\\.";
+    expectStops({{"makeSamplerState", "Failed to create sampler state for the BlitRenderPass\\."},
+                 {"makeDefaultLibrary", noLibrary},
+                 {"Ondrix::Blit::VS_Main", "Blit::VS_Main' from.*Blit::FS_Main' from.*" + shaders},
+                 {"Ondrix::Blit::FS_Main", "Blit::FS_Main' from.*" + shaders},
+                 {"makeCommandQueue", noQueue}},
+                [this] { return blit(device, PassType::renderPass); });
+    mtlDevice->refused.clear();
+    expectStops({{"makeDefaultLibrary", noLibrary},
+                 {"Ondrix::Blit::CS_Main", "Failed to load compute shader for the blit pass\\."},
+                 {"makeCommandQueue", noQueue}},
+                [this] { return blit(device, PassType::computePass); });
+}
+
+// Never started, so it has no mesh.
+struct MeshlessDevice : Device {
+    explicit MeshlessDevice(std::shared_ptr<MTLDevice> mtlDevice) : Device(std::move(mtlDevice)) {}
+};
+
+TEST_F(FatalStopDeathTest, TheQuadMeshIsNeededToo) {
+    const auto meshless = std::make_shared<MeshlessDevice>(mtlDevice);
+    EXPECT_DEATH((void)present(meshless), "Failed to get the quad mesh from the GFX device\\.");
+    EXPECT_DEATH((void)blit(meshless, PassType::renderPass), "Failed to get the quad mesh from the GFX device\\.");
+}
+
+}  // namespace
+}  // namespace ondrix
