@@ -1,6 +1,13 @@
 include(CMakePackageConfigHelpers)
 
-install(TARGETS ondrix EXPORT OndrixTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+set(libraries ondrix)
+foreach(component media window)
+  if(TARGET ondrix-${component})
+    list(APPEND libraries ondrix-${component})
+    set_target_properties(ondrix-${component} PROPERTIES INSTALL_RPATH "$ORIGIN")
+  endif()
+endforeach()
+install(TARGETS ${libraries} EXPORT OndrixTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY ${PROJECT_BINARY_DIR}/lib/ondrix.bundle DESTINATION ${CMAKE_INSTALL_LIBDIR})
 if(TARGET ondrix-tool)
   # The program finds its library wherever the tree is moved to.
@@ -12,10 +19,22 @@ endif()
 # Only what applications include: not the implementations of the platform, nor the headers that sources alone use.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/ondrix DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
         FILES_MATCHING PATTERN "*.h"
-        PATTERN "platform/software" EXCLUDE PATTERN "platform/image" EXCLUDE PATTERN "ondrix/functions" EXCLUDE
+        PATTERN "platform/software" EXCLUDE PATTERN "platform/image" EXCLUDE PATTERN "platform/ffmpeg" EXCLUDE
+        PATTERN "platform/sdl" EXCLUDE PATTERN "ondrix/functions" EXCLUDE
         PATTERN "BlitComputePass.h" EXCLUDE PATTERN "ClassName.h" EXCLUDE PATTERN "ConstantBytes.h" EXCLUDE
-        PATTERN "FatalError.h" EXCLUDE PATTERN "FrameworkBundle.h" EXCLUDE PATTERN "PassParts.h" EXCLUDE
-        PATTERN "RawText.h" EXCLUDE PATTERN "YUVToRGBConstants.h" EXCLUDE)
+        PATTERN "DrawableQueue.h" EXCLUDE PATTERN "FatalError.h" EXCLUDE PATTERN "FrameworkBundle.h" EXCLUDE
+        PATTERN "MeanTimer.h" EXCLUDE PATTERN "PassParts.h" EXCLUDE PATTERN "RawText.h" EXCLUDE
+        PATTERN "RenderViewDelegate.h" EXCLUDE PATTERN "YUVToRGBConstants.h" EXCLUDE)
+function(install_headers folder)
+  list(TRANSFORM ARGN PREPEND ${PROJECT_SOURCE_DIR}/ondrix/${folder}/)
+  install(FILES ${ARGN} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ondrix/${folder})
+endfunction()
+if(TARGET ondrix-media)
+  install_headers(platform/ffmpeg LiveSource.h MovieInformation.h MoviePlayerItem.h MovieReader.h MovieWriter.h)
+endif()
+if(TARGET ondrix-window)
+  install_headers(platform/sdl WindowView.h)
+endif()
 install(FILES ${PROJECT_SOURCE_DIR}/ondrix/shading/Module.cpp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ondrix/shading)
 
 set(packageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/Ondrix)

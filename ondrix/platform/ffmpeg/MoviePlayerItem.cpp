@@ -1,0 +1,355 @@
+#include <algorithm>
+#include <cassert>
+#include <chrono>
+#include <cmath>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <new>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <ondrix/platform/ffmpeg/FFmpegPointers.h>
+#include <ondrix/platform/ffmpeg/MoviePlayerItem.h>
+#include <ondrix/platform/ffmpeg/MovieReader.h>
+#include <ondrix/platform/ffmpeg/PlaybackPosition.h>
+#include <ondrix/platform/foundation/NSRunLoop.h>
+
+namespace ondrix {
+
+namespace {
+
+/// Frames held: the one on screen, and those ahead of it.
+constexpr std::size_t heldFrames = 5;
+/// How often a playing item looks for frames that are past, and for the end. Short of a frame, and not exact: whoever
+/// pulls a frame or reads the time looks too. The clock may be one that no thread can wait for.
+constexpr std::chrono::milliseconds look{10};
+/// Frames this far behind the clock aren't decoded one by one when the first output comes.
+constexpr double farBehind = 1;  // seconds
+/// What the file tells of its duration is kept when the last frame ends no more than this before.
+constexpr double durationLeeway = 0.5;  // seconds
+
+/// Wakes the decoding thread. Outputs hold it, so it may outlive its item.
+class Signal {
+public:
+    void set() {
+        const std::lock_guard lock(mutex_);
+        isSet_ = true;
+        condition_.notify_one();
+    }
+    void wait() {
+        std::unique_lock lock(mutex_);
+        condition_.wait(lock, [this] { return isSet_; });
+        isSet_ = false;
+    }
+    void wait(std::chrono::milliseconds atMost) {
+        std::unique_lock lock(mutex_);
+        condition_.wait_for(lock, atMost, [this] { return isSet_; });
+        isSet_ = false;
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable condition_;
+    bool isSet_ = false;
+};
+
+class FFmpegPlayerItem final : public MoviePlayerItem, public std::enable_shared_from_this<FFmpegPlayerItem> {
+public:
+    explicit FFmpegPlayerItem(std::shared_ptr<MovieReader> reader);
+    ~FFmpegPlayerItem() override;
+
+    CMTime currentTime() const override;
+    CMTime duration() const override;
+    CGSize presentationSize() const override;
+    void add(std::shared_ptr<AVPlayerItemVideoOutput> output) override;
+    void remove(const std::shared_ptr<AVPlayerItemVideoOutput>& output) override;
+    void setRate(double rate) override;
+    double rate() const override;
+    void seek(CMTime to) override;
+    void setOnEnd(std::function<void()> onEnd) override;
+
+    /// Starts the thread. Throws std::system_error.
+    void start() {
+        thread_ = std::thread([this] { run(); });
+    }
+
+private:
+    struct Frame {
+        std::shared_ptr<CVPixelBuffer> pixelBuffer;
+        CMTime time;
+    };
+    struct Output {
+        std::shared_ptr<AVPlayerItemVideoOutput> output;
+        std::int64_t next;  ///< number of the frame that it gets next
+    };
+    using Lock = std::unique_lock<std::mutex>;
+
+    void run() noexcept;
+    void work(Lock& lock);
+    void wait(Lock& lock);
+    void seekReader(Lock& lock);
+    void decode(Lock& lock);
+    void take(const CMSampleBuffer& sample);
+    void endMovie();
+    void deliver();
+    void jump(CMTime to);
+    void checkEnd() const;
+    void notifyEnd() const;
+
+    const std::shared_ptr<MovieReader> reader_;  ///< for the thread alone, apart from `cancel`
+    const MovieInformation information_;
+    const std::shared_ptr<Signal> wake_ = std::make_shared<Signal>();
+
+    mutable std::mutex mutex_;  ///< guards everything below; not held while frames are decoded or foreign code runs
+    mutable PlaybackPosition position_;
+    std::vector<Output> outputs_;
+    std::deque<Frame> frames_;      ///< from the newest that is due, or the first, on
+    std::int64_t firstNumber_ = 0;  ///< of `frames_`; frames are counted in the order in which they were decoded
+    CMTime decodedEnd_;             ///< of the newest frame; invalid when none was decoded since the last jump
+    bool isDecoded_ = false;        ///< up to the movie's end
+    bool isFailureLogged_ = false;
+    std::optional<CMTime> seekTarget_;
+    std::int64_t generation_ = 0;  ///< counts jumps: what was decoded for an older one is dropped
+    bool isStopping_ = false;
+    std::function<void()> onEnd_;
+
+    std::thread thread_;
+};
+
+FFmpegPlayerItem::FFmpegPlayerItem(std::shared_ptr<MovieReader> reader)
+    : reader_(std::move(reader)), information_(reader_->information()), position_(information_.duration) {}
+
+FFmpegPlayerItem::~FFmpegPlayerItem() {
+    {
+        const Lock lock(mutex_);
+        isStopping_ = true;
+        for (const Output& output : outputs_) output.output->setOnSpace(nullptr);
+    }
+    reader_->cancel();
+    wake_->set();
+    if (thread_.joinable()) thread_.join();
+}
+
+CMTime FFmpegPlayerItem::currentTime() const {
+    const Lock lock(mutex_);
+    checkEnd();
+    return position_.now();
+}
+
+CMTime FFmpegPlayerItem::duration() const {
+    const Lock lock(mutex_);
+    return position_.end();
+}
+
+CGSize FFmpegPlayerItem::presentationSize() const {
+    return {static_cast<double>(information_.width), static_cast<double>(information_.height)};
+}
+
+void FFmpegPlayerItem::add(std::shared_ptr<AVPlayerItemVideoOutput> output) {
+    assert(output != nullptr);
+    const CVAttributes& attributes = output->pixelBufferAttributes();
+    const auto format = attributes.find(kCVPixelBufferPixelFormatTypeKey);
+    const auto* const value = format != attributes.end() ? std::get_if<std::int64_t>(&format->second) : nullptr;
+    if (format != attributes.end() && (value == nullptr || *value != kCVPixelFormatType_32BGRA)) {
+        mediaLogger().error("A video output gets no frames: a player has them in 'BGRA' only.");
+        return;
+    }
+    {
+        const Lock lock(mutex_);
+        const auto isSame = [&](const Output& other) { return other.output == output; };
+        if (std::any_of(outputs_.begin(), outputs_.end(), isSame)) return;
+        if (outputs_.empty() && !isDecoded_) {
+            const CMTime now = position_.now();
+            const double decoded = frames_.empty() ? 0 : CMTimeGetSeconds(frames_.back().time);
+            if (CMTimeGetSeconds(now) > decoded + farBehind) jump(now);
+        }
+        output->setOnSpace([wake = wake_] { wake->set(); });
+        outputs_.push_back({std::move(output), firstNumber_});
+    }
+    wake_->set();
+}
+
+void FFmpegPlayerItem::remove(const std::shared_ptr<AVPlayerItemVideoOutput>& output) {
+    const Lock lock(mutex_);
+    const auto found =
+        std::find_if(outputs_.begin(), outputs_.end(), [&](const Output& other) { return other.output == output; });
+    if (found == outputs_.end()) return;
+    output->setOnSpace(nullptr);
+    output->flush();
+    outputs_.erase(found);
+}
+
+void FFmpegPlayerItem::setRate(double rate) {
+    {
+        const Lock lock(mutex_);
+        checkEnd();
+        position_.setRate(rate);
+    }
+    wake_->set();
+}
+
+double FFmpegPlayerItem::rate() const {
+    const Lock lock(mutex_);
+    checkEnd();
+    return position_.rate();
+}
+
+void FFmpegPlayerItem::seek(CMTime to) {
+    {
+        const Lock lock(mutex_);
+        position_.move(to);
+        jump(position_.now());
+    }
+    wake_->set();
+}
+
+void FFmpegPlayerItem::setOnEnd(std::function<void()> onEnd) {
+    const Lock lock(mutex_);
+    onEnd_.swap(onEnd);  // the old one goes after the lock
+}
+
+void FFmpegPlayerItem::jump(CMTime to) {
+    ++generation_;
+    seekTarget_ = to;
+    isDecoded_ = false;
+    decodedEnd_ = kCMTimeInvalid;
+    firstNumber_ += static_cast<std::int64_t>(frames_.size());
+    frames_.clear();
+    for (const Output& output : outputs_) output.output->flush();
+}
+
+/// Stops at the end, and tells so. Noticed by whoever looks at the time first.
+void FFmpegPlayerItem::checkEnd() const {
+    if (!position_.stopAtEnd()) return;
+    NSRunLoop::main().perform([weak = weak_from_this()] {
+        if (const auto self = weak.lock()) self->notifyEnd();
+    });
+}
+
+void FFmpegPlayerItem::notifyEnd() const {
+    std::function<void()> onEnd;
+    {
+        const Lock lock(mutex_);
+        onEnd = onEnd_;
+    }
+    if (onEnd) onEnd();
+}
+
+void FFmpegPlayerItem::run() noexcept {
+    try {
+        Lock lock(mutex_);
+        while (!isStopping_) work(lock);
+    } catch (const std::bad_alloc&) {
+        mediaLogger().error("Out of memory: the movie isn't decoded any further.");
+    }
+}
+
+void FFmpegPlayerItem::work(Lock& lock) {
+    deliver();
+    if (outputs_.empty()) {
+        wait(lock);
+    } else if (seekTarget_) {
+        seekReader(lock);
+    } else if (!isDecoded_ && frames_.size() < heldFrames) {
+        decode(lock);
+    } else {
+        wait(lock);
+    }
+}
+
+void FFmpegPlayerItem::wait(Lock& lock) {
+    const bool isPlaying = position_.rate() > 0;
+    lock.unlock();
+    if (isPlaying) {
+        wake_->wait(look);
+    } else {
+        wake_->wait();
+    }
+    lock.lock();
+}
+
+void FFmpegPlayerItem::seekReader(Lock& lock) {
+    const CMTime target = CMTimeAdd(*std::exchange(seekTarget_, std::nullopt), information_.start);
+    lock.unlock();
+    const bool isFound = reader_->seek(target);
+    lock.lock();
+    if (isFound || isStopping_ || std::exchange(isFailureLogged_, true)) return;
+    mediaLogger().error("The movie can't be searched for the time %.3f s.", CMTimeGetSeconds(target));
+}
+
+void FFmpegPlayerItem::decode(Lock& lock) {
+    const std::int64_t generation = generation_;
+    lock.unlock();
+    const auto sample = reader_->copyNextSampleBuffer();
+    lock.lock();
+    if (generation != generation_ || isStopping_) return;
+    if (sample != nullptr) {
+        take(*sample);
+    } else {
+        endMovie();
+    }
+}
+
+void FFmpegPlayerItem::take(const CMSampleBuffer& sample) {
+    const CMTime time = CMTimeSubtract(CMSampleBufferGetPresentationTimeStamp(sample), information_.start);
+    if (!CMTIME_IS_NUMERIC(time)) return;
+    if (!frames_.empty() && CMTimeCompare(time, frames_.back().time) <= 0) return;
+    const CMTime duration = CMSampleBufferGetDuration(sample);
+    decodedEnd_ = CMTIME_IS_NUMERIC(duration) ? CMTimeAdd(time, duration) : time;
+    frames_.push_back({CMSampleBufferGetImageBuffer(sample), time});
+}
+
+void FFmpegPlayerItem::endMovie() {
+    isDecoded_ = true;
+    if (const auto error = reader_->error(); error && !std::exchange(isFailureLogged_, true)) {
+        mediaLogger().error("The movie can't be read further: %s.", error->localizedDescription().c_str());
+    }
+    const CMTime end = CMTIME_IS_NUMERIC(decodedEnd_) ? decodedEnd_ : position_.now();
+    const double missing = CMTimeGetSeconds(position_.end()) - CMTimeGetSeconds(end);
+    if (!(missing >= 0 && missing <= durationLeeway)) position_.setEnd(end);  // also when the file told none
+}
+
+/// Lets go of frames that another due one follows, and hands the others to the outputs as far as they have room.
+void FFmpegPlayerItem::deliver() {
+    checkEnd();
+    const CMTime now = position_.now();
+    while (frames_.size() > 1 && CMTimeCompare(frames_[1].time, now) <= 0) {
+        frames_.pop_front();
+        ++firstNumber_;
+    }
+    const std::int64_t pastNumber = firstNumber_ + static_cast<std::int64_t>(frames_.size());
+    for (Output& output : outputs_) {
+        output.output->dropFramesBefore(now);
+        output.next = std::max(output.next, firstNumber_);
+        while (output.next < pastNumber) {
+            const Frame& frame = frames_[static_cast<std::size_t>(output.next - firstNumber_)];
+            if (!output.output->append(frame.pixelBuffer, frame.time)) break;
+            ++output.next;
+        }
+    }
+}
+
+}  // namespace
+
+std::shared_ptr<MoviePlayerItem> MoviePlayerItem::create(const URL& file, NSError* error) {
+    auto reader = MovieReader::open(file, MovieFrameFormat::BGRA, error);
+    if (reader == nullptr) return nullptr;
+    std::string reason;
+    try {
+        auto item = std::make_shared<FFmpegPlayerItem>(std::move(reader));
+        item->start();
+        return item;
+    } catch (const std::bad_alloc&) {
+        reason = "out of memory";
+    } catch (const std::system_error&) {
+        reason = "a thread for decoding can't be started";
+    }
+    if (error != nullptr) *error = NSError(reason);
+    return nullptr;
+}
+
+}  // namespace ondrix

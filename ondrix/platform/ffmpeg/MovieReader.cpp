@@ -1,0 +1,161 @@
+#include <algorithm>
+#include <atomic>
+#include <cassert>
+#include <cinttypes>
+#include <exception>
+#include <utility>
+
+#include <ondrix/platform/ffmpeg/MediaTime.h>
+#include <ondrix/platform/ffmpeg/MovieReader.h>
+#include <ondrix/platform/ffmpeg/PictureDecoder.h>
+#include <ondrix/platform/ffmpeg/SampleMaker.h>
+
+namespace ondrix {
+
+namespace {
+
+constexpr const char* outOfMemory = "out of memory";
+constexpr CMTime oneSecond{1, 1, kCMTimeFlags_Valid, 0};
+
+class FileReader final : public MovieReader {
+public:
+    ~FileReader() override { tellLoss(); }
+
+    /// False with the reason. Throws std::bad_alloc.
+    [[nodiscard]] bool start(const URL& file, MovieFrameFormat format, std::string& reason) {
+        silenceFFmpeg();
+        name_ = file.path().filename().string();
+        auto input = MovieInput::openFile(file.path(), cancelled_, reason);
+        if (!input) return false;
+        information_ = input->information();
+        maker_.emplace(input->stream(), format, name_);
+        decoder_ = PictureDecoder::create(std::move(input), reason);
+        return decoder_ != nullptr;
+    }
+
+    [[nodiscard]] const MovieInformation& information() const override { return information_; }
+
+    [[nodiscard]] std::shared_ptr<CMSampleBuffer> copyNextSampleBuffer() override {
+        if (error_ || cancelled_) return nullptr;
+        try {
+            const auto picture = takePicture();
+            if (cancelled_) return nullptr;
+            if (!picture) {
+                finish();
+                return nullptr;
+            }
+            std::string reason;
+            auto sample = maker_->make(*picture, reason);
+            if (!sample) error_.emplace(std::move(reason));
+            hasHandedOut_ = hasHandedOut_ || sample != nullptr;
+            return sample;
+        } catch (const std::exception&) {
+            error_.emplace(outOfMemory);
+            return nullptr;
+        }
+    }
+
+    [[nodiscard]] std::optional<NSError> error() const override { return error_; }
+    [[nodiscard]] std::int64_t lostFrameCount() const override { return decoder_->lostCount(); }
+
+    [[nodiscard]] bool seek(CMTime time) override {
+        if (!CMTIME_IS_VALID(time) || cancelled_) return false;
+        try {
+            error_.reset();
+            return seekTo(ticksOf(time));
+        } catch (const std::exception&) {
+            error_.emplace(outOfMemory);
+            return false;
+        }
+    }
+
+    void cancel() override { cancelled_ = true; }
+
+private:
+    /// Far enough from the ends of the range that sums stay in it.
+    static constexpr std::int64_t farAway = INT64_MAX / 8;
+
+    [[nodiscard]] std::int64_t ticksOf(CMTime time) const {
+        if (CMTIME_IS_NUMERIC(time)) return std::clamp(ticksAt(time, decoder_->timeBase()), -farAway, farAway);
+        return CMTimeCompare(time, kCMTimeZero) < 0 ? -farAway : farAway;
+    }
+
+    /// The picture that is next, with its duration: how long it is shown, which the one after it tells, else its
+    /// packet, else the mean rate.
+    [[nodiscard]] std::optional<DecodedPicture> takePicture() {
+        if (!current_) current_ = ahead_ ? std::exchange(ahead_, std::nullopt) : decoder_->next();
+        if (!current_) return std::nullopt;
+        if (!ahead_) ahead_ = decoder_->next();
+        if (ahead_) {
+            current_->duration = ahead_->time - current_->time;
+        } else if (current_->duration <= 0) {
+            current_->duration = decoder_->input().meanFrameTicks();
+        }
+        return std::exchange(current_, std::nullopt);
+    }
+
+    void finish() {
+        const std::string& failure = decoder_->input().failure();
+        if (!failure.empty()) {
+            error_.emplace(failure);
+        } else if (!hasHandedOut_) {
+            error_.emplace("no picture of the file can be decoded");
+        }
+        tellLoss();
+    }
+
+    /// Once.
+    void tellLoss() {
+        if (!decoder_ || decoder_->lostCount() == 0 || std::exchange(hasToldLoss_, true)) return;
+        mediaLogger().error("%s is damaged: frames lost: %" PRId64, name_.c_str(), decoder_->lostCount());
+    }
+
+    /// The index tells where pictures are stored, not when they are shown, and the first whole picture may be later
+    /// than the place asked for. So the search goes further back until it finds one that is early enough.
+    [[nodiscard]] bool seekTo(std::int64_t target) {
+        const MovieInput& input = decoder_->input();
+        const std::int64_t first = input.startTicks();
+        const std::int64_t length = std::max<std::int64_t>(input.stream().duration, 0);
+        const std::int64_t from = length > 0 ? std::min(target, first + length) : target;
+        std::int64_t back = 0;
+        for (bool isFound = false; !isFound && !cancelled_;) {
+            current_.reset();
+            ahead_.reset();
+            const bool isAtStart = from - back <= first;
+            const bool moved = isAtStart ? decoder_->rewind() : decoder_->seek(from - back);
+            if (!moved && isAtStart) return false;
+            if (moved) current_ = decoder_->next();
+            isFound = isAtStart || (current_ && current_->time <= target);
+            back = moved ? std::max(back * 4, ticksAt(oneSecond, decoder_->timeBase())) : 2 * farAway;
+        }
+        while (current_ && (ahead_ = decoder_->next()) && ahead_->time <= target) current_ = std::move(ahead_);
+        return !cancelled_;
+    }
+
+    std::atomic<bool> cancelled_ = false;
+    std::string name_;
+    MovieInformation information_;
+    std::unique_ptr<PictureDecoder> decoder_;
+    std::optional<SampleMaker> maker_;
+    std::optional<DecodedPicture> current_;  ///< what is handed out next, if it is known already
+    std::optional<DecodedPicture> ahead_;    ///< the one after it
+    bool hasHandedOut_ = false;
+    bool hasToldLoss_ = false;
+    std::optional<NSError> error_;
+};
+
+}  // namespace
+
+std::shared_ptr<MovieReader> MovieReader::open(const URL& file, MovieFrameFormat format, NSError* error) {
+    std::string reason;
+    try {
+        auto reader = std::make_shared<FileReader>();
+        if (reader->start(file, format, reason)) return reader;
+    } catch (const std::exception&) {
+        reason = outOfMemory;
+    }
+    if (error != nullptr) *error = NSError(std::move(reason));
+    return nullptr;
+}
+
+}  // namespace ondrix

@@ -1,0 +1,159 @@
+#include <algorithm>
+#include <utility>
+
+#include <ondrix/platform/ffmpeg/PictureDecoder.h>
+
+namespace ondrix {
+
+namespace {
+
+/// More packets than any decoder holds back.
+constexpr std::size_t maximumPacketsOnTheirWay = 256;
+/// Times that go back by more than this many frames begin anew; by less, they are a slip of one frame.
+constexpr std::int64_t framesOfASlip = 4;
+
+std::string nameOf(const AVCodecParameters& parameters) {
+    if (parameters.codec_id != AV_CODEC_ID_NONE) return avcodec_get_name(parameters.codec_id);
+    char text[AV_FOURCC_MAX_STRING_SIZE] = {};
+    return av_fourcc_make_string(text, parameters.codec_tag);
+}
+
+/// With frame threads, these decoders tell of damage only if the thread that finds it is done before another one takes
+/// over the picture: a damaged picture would come as a whole one by chance.
+bool losesDamageBetweenThreads(AVCodecID codec) {
+    return codec == AV_CODEC_ID_H264 || codec == AV_CODEC_ID_MPEG4 || codec == AV_CODEC_ID_RV30 ||
+           codec == AV_CODEC_ID_RV40;
+}
+
+bool isDamaged(const AVFrame& frame) {
+    return (frame.flags & AV_FRAME_FLAG_CORRUPT) != 0 || frame.decode_error_flags != 0;
+}
+
+}  // namespace
+
+std::unique_ptr<PictureDecoder> PictureDecoder::create(std::unique_ptr<MovieInput> input, std::string& reason) {
+    const AVStream& stream = input->stream();
+    const AVCodec* const decoder = avcodec_find_decoder(stream.codecpar->codec_id);
+    if (decoder == nullptr) {
+        reason = "no decoder for " + nameOf(*stream.codecpar);
+        return nullptr;
+    }
+    CodecPointer codec(avcodec_alloc_context3(decoder));
+    if (!codec) throw std::bad_alloc();
+    int status = throwIfOutOfMemory(avcodec_parameters_to_context(codec.get(), stream.codecpar));
+    if (status >= 0) {
+        codec->pkt_timebase = stream.time_base;
+        codec->thread_count = 0;
+        codec->thread_type = FF_THREAD_SLICE | (losesDamageBetweenThreads(decoder->id) ? 0 : FF_THREAD_FRAME);
+        // Pictures that lack their references come too, marked, so that they can be counted.
+        codec->flags |= AV_CODEC_FLAG_OUTPUT_CORRUPT;
+        status = throwIfOutOfMemory(avcodec_open2(codec.get(), decoder, nullptr));
+    }
+    if (status < 0) {
+        reason = "the decoder for " + nameOf(*stream.codecpar) + " doesn't start: " + ffmpegErrorText(status);
+        return nullptr;
+    }
+    return std::unique_ptr<PictureDecoder>(new PictureDecoder(std::move(input), std::move(codec)));
+}
+
+std::optional<DecodedPicture> PictureDecoder::next() {
+    FramePointer frame = makeFrame();
+    for (;;) {
+        const int status = throwIfOutOfMemory(avcodec_receive_frame(codec_.get(), frame.get()));
+        if (status == AVERROR_EOF) return std::nullopt;
+        if (status == AVERROR(EAGAIN)) {
+            feed();
+        } else if (status < 0 || isDamaged(*frame)) {
+            if (!isSettling_) ++lostCount_;
+            av_frame_unref(frame.get());
+        } else if (frame->pts != AV_NOPTS_VALUE && frame->pts < wholeFrom_) {
+            av_frame_unref(frame.get());
+        } else {
+            isSettling_ = false;
+            return describe(std::move(frame));
+        }
+    }
+}
+
+/// Gives the decoder its next packet, or the end.
+void PictureDecoder::feed() {
+    do {
+        if (!input_->read(*packet_)) {
+            avcodec_send_packet(codec_.get(), nullptr);
+            return;
+        }
+    } while (isAwaitingKey_ && (packet_->flags & AV_PKT_FLAG_KEY) == 0);
+    if (std::exchange(isAwaitingKey_, false)) wholeFrom_ = packet_->pts;
+    packetTimes_.push_back({packet_->pts, packet_->dts, packet_->duration});
+    lastPacketTime_ = packet_->dts;
+    if (packetTimes_.size() > maximumPacketsOnTheirWay) packetTimes_.pop_front();
+    const int status = throwIfOutOfMemory(avcodec_send_packet(codec_.get(), packet_.get()));
+    if (status < 0 && !isSettling_) ++lostCount_;
+}
+
+DecodedPicture PictureDecoder::describe(FramePointer frame) {
+    DecodedPicture picture;
+    picture.decodeTime = AV_NOPTS_VALUE;
+    const auto packet = std::find_if(packetTimes_.begin(), packetTimes_.end(), [&](const PacketTimes& times) {
+        return times.presentation != AV_NOPTS_VALUE && times.presentation == frame->pts;
+    });
+    if (packet != packetTimes_.end()) {
+        picture.decodeTime = packet->decode;
+        picture.duration = packet->duration;
+        packetTimes_.erase(packet);
+    }
+    picture.time = continuous(frame->best_effort_timestamp);
+    if (picture.decodeTime != AV_NOPTS_VALUE) picture.decodeTime += shift_;
+    picture.frame = std::move(frame);
+    return picture;
+}
+
+std::int64_t PictureDecoder::continuous(std::int64_t time) {
+    const std::int64_t step = step_ > 0 ? step_ : input_->meanFrameTicks();
+    if (time != AV_NOPTS_VALUE) {
+        time += shift_;
+    } else if (lastTime_) {
+        time = *lastTime_ + step;
+    } else {
+        // The last pictures of a file without presentation times: they come after the last packet.
+        time = lastPacketTime_ != AV_NOPTS_VALUE ? lastPacketTime_ + step : input_->startTicks();
+    }
+    if (lastTime_ && time <= *lastTime_) {
+        if (*lastTime_ - time > framesOfASlip * step) {
+            shift_ += *lastTime_ + step - time;
+            time = *lastTime_ + step;
+        } else {
+            time = *lastTime_ + 1;
+        }
+    }
+    if (lastTime_) step_ = time - *lastTime_;
+    lastTime_ = time;
+    return time;
+}
+
+bool PictureDecoder::seek(std::int64_t ticks) {
+    if (!input_->seek(ticks)) return false;
+    restart();
+    isAwaitingKey_ = true;
+    return true;
+}
+
+bool PictureDecoder::rewind() {
+    if (!input_->rewind()) return false;
+    restart();
+    isAwaitingKey_ = false;
+    return true;
+}
+
+void PictureDecoder::restart() {
+    avcodec_flush_buffers(codec_.get());
+    packetTimes_.clear();
+    lastTime_.reset();
+    lastPacketTime_ = AV_NOPTS_VALUE;
+    step_ = 0;
+    shift_ = 0;
+    wholeFrom_ = AV_NOPTS_VALUE;
+    isSettling_ = true;
+}
+
+}  // namespace ondrix

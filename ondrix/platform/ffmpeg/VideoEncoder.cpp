@@ -1,0 +1,145 @@
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <string>
+#include <string_view>
+
+extern "C" {
+#include <libavutil/opt.h>
+}
+
+#include <ondrix/platform/ffmpeg/VideoEncoder.h>
+#include <ondrix/platform/ffmpeg/WritingFailure.h>
+
+namespace ondrix {
+
+namespace {
+
+constexpr int worstQuality = 51;
+
+bool isNamed(const AVOutputFormat& format, std::string_view name) {
+    return name == format.name;
+}
+
+/// False for formats that count frames, at a rate that is the same throughout.
+bool holdsTimes(const AVOutputFormat& format) {
+    return (format.flags & (AVFMT_VARIABLE_FPS | AVFMT_TS_NEGATIVE)) != 0;
+}
+
+AVCodecID codecFor(const AVOutputFormat& format) {
+    // MPEG transport streams don't say what they can hold.
+    const bool holdsH264 =
+        avformat_query_codec(&format, AV_CODEC_ID_H264, FF_COMPLIANCE_NORMAL) == 1 || isNamed(format, "mpegts");
+    return holdsH264 && holdsTimes(format) ? AV_CODEC_ID_H264 : format.video_codec;
+}
+
+const AVCodec& encoderFor(const AVOutputFormat& format) {
+    const AVCodecID id = codecFor(format);
+    const AVCodec* encoder = id == AV_CODEC_ID_H264 ? avcodec_find_encoder_by_name("libx264") : nullptr;
+    if (encoder == nullptr) encoder = avcodec_find_encoder(id);
+    if (encoder == nullptr) throw WritingFailure(std::string("an encoder for ") + avcodec_get_name(id) + " is missing");
+    return *encoder;
+}
+
+AVRational frameRate(const MovieWriterSettings& settings) {
+    const bool isKnown = std::isfinite(settings.frameRate) && settings.frameRate > 0;
+    return isKnown ? av_d2q(settings.frameRate, 1001000) : AVRational{0, 1};
+}
+
+/// The quantiser of the older MPEG codecs that divides as coarsely as that of H.264 at `quality`.
+int mpegQuantiser(int quality) {
+    return std::clamp(static_cast<int>(std::lround(0.3125 * std::exp2(quality / 6.0))), 1, 31);
+}
+
+void setQuality(AVCodecContext& context, const MovieWriterSettings& settings) {
+    if (const AVOption* crf = av_opt_find(context.priv_data, "crf", nullptr, 0, 0); crf != nullptr) {
+        const double scale = crf->max < 100 ? crf->max / worstQuality : 1;
+        av_opt_set_double(context.priv_data, "crf", std::round(settings.quality * scale), 0);
+        if (context.codec_id == AV_CODEC_ID_VP9) {
+            // Its defaults take ten times as long as those of others, on one thread.
+            av_opt_set(context.priv_data, "cpu-used", "4", 0);
+            av_opt_set(context.priv_data, "row-mt", "1", 0);
+        }
+        context.bit_rate = context.codec_id == AV_CODEC_ID_VP8 ? 100'000'000 : 0;  // no limit
+        return;
+    }
+    context.flags |= AV_CODEC_FLAG_QSCALE;
+    context.global_quality =
+        FF_QP2LAMBDA * (context.codec_id == AV_CODEC_ID_THEORA ? 10 * (worstQuality - settings.quality) / worstQuality
+                                                               : mpegQuantiser(settings.quality));
+}
+
+void setPreset(AVCodecContext& context, const MovieWriterSettings& settings) {
+    const std::string& preset = settings.preset;
+    if (preset.empty() || av_opt_find(context.priv_data, "preset", nullptr, 0, 0) == nullptr) return;
+    // This one complains to standard error of names that it doesn't know.
+    constexpr std::string_view known[] = {"ultrafast", "superfast", "veryfast", "faster",   "fast",
+                                          "medium",    "slow",      "slower",   "veryslow", "placebo"};
+    const std::string_view encoder = context.codec->name;
+    if ((encoder == "libx264" && std::find(std::begin(known), std::end(known), preset) == std::end(known)) ||
+        throwIfOutOfMemory(av_opt_set(context.priv_data, "preset", preset.c_str(), 0)) < 0) {
+        throw WritingFailure("the encoder " + std::string(encoder) + " has no preset \"" + preset + "\"");
+    }
+}
+
+CodecPointer openEncoder(const AVOutputFormat& format, const MovieWriterSettings& settings) {
+    const AVCodec& encoder = encoderFor(format);
+    CodecPointer codec(avcodec_alloc_context3(&encoder));
+    if (!codec) throw std::bad_alloc();
+    codec->width = static_cast<int>(settings.width);
+    codec->height = static_cast<int>(settings.height);
+    codec->pix_fmt = EncoderPicture::bestFormat(encoder.pix_fmts);
+    codec->framerate = frameRate(settings);
+    const bool countsFrames = !holdsTimes(format) || encoder.id == AV_CODEC_ID_THEORA;
+    codec->time_base =
+        countsFrames && codec->framerate.num > 0 ? av_inv_q(codec->framerate) : AVRational{1, settings.timescale};
+    codec->thread_count = settings.threadCount;
+    if (!holdsTimesBeforeZero(format)) codec->max_b_frames = 0;
+    if ((format.flags & AVFMT_GLOBALHEADER) != 0) codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    if (EncoderPicture::isYCbCr(codec->pix_fmt)) {
+        codec->colorspace = AVCOL_SPC_BT709;
+        codec->color_primaries = AVCOL_PRI_BT709;
+        codec->color_trc = AVCOL_TRC_BT709;
+        const bool isJPEG = codec->pix_fmt == AV_PIX_FMT_YUVJ420P;
+        codec->color_range = isJPEG ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
+    }
+    setQuality(*codec, settings);
+    setPreset(*codec, settings);
+    checkWriting(("the encoder " + std::string(encoder.name) + " can't be opened").c_str(),
+                 avcodec_open2(codec.get(), &encoder, nullptr));
+    return codec;
+}
+
+}  // namespace
+
+bool holdsTimesBeforeZero(const AVOutputFormat& format) {
+    return (format.flags & AVFMT_TS_NEGATIVE) != 0 || isNamed(format, "matroska") || isNamed(format, "webm");
+}
+
+VideoEncoder::VideoEncoder(const AVOutputFormat& format, const MovieWriterSettings& settings)
+    : codec_(openEncoder(format, settings)), picture_(codec_->width, codec_->height, codec_->pix_fmt) {}
+
+void VideoEncoder::encode(CVPixelBuffer& pixelBuffer, std::int64_t time, std::int64_t duration) {
+    AVFrame& frame = picture_.fill(pixelBuffer);
+    frame.pts = time;
+    frame.quality = codec_->global_quality;
+    durations_.emplace(time, duration);
+    checkWriting("a frame can't be encoded", avcodec_send_frame(codec_.get(), &frame));
+}
+
+void VideoEncoder::drain() {
+    checkWriting("the last frames can't be encoded", avcodec_send_frame(codec_.get(), nullptr));
+}
+
+bool VideoEncoder::receive(AVPacket& packet) {
+    const int status = avcodec_receive_packet(codec_.get(), &packet);
+    if (status == AVERROR(EAGAIN) || status == AVERROR_EOF) return false;
+    checkWriting("a frame can't be encoded", status);
+    if (const auto duration = durations_.find(packet.pts); duration != durations_.end()) {
+        packet.duration = duration->second;
+        durations_.erase(duration);
+    }
+    return true;
+}
+
+}  // namespace ondrix
