@@ -2,10 +2,6 @@
 
 #include <memory>
 
-#include <ondrix/passes/ComputePass.h>
-#include <ondrix/shaders/Shader.h>
-#include <ondrix/shaders/ShaderLibrary.h>
-
 #include "Session.h"
 
 namespace ondrix::tools {
@@ -27,21 +23,11 @@ void ApplyCommand::add(CLI::App& program) {
 
 void ApplyCommand::run() const {
     Session session;
-    const auto device = session.openDevice(input_, {});
-    const auto library = device->makeShaderLibrary(URL(library_));
-    if (library == nullptr) session.fail(library_, "not a shader library");
-    const auto shader = library->makeShader(function_, ShaderType::computeShader);
-    if (shader == nullptr) session.fail(library_, "no function " + function_);
-
+    session.openDevice(input_, {});
     const auto picture = session.loadPicture(input_);
     const PictureSize size = size_ == PictureSize{} ? PictureSize{picture->width(), picture->height()} : size_;
     const auto output = session.makeOutput(size, output_);
-    shader->setShaderResource(picture, 0);
-    shader->setShaderResource(output, 1);
-
-    const auto effect = Effect::create(device);
-    effect->add(ComputePass::create(device, shader, output), "apply");
-    session.run(*effect, library_);
+    session.run(*session.makeFunctionEffect(library_, function_, picture, output), library_);
     session.savePicture(*output, output_);
 }
 

@@ -12,4 +12,10 @@ public:
     Failure(const std::string& subject, const std::string& reason) : std::runtime_error(subject + ": " + reason) {}
 };
 
+/// The user ended the command, which left what it had; shown like a `Failure`, with status 130.
+class Interrupted : public Failure {
+public:
+    using Failure::Failure;
+};
+
 }  // namespace ondrix::tools

@@ -29,14 +29,16 @@ extern "C" void removeUnfinishedFile(int signal) {
     raise(signal);  // the handler is gone by now, so this ends the program
 }
 
-void watchForInterruptions() {
+/// Changes what happens at interruptions: everywhere, or only where nothing else does.
+void removeAtInterruptions(bool everywhere) noexcept {
     struct sigaction action {};
     action.sa_handler = removeUnfinishedFile;
     action.sa_flags = static_cast<int>(SA_RESETHAND);
     for (const int signal : interruptions) {
         struct sigaction present {};
         sigaction(signal, nullptr, &present);
-        if (present.sa_handler == SIG_DFL) sigaction(signal, &action, nullptr);
+        if (present.sa_handler == SIG_DFL || (everywhere && present.sa_handler != SIG_IGN))
+            sigaction(signal, &action, nullptr);
     }
 }
 
@@ -80,7 +82,7 @@ OutputFile::~OutputFile() {
 void OutputFile::openTemporary() {
     std::string pattern = (place_.parent_path() / ".ondrix-XXXXXX").string();
     if (pattern.size() >= sizeof unfinishedFile) throw Failure(name_, systemError(ENAMETOOLONG));
-    watchForInterruptions();
+    removeAtInterruptions(false);
 
     const int descriptor = mkstemp(pattern.data());
     if (descriptor < 0) failWithSystemError("can't be made");
@@ -110,6 +112,10 @@ void OutputFile::keep() {
     if (std::rename(temporary_.c_str(), place_.c_str()) != 0) failWithSystemError("can't be given its name");
     hasUnfinishedFile = 0;
     temporary_.clear();
+}
+
+void OutputFile::endAtInterruptions() noexcept {
+    removeAtInterruptions(true);
 }
 
 void OutputFile::failWithSystemError(const std::string& otherwise) const {

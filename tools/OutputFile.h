@@ -18,9 +18,16 @@ public:
     OutputFile& operator=(const OutputFile&) = delete;
 
     [[nodiscard]] std::FILE* stream() const noexcept { return stream_; }
+    /// Where to write, for what opens files by name.
+    [[nodiscard]] const std::filesystem::path& path() const noexcept {
+        return temporary_.empty() ? place_ : temporary_;
+    }
 
     /// Writes everything out to the disk and gives the file its name.
     void keep();
+    /// From now on an interruption ends the program at once, after the unfinished file is removed, whatever was to
+    /// happen before. For signal handlers too.
+    static void endAtInterruptions() noexcept;
     /// Stops with the reason that the last system call left in `errno`, or with `otherwise` when it left none.
     [[noreturn]] void failWithSystemError(const std::string& otherwise) const;
 

@@ -3,15 +3,12 @@
 #include <CLI/CLI.hpp>
 #include <string>
 
-#include <ondrix/types/ContentMode.h>
-#include <ondrix/types/ImageRotation.h>
-
 #include "PictureSize.h"
+#include "Presentation.h"
 
 namespace ondrix::tools {
 
-/// `ondrix present`: draws a picture into one of another size, turned clockwise, then placed, then mirrored. A quarter
-/// turn never distorts the picture unless the mode does.
+/// `ondrix present`: draws a picture into one of another size.
 class PresentCommand {
 public:
     static void add(CLI::App& program);
@@ -22,9 +19,7 @@ private:
     std::string input_;
     std::string output_;
     PictureSize size_;
-    ContentMode mode_ = ContentMode::scaleAspectFit;
-    ImageRotation rotation_ = ImageRotation::degrees0;
-    bool flip_ = false;
+    PresentationOptions options_;
 };
 
 }  // namespace ondrix::tools

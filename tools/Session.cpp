@@ -4,6 +4,7 @@
 
 #include <ondrix/conversion/MetalTextureConverter.h>
 #include <ondrix/core/DeviceManager.h>
+#include <ondrix/passes/ComputePass.h>
 #include <ondrix/platform/foundation/NSBundle.h>
 #include <ondrix/shaders/Shader.h>
 #include <ondrix/shaders/ShaderLibrary.h>
@@ -62,6 +63,20 @@ std::shared_ptr<Texture> Session::makeOutput(PictureSize size, const std::string
     auto texture = device_->makeTexture(size.width, size.height, MTLPixelFormat::bgra8Unorm, usages);
     if (texture == nullptr) fail(file, "no memory for a picture of " + description(size));
     return texture;
+}
+
+std::shared_ptr<Effect> Session::makeFunctionEffect(const std::string& library, const std::string& function,
+                                                    const std::shared_ptr<Texture>& from,
+                                                    const std::shared_ptr<Texture>& to) {
+    const auto shaders = device_->makeShaderLibrary(URL(library));
+    if (shaders == nullptr) fail(library, "not a shader library");
+    const auto shader = shaders->makeShader(function, ShaderType::computeShader);
+    if (shader == nullptr) fail(library, "no function " + function);
+    shader->setShaderResource(from, 0);
+    shader->setShaderResource(to, 1);
+    auto effect = Effect::create(device_);
+    effect->add(ComputePass::create(device_, shader, to), "apply");
+    return effect;
 }
 
 void Session::run(Effect& effect, const std::string& file) {

@@ -40,6 +40,10 @@ public:
     std::shared_ptr<Texture> loadPicture(const std::string& file);
     /// A texture that is drawn to or written by a compute function, and then read.
     std::shared_ptr<Texture> makeOutput(PictureSize size, const std::string& file);
+    /// Runs the compute function of a library of the user's over `from`, its texture 0, into `to`, its texture 1.
+    std::shared_ptr<Effect> makeFunctionEffect(const std::string& library, const std::string& function,
+                                               const std::shared_ptr<Texture>& from,
+                                               const std::shared_ptr<Texture>& to);
     /// Runs an effect to its end. What goes wrong on the device is a failure put down to `file`.
     void run(Effect& effect, const std::string& file);
     /// Writes the texture to a PNG file.

@@ -11,11 +11,18 @@
 #include "Failure.h"
 #include "NV12Command.h"
 #include "PresentCommand.h"
+#ifdef ONDRIX_MEDIA
+#include "FrameCommand.h"
+#include "PlayCommand.h"
+#include "SheetCommand.h"
+#include "VideoCommand.h"
+#endif
 
 namespace {
 
 constexpr int failed = 1;
 constexpr int wrongUsage = 2;
+constexpr int interrupted = 130;
 
 /// Writes "ondrix: REASON" as exactly one line, whatever the reason is made of.
 void complain(std::string reason) {
@@ -37,6 +44,12 @@ int main(int argc, char** argv) {
     BlitCommand::add(program);
     NV12Command::add(program);
     ApplyCommand::add(program);
+#ifdef ONDRIX_MEDIA
+    VideoCommand::add(program);
+    FrameCommand::add(program);
+    PlayCommand::add(program);
+    SheetCommand::add(program);
+#endif
 
     try {
         program.parse(argc, argv);
@@ -47,6 +60,9 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         complain(std::string(error.what()) + " (see ondrix --help)");
         return wrongUsage;
+    } catch (const Interrupted& interruption) {
+        complain(interruption.what());
+        return interrupted;
     } catch (const Failure& failure) {
         complain(failure.what());
         return failed;

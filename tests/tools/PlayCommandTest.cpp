@@ -1,0 +1,59 @@
+// Playing without a window, and what a user reads when nothing can be played.
+#include <tests/media/Clip.h>
+
+#include "Program.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+class PlayCommand : public ProgramTest {
+protected:
+    /// A movie with frames at these times in milliseconds.
+    std::string movie(std::vector<std::int64_t> times) const {
+        const std::string path = file("movie.mkv");
+        ondrix::test::Clip clip;
+        clip.times = std::move(times);
+        clip.write(path);
+        return path;
+    }
+    static void expectFigures(const std::vector<std::string>& arguments) {
+        const Outcome outcome = runOndrix(arguments);
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.errors, "");
+        const std::string mean = "[0-9]+\\.[0-9]+ ms";
+        EXPECT_THAT(outcome.output, MatchesRegex("[1-9][0-9]* frames, [0-9]+ dropped, convert " + mean + ", effect " +
+                                                 mean + ", present " + mean + "\n"));
+    }
+};
+
+// Playing that never ends, or ends before anything was drawn; a turned picture that can't be made, or a message because
+// a texture has no image yet.
+TEST_F(PlayCommand, EndsWithTheMovie) {
+    expectFigures({"play", movie({0, 1000}), "--headless", "--rotate", "90", "--size", "30x50"});
+}
+
+// A clip of ten hours, and a source that has no end.
+TEST_F(PlayCommand, EndsAfterTheGivenTime) {
+    expectFigures({"play", movie({0, 36'000'000}), "--headless", "--seconds", "1"});
+    expectFigures({"play", "lavfi:testsrc2=size=64x48:rate=30", "--headless", "--seconds", "1"});
+}
+
+TEST_F(PlayCommand, SaysInOneLineWhatIsWrong) {
+    expectReason(runOndrix({"play", in, "--headless"}), in);
+    expectReason(runOndrix({"play", folder.write("in", "no movie"), "--headless"}), in);
+    expectReason(runOndrix({"play", "lavfi:none-such", "--headless"}), "lavfi:none-such");
+    const std::string clip = movie({0});
+    expectReason(runOndrix({"play", clip}, {"SDL_VIDEODRIVER=none-such"}), clip, "--headless");
+    for (const std::vector<std::string>& options : std::initializer_list<std::vector<std::string>>{
+             {"--headless", "--seconds", "0"}, {"--headless", "--seconds", "nan"}, {"--seconds", "1"}}) {
+        std::vector<std::string> arguments{"play", clip};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        const Outcome outcome = runOndrix(arguments);
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_THAT(outcome.errors, HasSubstr("--seconds"));
+    }
+}
+
+}  // namespace

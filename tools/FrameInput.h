@@ -1,0 +1,36 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include <ondrix/platform/coremedia/CMSampleBuffer.h>
+#include <ondrix/platform/ffmpeg/LiveSource.h>
+#include <ondrix/platform/ffmpeg/MovieReader.h>
+
+namespace ondrix::tools {
+
+/// The frames of a movie file, or of a live source given as "DEVICE:NAME". Failures are `Failure`s that name it.
+class FrameInput {
+public:
+    explicit FrameInput(std::string name);
+
+    [[nodiscard]] const std::string& name() const noexcept { return name_; }
+    [[nodiscard]] const MovieInformation& information() const;
+    /// Null at the end, however it came.
+    [[nodiscard]] std::shared_ptr<CMSampleBuffer> next();
+    /// The frame on screen so many seconds after the movie's beginning. A failure beyond its end, and for live sources.
+    [[nodiscard]] std::shared_ptr<CMSampleBuffer> frameAt(double seconds);
+    /// Fails when the frames ended because of an error.
+    void checkEnd() const;
+    /// Frames that were damaged, or that came faster than they were taken.
+    [[nodiscard]] std::int64_t lostFrameCount() const;
+    /// Ends a `next()` that is waiting. Safe to use from any thread.
+    void cancel();
+
+private:
+    std::string name_;
+    std::shared_ptr<MovieReader> reader_;
+    std::shared_ptr<LiveSource> live_;  ///< one of the two
+};
+
+}  // namespace ondrix::tools

@@ -1,0 +1,17 @@
+#pragma once
+
+namespace ondrix::tools {
+
+/// Turns the user's first Ctrl-C, or the first request to end, into a question that the program asks when it suits it,
+/// so that a movie can be completed. A second one ends the program at once and removes what is unfinished. One at a
+/// time, made before any `OutputFile`.
+class Interruption {
+public:
+    Interruption();
+    Interruption(const Interruption&) = delete;
+    Interruption& operator=(const Interruption&) = delete;
+
+    [[nodiscard]] bool requested() const noexcept;
+};
+
+}  // namespace ondrix::tools

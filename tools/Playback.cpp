@@ -1,0 +1,140 @@
+#include "Playback.h"
+
+#include <cstdio>
+#include <utility>
+
+#include <ondrix/platform/foundation/NSRunLoop.h>
+#include <ondrix/platform/quartzcore/CACurrentMediaTime.h>
+
+namespace ondrix::tools {
+namespace {
+
+enum Timer : Int { convert, effect, present, timerCount };
+
+}  // namespace
+
+/// Listens to a source before the texture does, so that it sees each frame just before its conversion.
+class Playback::ConvertTimer : public VideoFrameSourceDelegate {
+public:
+    explicit ConvertTimer(std::shared_ptr<Profiler> profiler) : profiler_(std::move(profiler)) {}
+
+    void videoFrameSource(VideoFrameSource&, const std::shared_ptr<CVPixelBuffer>&) override {
+        profiler_->onStarted(convert);
+    }
+
+private:
+    std::shared_ptr<Profiler> profiler_;
+};
+
+std::string description(const PlaybackFigures& figures) {
+    char text[200];
+    std::snprintf(text, sizeof text, "convert %.2f ms, effect %.2f ms, present %.2f ms", 1000 * figures.convert,
+                  1000 * figures.effect, 1000 * figures.present);
+    return text;
+}
+
+Playback::Playback(Session& session, PlayInput& input, const Interruption& interruption, PresentationOptions options,
+                   std::string file)
+    : session_(session),
+      input_(input),
+      interruption_(interruption),
+      options_(options),
+      file_(std::move(file)),
+      profiler_(Profiler::create(timerCount, 0)) {
+    addStep([this] {
+        if (interruption_.requested()) stop();
+        if (std::exchange(isToBePresented_, false)) profiler_->onStarted(present);
+    });
+}
+
+Playback::~Playback() {
+    for (const auto& step : steps_) step->invalidate();
+    if (videoTexture_ != nullptr) videoTexture_->prepareForRelease();  // ends the source
+}
+
+void Playback::setOnUpdate(double period, std::function<void(const PlaybackFigures&)> onUpdate) {
+    profiler_ = Profiler::create(timerCount, period);
+    onUpdate_ = std::move(onUpdate);
+}
+
+PlaybackFigures Playback::run(const std::shared_ptr<MTKView>& view, double seconds, bool stopsAtEnd) {
+    addStep([this] { profiler_->onEnded(present); });
+
+    const auto device = session_.openDevice(file_, {});
+    view_ = view;
+    viewTexture_ = device->makeRenderViewTexture(view);
+    videoTexture_ = device->makeVideoTexture([this](VideoTexture&) {
+        profiler_->onEnded(convert);
+        if (std::exchange(isNew_, true)) ++framesReplaced_;
+    });
+    presentation_ = std::make_unique<Presentation>(session_, videoTexture_, viewTexture_, view->colorPixelFormat(),
+                                                   options_, file_);
+    convertTimer_ = std::make_shared<ConvertTimer>(profiler_);
+    input_.frameSource()->add(convertTimer_);
+    videoTexture_->set(input_.frameSource());
+
+    addStep([this, stopsAtEnd] {
+        input_.refresh();
+        draw();
+        update();
+        if (stopsAtEnd && input_.hasEnded()) stop();
+    });
+    periodStart_ = CACurrentMediaTime();
+    input_.start();
+    seconds == untilEnd ? NSRunLoop::main().run() : NSRunLoop::main().run(seconds);
+    if (failure_ != nullptr) std::rethrow_exception(failure_);
+    input_.checkEnd();
+    return figures();
+}
+
+void Playback::stop() {
+    NSRunLoop::main().stop();
+}
+
+std::int64_t Playback::droppedFrameCount() const {
+    return framesReplaced_ + input_.droppedFrameCount();
+}
+
+void Playback::addStep(std::function<void()> step) {
+    steps_.push_back(CADisplayLink::create([this, step = std::move(step)] {
+        try {
+            step();
+        } catch (...) {
+            failure_ = std::current_exception();
+            stop();
+        }
+    }));
+    steps_.back()->add(NSRunLoop::main());
+}
+
+void Playback::draw() {
+    const CGSize size = view_->drawableSize();
+    const bool isResized = size.width != drawnSize_.width || size.height != drawnSize_.height;
+    if (!isNew_ && !(isResized && framesDrawn_ > 0)) return;
+    const auto drawable = view_->currentDrawable();
+    if (drawable == nullptr) return;
+
+    profiler_->onStarted(effect);
+    presentation_->draw(drawable);
+    profiler_->onEnded(effect);
+    isToBePresented_ = true;
+    drawnSize_ = size;
+    if (std::exchange(isNew_, false)) ++framesDrawn_;
+}
+
+void Playback::update() {
+    if (!onUpdate_ || !profiler_->update()) return;
+    onUpdate_(figures());
+    periodFrames_ = framesDrawn_;
+    periodStart_ = CACurrentMediaTime();
+}
+
+PlaybackFigures Playback::figures() const {
+    if (!onUpdate_) profiler_->update();
+    const std::int64_t frames = framesDrawn_ - periodFrames_;
+    return {frames, static_cast<double>(frames) / (CACurrentMediaTime() - periodStart_),
+            profiler_->getMeanInterval(convert).value_or(0), profiler_->getMeanInterval(effect).value_or(0),
+            profiler_->getMeanInterval(present).value_or(0)};
+}
+
+}  // namespace ondrix::tools
