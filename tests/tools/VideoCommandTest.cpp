@@ -84,6 +84,21 @@ TEST_F(VideoCommand, SavesTheFrameOnScreen) {
         EXPECT_THAT(picture(out).at(cell % 2 * 32 + 24, cell / 2 * 24 + 12, 1), near(level(shown[cell])));
 }
 
+#ifdef EXAMPLE_MOVIE
+TEST_F(VideoCommand, IsAnExampleToo) {
+    const Outcome outcome = runProgram(EXAMPLE_MOVIE, {movie({0, 40, 300}), moved});
+    EXPECT_EQ(outcome.errors, "");
+    const auto reader = MovieReader::open(URL(moved), MovieFrameFormat::native, nullptr);
+    ASSERT_NE(reader, nullptr);
+    EXPECT_EQ(reader->information().width, 640);
+    for (const std::int64_t time : {0, 40, 300}) {
+        const auto frame = reader->copyNextSampleBuffer();
+        ASSERT_NE(frame, nullptr) << time;
+        EXPECT_EQ(CMTimeCompare(CMSampleBufferGetPresentationTimeStamp(*frame), CMTimeMake(time, 1000)), 0);
+    }
+}
+#endif
+
 // A movie that is lost, that can't be played, or that never ends.
 TEST_F(VideoCommand, AnInterruptionCompletesTheMovie) {
     const Outcome outcome =
