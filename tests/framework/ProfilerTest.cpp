@@ -1,6 +1,4 @@
 #include <limits>
-#include <memory>
-#include <optional>
 
 #include <gtest/gtest.h>
 #include <tests/support/ManualClock.h>
@@ -35,25 +33,19 @@ TEST_F(ProfilerTest, PublishesTheMeansOfAPeriod) {
     EXPECT_TRUE(profiler->update()) << "exactly one period has passed";
     expectMeans(0.0625, 0.25);
     EXPECT_FALSE(profiler->update()) << "a new period has begun";
-    measure(1, 0.5);
-    EXPECT_TRUE(profiler->update());
-    expectMeans(0, 0.5);
-}
 
-TEST_F(ProfilerTest, RecordsOpenIntervalsAtASecondStartAndLosesThemAtAnUpdate) {
     profiler->onEnded(0);
     profiler->onStarted(0);
     clock.advance(0.25);
-    measure(0, 0.75);
+    measure(0, 0.75);  // ends the open interval first
     profiler->onEnded(0);
     profiler->onStarted(1);
-    clock.advance(1);
     EXPECT_TRUE(profiler->update());
     expectMeans(0.5, 0);
     clock.advance(1);
     profiler->onEnded(1);
     EXPECT_TRUE(profiler->update());
-    expectMeans(0, 0);
+    expectMeans(0, 0);  // an interval that an update interrupts is lost
 }
 
 TEST_F(ProfilerTest, IgnoresTimersThatItDoesNotHave) {
@@ -61,8 +53,7 @@ TEST_F(ProfilerTest, IgnoresTimersThatItDoesNotHave) {
         measure(timer, 1);
         EXPECT_EQ(profiler->getMeanInterval(timer), std::nullopt);
     }
-    const auto none = Profiler::create(0, 0);
-    EXPECT_TRUE(none->update() && none->update()) << "a period of 0 is always over";
+    EXPECT_TRUE(Profiler::create(0, 0)->update()) << "a period of 0 is always over";
     for (const Int count : {Int{-1}, std::numeric_limits<Int>::max()}) EXPECT_EQ(Profiler::create(count, 1), nullptr);
 }
 

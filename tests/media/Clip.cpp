@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 #include <random>
 #include <stdexcept>
 
@@ -13,20 +12,24 @@ extern "C" {
 #include <ondrix/platform/ffmpeg/FFmpegPointers.h>
 
 namespace ondrix::test {
-
 namespace {
 
 void check(int status, const char* what) {
     if (status < 0) throw std::runtime_error(std::string("clip: ") + what + ": " + std::to_string(status));
 }
 
-struct CloseFile {
-    void operator()(AVFormatContext* context) const {
-        avio_closep(&context->pb);
-        avformat_free_context(context);
-    }
-};
-using Container = std::unique_ptr<AVFormatContext, CloseFile>;
+AVFormatContext& makeFile(const std::filesystem::path& path) {
+    AVFormatContext* file = nullptr;
+    check(avformat_alloc_output_context2(&file, nullptr, nullptr, path.c_str()), "container");
+    check(avio_open(&file->pb, path.c_str(), AVIO_FLAG_WRITE), "file");
+    return *file;
+}
+
+void finish(AVFormatContext& file) {
+    check(av_write_trailer(&file), "trailer");
+    avio_closep(&file.pb);
+    avformat_free_context(&file);
+}
 
 FramePointer paint(const Clip& clip, int number) {
     FramePointer frame = makeFrame();
@@ -38,15 +41,13 @@ FramePointer paint(const Clip& clip, int number) {
     frame->pts = clip.times[static_cast<std::size_t>(number)];
     check(av_frame_get_buffer(frame.get(), 0), "frame");
     const AVPixFmtDescriptor& format = *av_pix_fmt_desc_get(clip.format);
+    const int bytes = format.comp[0].depth > 8 ? 2 : 1;
     for (int plane = 0; plane < format.nb_components; ++plane) {
         const int width = plane == 0 ? clip.width : AV_CEIL_RSHIFT(clip.width, format.log2_chroma_w);
         const int height = plane == 0 ? clip.height : AV_CEIL_RSHIFT(clip.height, format.log2_chroma_h);
-        const int bytes = format.comp[0].depth > 8 ? 2 : 1;
-        for (int y = 0; y < height; ++y) {
-            for (int x = 0; x < width; ++x) {
-                const int value = clip.value(number, plane, x, y);
-                std::memcpy(frame->data[plane] + y * frame->linesize[plane] + x * bytes, &value, bytes);
-            }
+        for (int i = 0; i < width * height; ++i) {
+            const int x = i % width, y = i / width, value = clip.value(number, plane, x, y);
+            std::memcpy(frame->data[plane] + y * frame->linesize[plane] + x * bytes, &value, bytes);
         }
     }
     return frame;
@@ -54,10 +55,8 @@ FramePointer paint(const Clip& clip, int number) {
 
 }  // namespace
 
-void Clip::write(const std::filesystem::path& file) const {
-    AVFormatContext* made = nullptr;
-    check(avformat_alloc_output_context2(&made, nullptr, nullptr, file.c_str()), "container");
-    const Container container(made);
+std::filesystem::path Clip::write(const std::filesystem::path& path) const {
+    AVFormatContext& file = makeFile(path);
     const AVCodec* const kind = avcodec_find_encoder_by_name(encoder.c_str());
     if (kind == nullptr) throw std::runtime_error("clip: no encoder " + encoder);
     const CodecPointer codec(avcodec_alloc_context3(kind));
@@ -74,44 +73,74 @@ void Clip::write(const std::filesystem::path& file) const {
     }
     codec->color_range = range;
     codec->bit_rate = 4000000;
-    codec->thread_count = 1;
     codec->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
-    if ((container->oformat->flags & AVFMT_GLOBALHEADER) != 0) codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    if ((file.oformat->flags & AVFMT_GLOBALHEADER) != 0) codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     check(avcodec_open2(codec.get(), kind, nullptr), "encoder");
-
-    AVStream* const stream = avformat_new_stream(container.get(), nullptr);
-    check(avcodec_parameters_from_context(stream->codecpar, codec.get()), "parameters");
-    stream->time_base = timeBase;
+    AVStream& stream = *avformat_new_stream(&file, nullptr);
+    check(avcodec_parameters_from_context(stream.codecpar, codec.get()), "parameters");
+    stream.time_base = timeBase;
     if (displayMatrix) {
         const auto& [a, b, c, d] = *displayMatrix;
         const std::array<std::int32_t, 9> numbers = {a * 65536, b * 65536, 0, c * 65536, d * 65536, 0, 0, 0, 1 << 30};
-        auto* bytes = av_stream_new_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, sizeof numbers);
-        std::copy(numbers.begin(), numbers.end(), reinterpret_cast<std::int32_t*>(bytes));
+        std::memcpy(av_stream_new_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, sizeof numbers), &numbers,
+                    sizeof numbers);
     }
-    container->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
-    check(avio_open(&container->pb, file.c_str(), AVIO_FLAG_WRITE), "file");
-    check(avformat_write_header(container.get(), nullptr), "header");
-
+    file.avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
+    check(avformat_write_header(&file, nullptr), "header");
     const PacketPointer packet = makePacket();
     int packetCount = 0;
-    const auto writePackets = [&] {
+    for (std::size_t index = 0; index <= times.size(); ++index) {
+        const FramePointer frame = index < times.size() ? paint(*this, static_cast<int>(index)) : nullptr;
+        check(avcodec_send_frame(codec.get(), frame.get()), "send");
         while (avcodec_receive_packet(codec.get(), packet.get()) == 0) {
             if (packetCount++ == damagedPacket) {
                 std::generate(packet->data + packet->size / 2, packet->data + packet->size, std::minstd_rand(1));
             }
             packet->duration = 1;  // without one, some containers drop the last frame
-            av_packet_rescale_ts(packet.get(), timeBase, stream->time_base);
-            check(av_write_frame(container.get(), packet.get()), "packet");
+            av_packet_rescale_ts(packet.get(), timeBase, stream.time_base);
+            check(av_write_frame(&file, packet.get()), "packet");
         }
-    };
-    for (std::size_t index = 0; index < times.size(); ++index) {
-        const FramePointer frame = paint(*this, static_cast<int>(index));
-        check(avcodec_send_frame(codec.get(), frame.get()), "send");
-        writePackets();
     }
-    check(avcodec_send_frame(codec.get(), nullptr), "end");
-    writePackets();
-    check(av_write_trailer(container.get()), "trailer");
+    finish(file);
+    return path;
+}
+
+void writeSound(const std::filesystem::path& path, int count) {
+    AVFormatContext& file = makeFile(path);
+    AVStream& stream = *avformat_new_stream(&file, nullptr);
+    av_dict_set(&stream.metadata, "language", "fra", 0);
+    stream.codecpar->codec_type = AVMEDIA_TYPE_AUDIO;
+    stream.codecpar->codec_id = AV_CODEC_ID_AAC;
+    stream.codecpar->sample_rate = 48000;
+    av_channel_layout_default(&stream.codecpar->ch_layout, 1);
+    check(avformat_write_header(&file, nullptr), "header");
+    const PacketPointer packet = makePacket();
+    std::minstd_rand random(1);
+    for (int index = 0; index < count; ++index) {
+        check(av_new_packet(packet.get(), 200), "packet");
+        std::generate_n(packet->data, packet->size, std::ref(random));
+        packet->pts = packet->dts = index * 1024;
+        packet->duration = 1024;
+        check(av_interleaved_write_frame(&file, packet.get()), "packet");
+    }
+    finish(file);
+}
+
+SoundPackets readSound(const std::filesystem::path& path) {
+    AVFormatContext* file = nullptr;
+    check(avformat_open_input(&file, path.c_str(), nullptr, nullptr), "open");
+    const InputFormatPointer owner(file);
+    const int index = av_find_best_stream(file, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
+    if (index < 0) return {};
+    const auto* const language = av_dict_get(file->streams[index]->metadata, "language", nullptr, 0);
+    if (language == nullptr || language->value != std::string("fra")) throw std::runtime_error("not French");
+    SoundPackets packets;
+    for (const PacketPointer packet = makePacket(); av_read_frame(file, packet.get()) == 0;) {
+        const std::string bytes(packet->data, packet->data + packet->size);
+        if (packet->stream_index == index) packets.emplace_back(packet->pts, bytes);
+        av_packet_unref(packet.get());
+    }
+    return packets;
 }
 
 }  // namespace ondrix::test

@@ -1,17 +1,31 @@
 #pragma once
 
-#include <filesystem>
-#include <memory>
+#include <cmath>
 #include <stdexcept>
-#include <vector>
+
+#include <gmock/gmock.h>
+#include <tests/support/LogCapture.h>
+#include <tests/support/Picture.h>
+#include <tests/support/TemporaryFolder.h>
 
 #include <ondrix/platform/ffmpeg/MovieReader.h>
 
-#include "tests/support/Picture.h"
+#include "Clip.h"
 
 namespace ondrix::test {
 
 using Samples = std::vector<std::shared_ptr<CMSampleBuffer>>;
+inline constexpr OSType bgra = kCVPixelFormatType_32BGRA;
+inline constexpr OSType v420 = kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange;
+inline constexpr OSType f420 = kCVPixelFormatType_420YpCbCr8BiPlanarFullRange;
+
+/// A folder for movies, and what is logged meanwhile.
+class MediaTest : public testing::Test {
+protected:
+    [[nodiscard]] std::filesystem::path path(const char* name) const { return folder.path() / name; }
+    LogCapture log;
+    TemporaryFolder folder;
+};
 
 inline Samples readAll(MovieReader& reader) {
     Samples samples;
@@ -28,21 +42,55 @@ inline std::shared_ptr<MovieReader> open(const std::filesystem::path& file,
     return reader;
 }
 
-inline Samples readAll(const std::filesystem::path& file, MovieFrameFormat format = MovieFrameFormat::BGRA) {
-    return readAll(*open(file, format));
-}
-
 inline CMTime timeOf(const std::shared_ptr<CMSampleBuffer>& sample) {
     return CMSampleBufferGetPresentationTimeStamp(*sample);
 }
+inline std::shared_ptr<CVPixelBuffer> imageOf(const std::shared_ptr<CMSampleBuffer>& sample) {
+    return CMSampleBufferGetImageBuffer(*sample);
+}
+inline Int bytesPerElement(const CVPixelBuffer& pixels, Int plane) {
+    return CVPixelBufferIsPlanar(pixels) ? plane + 1 : 4;
+}
 
 /// Bytes of a plane without gaps.
-inline std::vector<int> bytesOf(const std::shared_ptr<CMSampleBuffer>& sample, Int plane, Int bytesPerElement) {
+inline std::vector<int> bytesOf(const std::shared_ptr<CVPixelBuffer>& pixels, Int plane) {
     std::vector<int> bytes;
-    forEachElement(
-        *CMSampleBufferGetImageBuffer(*sample), plane, bytesPerElement,
-        [&](const std::uint8_t* element, Int, Int) { bytes.insert(bytes.end(), element, element + bytesPerElement); });
+    const Int size = bytesPerElement(*pixels, plane);
+    forEachElement(*pixels, plane, size,
+                   [&](const std::uint8_t* element, Int, Int) { bytes.insert(bytes.end(), element, element + size); });
     return bytes;
+}
+
+/// Random bytes in every plane.
+inline std::shared_ptr<CVPixelBuffer> noise(Int width, Int height, OSType format, unsigned seed = 1) {
+    std::shared_ptr<CVPixelBuffer> pixels;
+    CVPixelBufferCreate(width, height, format, nullptr, &pixels);
+    std::mt19937 random(seed);
+    for (Int plane = 0; plane < (format == bgra ? 1 : 2); ++plane) {
+        const Int size = bytesPerElement(*pixels, plane);
+        forEachElement(*pixels, plane, size, [&](std::uint8_t* element, Int, Int) {
+            for (Int i = 0; i < size; ++i) element[i] = static_cast<std::uint8_t>(random());
+        });
+    }
+    return pixels;
+}
+
+inline std::vector<std::int64_t> evenTimes(int count, std::int64_t first = 0, std::int64_t step = 1) {
+    std::vector<std::int64_t> times;
+    for (int index = 0; index < count; ++index) times.push_back(first + index * step);
+    return times;
+}
+
+/// A clip of at most 50 frames with their numbers as luma, which can be seen whatever the encoder does to it.
+inline Clip numbered(const char* encoder, AVRational timeBase, std::vector<std::int64_t> times, int bFrames = 0) {
+    Clip clip{.encoder = encoder, .timeBase = timeBase, .times = std::move(times), .bFrames = bFrames};
+    clip.value = [](int frame, int plane, int, int) { return plane == 0 ? 20 + frame * 4 : 128; };
+    return clip;
+}
+
+/// The number of a frame, from the green of its grey in video range.
+inline int numberIn(const std::shared_ptr<CVPixelBuffer>& pixels) {
+    return static_cast<int>(std::lround((bytesOf(pixels, 0)[1] * 219 / 255.0 + 16 - 20) / 4));
 }
 
 }  // namespace ondrix::test

@@ -9,19 +9,14 @@
 namespace ondrix::test {
 
 /// Stops the media clock at a whole second while it lives; time passes by `advance` alone.
-class ManualClock {
-public:
-    ManualClock() { ticks_ = 1'000'000'000; }
-    ~ManualClock() { os::setTickSource(previous_); }
-    ManualClock(const ManualClock&) = delete;
-    ManualClock& operator=(const ManualClock&) = delete;
-
+struct ManualClock {
+    ManualClock() { ticks = 1'000'000'000; }
+    ~ManualClock() { os::setTickSource(previous); }
     /// To the nanosecond, rounded up.
-    void advance(double seconds) { ticks_ += static_cast<std::uint64_t>(std::ceil(seconds * 1e9)); }
+    void advance(double seconds) { ticks += static_cast<std::uint64_t>(std::ceil(seconds * 1e9)); }
 
-private:
-    static inline std::atomic<std::uint64_t> ticks_;
-    os::TickSource previous_ = os::setTickSource([] { return ticks_.load(); });
+    static inline std::atomic<std::uint64_t> ticks;
+    const os::TickSource previous = os::setTickSource([] { return ticks.load(); });
 };
 
 }  // namespace ondrix::test

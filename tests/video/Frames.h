@@ -1,10 +1,5 @@
 #pragma once
 
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
-
 #include <gmock/gmock.h>
 #include <tests/support/LogCapture.h>
 #include <tests/support/Picture.h>
@@ -18,18 +13,21 @@ inline std::shared_ptr<CVPixelBuffer> frame(Int width, Int height, OSType format
     EXPECT_EQ(CVPixelBufferCreate(width, height, format, nullptr, &buffer), kCVReturnSuccess);
     return buffer;
 }
-inline std::shared_ptr<CMSampleBuffer> sample(const std::shared_ptr<CVPixelBuffer>& image,
-                                              const CMSampleTimingInfo& timing = {}) {
-    std::shared_ptr<CMFormatDescription> description;
+inline std::shared_ptr<CMFormatDescription> description(const std::shared_ptr<CVPixelBuffer>& image) {
+    std::shared_ptr<CMFormatDescription> result;
+    EXPECT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(image, &result), noErr);
+    return result;
+}
+inline std::shared_ptr<CMSampleBuffer> sample(const std::shared_ptr<CVPixelBuffer>& image) {
     std::shared_ptr<CMSampleBuffer> buffer;
-    EXPECT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(image, &description), noErr);
-    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(image, description, timing, &buffer), noErr);
+    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(image, description(image), {}, &buffer), noErr);
     return buffer;
 }
-inline std::shared_ptr<CMSampleBuffer> sound(Int count, const std::vector<CMSampleTimingInfo>& timing) {
-    std::shared_ptr<CMSampleBuffer> buffer;
-    EXPECT_EQ(CMSampleBufferCreateReady(nullptr, count, static_cast<Int>(timing.size()), timing.data(), &buffer), 0);
-    return buffer;
+/// What a display can show: alpha is 255.
+inline Picture opaqueNoise(Int width, Int height, unsigned seed) {
+    auto picture = Picture::noise(width, height, seed);
+    for (std::size_t alpha = 3; alpha < picture.bytes.size(); alpha += 4) picture.bytes[alpha] = 255;
+    return picture;
 }
 
 /// Keeps the frames that it is told of, and then does what it is told to.
@@ -42,14 +40,13 @@ struct FrameListener : VideoFrameSourceDelegate {
     std::function<void(VideoFrameSource&)> onFrame;
 };
 
-/// Writes down the sizes that it is told of, and then does what it is told to.
+/// Likewise for sizes.
 struct SizeListener : TextureDelegate {
-    explicit SizeListener(std::vector<std::string>& e) : events(e) {}
     void texture(Texture& texture, Size2<Int> size) override {
         events.push_back("size " + std::to_string(size.width()) + "x" + std::to_string(size.height()));
         if (onSize) onSize(texture);
     }
-    std::vector<std::string>& events;
+    std::vector<std::string> events;
     std::function<void(Texture&)> onSize;
 };
 

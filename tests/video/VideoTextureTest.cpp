@@ -1,139 +1,50 @@
-#include <algorithm>
+// The textures at both ends: of a video's frames and of a view's drawables.
+#include <cmath>
+#include <latch>
 
 #include <tests/support/RecordingTest.h>
 #include <tests/video/Frames.h>
+
+#include <ondrix/platform/metalkit/HeadlessView.h>
 
 namespace ondrix {
 namespace {
 
 using test::PictureTexture;
 using testing::ElementsAre;
+using testing::IsEmpty;
 
-/// Shows what the framework alone sees.
-struct OpenVideoTexture : VideoTexture {
-    OpenVideoTexture(std::shared_ptr<Device> device, FrameAvailable frameAvailable)
-        : VideoTexture(std::move(device), std::move(frameAvailable)) {}
-    using Texture::mtlTexture;
-};
-
-/// A source that writes down what is done to it.
-struct RecordingSource : VideoFrameSource {
-    explicit RecordingSource(std::vector<std::string>& e) : events(e) {}
-    void destroy() override { events.push_back("destroy"); }
-    void add(const std::shared_ptr<VideoFrameSourceDelegate>&) override { events.push_back("add"); }
-    void remove(const VideoFrameSourceDelegate&) override { events.push_back("remove"); }
-    std::vector<std::string>& events;
-};
-
-class VideoTextureTest : public testing::Test {
+class VideoTextureTest : public test::RecordingTest {
 protected:
     VideoTextureTest() {
         texture->set(source);
         texture->add(sizes);
     }
     void deliver(const std::shared_ptr<CVPixelBuffer>& frame) { source->processFrame(test::sample(frame)); }
-    std::vector<std::string> takeEvents() { return std::exchange(events, {}); }
+    std::vector<std::string> takeEvents() { return std::exchange(sizes->events, {}); }
 
-    std::vector<std::string> events;
-    std::shared_ptr<Device> device = DeviceManager::shared().defaultDevice();
     std::shared_ptr<CMSampleBufferFrameSource> source = CMSampleBufferFrameSource::create();
-    std::shared_ptr<test::SizeListener> sizes = std::make_shared<test::SizeListener>(events);
-    std::shared_ptr<OpenVideoTexture> texture = std::make_shared<OpenVideoTexture>(device, [this](VideoTexture& from) {
-        events.push_back("frame " + std::to_string(from.width()) + "x" + std::to_string(from.height()));
+    std::shared_ptr<test::SizeListener> sizes = std::make_shared<test::SizeListener>();
+    std::shared_ptr<VideoTexture> texture = device->makeVideoTexture([this](VideoTexture& from) {
+        sizes->events.push_back("frame " + std::to_string(from.width()) + "x" + std::to_string(from.height()));
     });
 };
 
-TEST_F(VideoTextureTest, TellsOfAnotherSizeAndThenOfTheFrame) {
+TEST_F(VideoTextureTest, TellsOfAnotherSizeAndThenOfTheFrameUnlessItFails) {
+    source->add(texture);
     EXPECT_EQ(texture->width(), 0);
     deliver(test::frame(1, 1));
-    EXPECT_THAT(takeEvents(), ElementsAre("frame 1x1"));
+    EXPECT_THAT(takeEvents(), ElementsAre("frame 1x1")) << "a known size, or added twice and told twice";
     sizes->onSize = [](Texture& changed) { EXPECT_EQ(changed.width(), 6); };
     deliver(test::frame(6, 4));
     deliver(test::frame(6, 4, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange));
-    EXPECT_THAT(takeEvents(), ElementsAre("size 6x4", "frame 6x4", "frame 6x4"));
-    deliver(test::frame(6, 5));
-    EXPECT_THAT(takeEvents(), ElementsAre("size 6x5", "frame 6x5"));
-}
-
-TEST_F(VideoTextureTest, ABGRAFrameIsTheImageItselfAndAnNV12FrameTheSharedOne) {
-    const auto frame = test::frame(33, 5);
-    deliver(frame);
-    test::forEachElement(*frame, 0, 4, [](std::uint8_t* element, Int, Int) { element[1] = 77; });
-    const auto image = texture->mtlTexture();
-    EXPECT_EQ(PictureTexture::read(*image).at(32, 4, 1), 77) << "copied";
-    deliver(frame);
-    EXPECT_NE(texture->mtlTexture(), image);
-
-    const auto planes = test::frame(33, 5, kCVPixelFormatType_420YpCbCr8BiPlanarFullRange);
-    deliver(planes);
-    const auto converted = texture->mtlTexture();
-    for (const Int plane : {0, 1}) {
-        test::forEachElement(*planes, plane, 1 + plane, [plane](std::uint8_t* element, Int, Int) {
-            std::fill_n(element, 1 + plane, static_cast<std::uint8_t>(plane == 0 ? 201 : 128));
-        });
-    }
-    deliver(planes);
-    EXPECT_EQ(texture->mtlTexture(), converted);
-    for (const int colour : {0, 1, 2}) EXPECT_NEAR(PictureTexture::read(*converted).at(32, 4, colour), 201, 1);
-}
-
-TEST_F(VideoTextureTest, ASourceIsDestroyedForAllItsListenersWhenItIsReplacedOrReleased) {
-    const auto listener = std::make_shared<test::FrameListener>();
-    source->add(listener);
-    source->add(texture);
-    deliver(test::frame(2, 2));
-    EXPECT_THAT(takeEvents(), ElementsAre("size 2x2", "frame 2x2")) << "added twice, told once";
-    const auto second = std::make_shared<RecordingSource>(events);
-    texture->set(second);
-    deliver(test::frame(2, 2));
-    EXPECT_EQ(listener->frames.size(), 1u);
-    texture->set(second);
-    texture->clearFrameSource();
-    texture->clearFrameSource();
-    EXPECT_THAT(takeEvents(), ElementsAre("add", "destroy", "add", "destroy"));
-    EXPECT_EQ(texture->width(), 2) << "the image stays";
-
-    texture->set(second);
-    texture->prepareForRelease();
-    EXPECT_EQ(texture->mtlTexture(), nullptr);
-    texture->set(source);
-    deliver(test::frame(2, 2));
-    EXPECT_THAT(takeEvents(), ElementsAre("add", "destroy")) << "a callback, or a size that was known";
-}
-
-TEST_F(VideoTextureTest, ACallbackMayReleaseOrDropItsTexture) {
-    sizes->onSize = [](Texture& changed) { changed.prepareForRelease(); };
-    deliver(test::frame(2, 2));
-    EXPECT_THAT(takeEvents(), ElementsAre("size 2x2")) << "there is no callback any more";
-    sizes->onSize = nullptr;
-
-    const std::weak_ptr<VideoTexture> observer = texture;
-    texture->setOnFrameAvailable([this, canary = std::make_shared<int>(5)](VideoTexture& from) {
-        texture.reset();
-        from.prepareForRelease();
-        events.push_back("frame " + std::to_string(*canary));
-    });
-    texture->videoFrameSource(*source, test::frame(2, 2));
-    EXPECT_THAT(takeEvents(), ElementsAre("frame 5"));
-    EXPECT_TRUE(observer.expired());
-}
-
-using VideoTextureFailureTest = test::RecordingTest;
-
-TEST_F(VideoTextureFailureTest, AFrameThatFailsIsReportedAndLeftOut) {
-    std::vector<std::string> events;
-    const auto sizes = std::make_shared<test::SizeListener>(events);
-    const auto texture = device->makeVideoTexture([&](VideoTexture&) { events.push_back("frame"); });
-    const auto source = CMSampleBufferFrameSource::create();
-    texture->set(source);
-    texture->add(sizes);
-    source->processFrame(test::sample(test::frame(4, 2)));
     mtlDevice->refused = {"wrapPlane"};
-    source->processFrame(test::sample(test::frame(6, 2)));
-    EXPECT_EQ(texture->width(), 4);
+    deliver(test::frame(7, 4));
+    EXPECT_EQ(texture->width(), 6);
     mtlDevice->refused = {};
-    source->processFrame(test::sample(test::frame(4, 2)));
-    EXPECT_THAT(events, ElementsAre("size 4x2", "frame", "frame")) << "the failed frame left something";
+    deliver(test::frame(6, 4));
+    deliver(test::frame(6, 5));
+    EXPECT_THAT(takeEvents(), ElementsAre("size 6x4", "frame 6x4", "frame 6x4", "frame 6x4", "size 6x5", "frame 6x5"));
 
     struct BareDevice : Device {
         explicit BareDevice(std::shared_ptr<MTLDevice> mtlDevice) : Device(std::move(mtlDevice)) {}
@@ -143,6 +54,155 @@ TEST_F(VideoTextureFailureTest, AFrameThatFailsIsReportedAndLeftOut) {
         takeMessages(),
         ElementsAre("Failed creating texture from the pixel buffer acquired from the latest video frame.",
                     "Failed to get the texture converter from GFX device to convert pixel buffers to Metal textures."));
+}
+
+TEST_F(VideoTextureTest, ASourceIsDestroyedForAllItsListenersWhenItIsReplacedOrReleased) {
+    const auto listener = std::make_shared<test::FrameListener>();
+    const std::function<void()> ends[] = {[this] { texture->set(CMSampleBufferFrameSource::create()); },
+                                          [this] { texture->clearFrameSource(); }, [this] { texture->set(source); },
+                                          [this] { texture->prepareForRelease(); }};
+    deliver(test::frame(1, 1));
+    for (const auto& end : ends) {
+        texture->set(source);
+        source->add(listener);
+        EXPECT_EQ(texture->width(), 1) << "the image goes with its source";
+        end();
+        deliver(test::frame(1, 1));
+    }
+    EXPECT_THAT(listener->frames, IsEmpty());
+    EXPECT_THAT(takeEvents(), ElementsAre("frame 1x1", "frame 1x1")) << "the first, and after it was set again";
+    EXPECT_EQ(texture->width(), 0) << "released";
+    texture->set(source);
+    deliver(test::frame(1, 1));
+    EXPECT_THAT(takeEvents(), IsEmpty()) << "a callback, or a size that was known";
+}
+
+TEST_F(VideoTextureTest, ACallbackMayReleaseOrDropItsTexture) {
+    sizes->onSize = [](Texture& changed) { changed.prepareForRelease(); };
+    deliver(test::frame(2, 2));
+    EXPECT_THAT(takeEvents(), ElementsAre("size 2x2")) << "there is no callback any more";
+
+    const std::weak_ptr<VideoTexture> observer = texture;
+    texture->setOnFrameAvailable([this, canary = std::make_shared<int>(5)](VideoTexture& from) {
+        texture.reset();
+        from.prepareForRelease();
+        sizes->events.push_back("frame " + std::to_string(*canary));
+    });
+    texture->videoFrameSource(*source, test::frame(2, 2));
+    EXPECT_THAT(takeEvents(), ElementsAre("frame 5"));
+    EXPECT_TRUE(observer.expired());
+}
+
+/// Hears of the end of two runs, frames shown included.
+struct Completion : EffectDelegate {
+    void effectDidStartGPUTasks(Effect&) override {}
+    void effectDidCompleteGPUTasks(Effect&) override { done.count_down(); }
+    std::latch done{2};
+};
+
+class RenderViewTextureTest : public testing::Test {
+protected:
+    RenderViewTextureTest() { texture->add(sizes); }
+
+    std::shared_ptr<Device> device = DeviceManager::shared().defaultDevice();
+    std::shared_ptr<HeadlessView> view = HeadlessView::create({6, 4}, device->mtlDevice());
+    std::shared_ptr<RenderViewTexture> texture = device->makeRenderViewTexture(view);
+    std::shared_ptr<test::SizeListener> sizes = std::make_shared<test::SizeListener>();
+};
+
+TEST_F(RenderViewTextureTest, AVideosFramesAreShown) {
+    const auto converter = device->textureConverter();
+    const auto pool = converter->makePixelBufferPool(6, 4, kCVPixelFormatType_32BGRA);
+    const auto source = CMSampleBufferFrameSource::create();
+    const auto video = device->makeVideoTexture(nullptr);
+    video->set(source);
+    const auto effect = PresentTextureEffect::create(device, video, texture, view->colorPixelFormat(),
+                                                     ContentMode::scaleAspectFill, ImageRotation::degrees0, false);
+    const auto completion = std::make_shared<Completion>();
+    effect->setDelegate(completion);
+    for (const unsigned seed : {1, 2}) {
+        const auto picture = PictureTexture::create(device, test::opaqueNoise(6, 4, seed));
+        source->processFrame(test::sample(converter->makePixelBuffer(*picture, *pool)));
+        const auto drawable = view->currentDrawable();
+        EXPECT_EQ(view->currentDrawable(), drawable);
+        EXPECT_TRUE(effect->apply(drawable));
+        EXPECT_NE(view->currentDrawable(), drawable) << "would be drawn over on its way to the display";
+    }
+    completion->done.wait();
+    EXPECT_EQ(view->shownFrameCount(), 2);
+    EXPECT_EQ(PictureTexture::read(*converter->texture(view->shownFrame())), test::opaqueNoise(6, 4, 2));
+}
+
+TEST_F(RenderViewTextureTest, TellsOfANewSizeInWholePixels) {
+    EXPECT_TRUE(texture->resize(6, 4) && sizes->events.empty());
+    EXPECT_TRUE(texture->resize(10, 10));
+    EXPECT_THAT(std::exchange(sizes->events, {}), ElementsAre("size 6x4"))
+        << "the drawables' size, whatever was asked for";
+    const auto before = view->currentDrawable();
+    sizes->onSize = [](Texture& changed) { EXPECT_EQ(changed.width(), 6) << "the view tells first"; };
+    view->setDrawableSize({750.5, 1334});
+    view->setDrawableSize({750.5, 1334});
+    EXPECT_NE(view->currentDrawable(), before);
+    EXPECT_EQ(texture->size(), (Size2<Int>{750, 1334}));
+    for (const double side : {HUGE_VAL, std::nan(""), 0x1p63, -0x1p70}) {
+        view->setDrawableSize({side, 5});
+        view->setDrawableSize({5, side});
+    }
+    view->draw();
+    EXPECT_THAT(sizes->events, ElementsAre("size 750x1334"));
+}
+
+TEST_F(RenderViewTextureTest, HasNoImageWhileTheViewShowsNothing) {
+    const std::pair<std::function<void()>, Int> stepsAndWidths[] = {
+        {[this] { view->setMinimised(true); }, 0},
+        {[this] { view->setMinimised(false); }, 6},
+        {[this] {
+             view->setDrawableSize({0.9, 4});
+         },
+         0},
+        {[this] {
+             view->setDrawableSize({6, 4});
+         },
+         6},
+        {[this] { view->setDevice(nullptr); }, 0},
+        {[this] { view->setDevice(device->mtlDevice()); }, 6},
+        {[this] { view.reset(); }, 0}};
+    for (const auto& [step, width] : stepsAndWidths) {
+        step();
+        EXPECT_EQ(texture->width(), width);
+    }
+}
+
+TEST_F(RenderViewTextureTest, AnObserverMayReleaseTextureAndView) {
+    sizes->onSize = [this](Texture& changed) {
+        texture.reset();
+        changed.prepareForRelease();
+        EXPECT_EQ(view->delegate(), nullptr);
+        EXPECT_EQ(changed.width(), 0);
+        view.reset();
+    };
+    HeadlessView& resized = *view;
+    resized.setDrawableSize({5, 5});
+    EXPECT_THAT(sizes->events, ElementsAre("size 5x5"));
+}
+
+TEST_F(RenderViewTextureTest, FramesAreFewAndPresentedOnce) {
+    std::vector<std::shared_ptr<CAMetalDrawable>> drawables;
+    while (auto drawable = view->currentDrawable()) {
+        drawable->present();
+        drawable->present();
+        drawables.push_back(std::move(drawable));
+        ASSERT_LT(drawables.size(), 10u) << "there is no end of them";
+        if (drawables.size() == 2) view->setDrawableSize({5, 5});  // those of the old size count
+    }
+    EXPECT_EQ(view->shownFrameCount(), 3);
+    EXPECT_EQ(CVPixelBufferGetWidth(*view->shownFrame()), 5);
+    drawables.erase(drawables.begin());
+    const auto late = view->currentDrawable();
+    ASSERT_NE(late, nullptr) << "one has come back";
+    view.reset();
+    late->present();
+    EXPECT_EQ(late->texture()->width(), 5u);
 }
 
 }  // namespace
