@@ -21,7 +21,7 @@ struct MovieWriterSettings {
     int quality = 23;
     /// Encoder's own speed setting where it has one ("ultrafast" to "veryslow"); empty: its default.
     std::string preset;
-    int threadCount = 0;  ///< of the encoder; 0: one for each processor
+    int threadCount = 0;  ///< of the encoder; 0: as many as it finds best
     /// Sound, subtitles, chapters and descriptions are copied from this movie unchanged, as far as the format can hold
     /// them, which is logged, and as far as the pictures go; to its end if it has no later picture itself. Empty: none.
     std::optional<URL> copyOthersFrom;

@@ -21,8 +21,7 @@ std::string nameOf(const AVCodecParameters& parameters) {
 /// With frame threads, these decoders tell of damage only if the thread that finds it is done before another one takes
 /// over the picture: a damaged picture would come as a whole one by chance.
 bool losesDamageBetweenThreads(AVCodecID codec) {
-    return codec == AV_CODEC_ID_H264 || codec == AV_CODEC_ID_MPEG4 || codec == AV_CODEC_ID_RV30 ||
-           codec == AV_CODEC_ID_RV40;
+    return codec == AV_CODEC_ID_MPEG4 || codec == AV_CODEC_ID_RV30 || codec == AV_CODEC_ID_RV40;
 }
 
 bool isDamaged(const AVFrame& frame) {
@@ -45,6 +44,8 @@ std::unique_ptr<PictureDecoder> PictureDecoder::create(std::unique_ptr<MovieInpu
         codec->pkt_timebase = stream.time_base;
         codec->thread_count = 0;
         codec->thread_type = FF_THREAD_SLICE | (losesDamageBetweenThreads(decoder->id) ? 0 : FF_THREAD_FRAME);
+        // This one can fail with damaged packets instead, and failures reach us in order.
+        if (decoder->id == AV_CODEC_ID_H264) codec->err_recognition |= AV_EF_EXPLODE;
         // Pictures that lack their references come too, marked, so that they can be counted.
         codec->flags |= AV_CODEC_FLAG_OUTPUT_CORRUPT;
         status = throwIfOutOfMemory(avcodec_open2(codec.get(), decoder, nullptr));
