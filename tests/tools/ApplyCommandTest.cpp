@@ -63,7 +63,9 @@ protected:
 TEST_F(ApplyCommand, RunsTheFunctionOverThePictureOrTheSizeAsked) {
     std::vector<std::string> options{"--library", ONDRIX_TEST_LIBRARY, "--function", "Test::Invert"};
     Picture inverted = picture;
-    for (std::size_t i = 0; i < inverted.bytes.size(); ++i) inverted.bytes[i] ^= i % 4 == 3 ? 0 : 255;
+    for (std::size_t i = 0; i < inverted.bytes.size(); ++i) {
+        if (i % 4 != 3) inverted.bytes[i] = static_cast<std::uint8_t>(~inverted.bytes[i]);
+    }
     EXPECT_EQ(result("apply", png(picture), options), inverted);
     options.insert(options.end(), {"--size", "20x60"});
     const Picture other = result("apply", png(picture), options);
