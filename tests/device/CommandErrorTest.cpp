@@ -165,12 +165,12 @@ TEST(CommandBuffers, RefuseASecondOpenEncoderAndCommitWithOne) {
 TEST(CommandBuffers, ClampGridsToTheTarget) {
     const Gpu gpu;
     const std::uint64_t huge = std::uint64_t{1} << 63;
-    const std::tuple<MTLSize, MTLSize, int> cases[] = {{{2, 1, 1}, {2, 2, 1}, 8},
+    const std::tuple<MTLSize, MTLSize, int> grids[] = {{{2, 1, 1}, {2, 2, 1}, 8},
                                                        {{1, 3, 7}, {2, 1, 1}, 6},
                                                        {{huge, huge, 1}, {huge, 4, 1}, 15},
                                                        {{0, 3, 1}, {8, 8, 1}, 0},
                                                        {{3, 3, 1}, {8, 8, 0}, 0}};
-    for (const auto& [groups, threads, written] : cases) {
+    for (const auto& [groups, threads, written] : grids) {
         const auto target = gpu.texture(5, 3);
         auto commands = gpu.queue->makeCommandBuffer();
         gpu.dispatch(*commands, "fill", {target}, gpu.buffer(std::vector<float>{1, 2, 3, 4}), groups, threads);

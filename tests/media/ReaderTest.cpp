@@ -156,7 +156,8 @@ TEST_F(ReaderTest, BadFilesAreRefusedWithTheReason) {
         {folder.write("codec.mov", unknownCodec), "no decoder for zzzz"},
     };
     for (const auto& [file, reason] : table) {
-        EXPECT_THAT([&] { (void)open(file); }, testing::ThrowsMessage<std::runtime_error>(testing::StartsWith(reason)));
+        EXPECT_THAT([&file = file] { (void)open(file); },
+                    testing::ThrowsMessage<std::runtime_error>(testing::StartsWith(reason)));
     }
 }
 

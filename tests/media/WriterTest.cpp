@@ -181,8 +181,8 @@ TEST_F(WriterTest, RefusesWithAReason) {
     for (const auto& [name, reason, change] : refusals) {
         MovieWriterSettings changed = settings();
         change(changed);
-        EXPECT_THAT([&] { (void)create(name, changed); },
-                    testing::ThrowsMessage<std::runtime_error>(testing::HasSubstr(reason)));
+        const auto make = [&, &name = name] { (void)create(name, changed); };
+        EXPECT_THAT(make, testing::ThrowsMessage<std::runtime_error>(testing::HasSubstr(reason)));
     }
     EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
 }
