@@ -36,7 +36,6 @@ typedef float Floats __attribute__((vector_size(count * 4)));
 typedef std::int32_t Ints __attribute__((vector_size(count * 4)));
 typedef std::uint32_t UInts __attribute__((vector_size(count * 4)));
 typedef double Doubles __attribute__((vector_size(count * 8)));
-typedef std::int64_t Longs __attribute__((vector_size(count * 8)));
 typedef float FloatsInMemory __attribute__((vector_size(count * 4), aligned(1), may_alias));
 typedef std::int32_t IntsInMemory __attribute__((vector_size(count * 4), aligned(1), may_alias));
 
@@ -64,9 +63,6 @@ ONDRIX_INLINE Floats broadcast(float f) {
 }
 ONDRIX_INLINE Ints broadcast(std::int32_t i) {
     return Ints{} + i;
-}
-ONDRIX_INLINE Doubles broadcast(double d) {
-    return Doubles{} + d;
 }
 
 alignas(64) inline constexpr std::int32_t indices[16] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};

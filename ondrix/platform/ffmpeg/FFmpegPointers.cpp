@@ -1,22 +1,8 @@
 #include <cctype>
-#include <filesystem>
-#include <system_error>
 
 #include <ondrix/platform/ffmpeg/FFmpegPointers.h>
-#include <ondrix/platform/foundation/NSBundle.h>
 
 namespace ondrix {
-
-namespace {
-
-std::string subsystemName() {
-    if (const auto identifier = NSBundle::mainBundle()->bundleIdentifier()) return *identifier;
-    std::error_code error;
-    const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
-    return error ? "unknown" : program.filename().string();
-}
-
-}  // namespace
 
 std::string ffmpegErrorText(int status) {
     char text[AV_ERROR_MAX_STRING_SIZE] = {};
@@ -28,11 +14,12 @@ std::string ffmpegErrorText(int status) {
 }
 
 void silenceFFmpeg() noexcept {
-    av_log_set_level(AV_LOG_QUIET);
+    // An application that set a level of its own keeps it.
+    if (av_log_get_level() == AV_LOG_INFO) av_log_set_level(AV_LOG_QUIET);
 }
 
 const os::Logger& mediaLogger() {
-    static const auto* const logger = new os::Logger(subsystemName(), "media");
+    static const auto* const logger = new os::Logger(os::mainSubsystem(), "media");
     return *logger;
 }
 

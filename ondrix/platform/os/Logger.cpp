@@ -3,14 +3,17 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <new>
+#include <system_error>
 #include <utility>
 
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <ondrix/platform/foundation/NSBundle.h>
 #include <ondrix/platform/os/Logger.h>
 
 namespace ondrix::os {
@@ -126,6 +129,13 @@ LogSink setLogSink(LogSink sink) {
 
 void setLogLevel(LogType minimum) {
     sharedState().minimum.store(minimum, std::memory_order_relaxed);
+}
+
+std::string mainSubsystem() {
+    if (const auto identifier = NSBundle::mainBundle()->bundleIdentifier()) return *identifier;
+    std::error_code error;
+    const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
+    return error ? "unknown" : program.filename().string();
 }
 
 Logger::Logger(std::string subsystem, std::string category)

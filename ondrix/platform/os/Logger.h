@@ -27,6 +27,10 @@ LogSink setLogSink(LogSink sink);
 /// Messages below `minimum` are neither built nor written. `LogType::info` to begin with.
 void setLogLevel(LogType minimum);
 
+/// Whose messages a logger writes, unless it has a name of its own: the main bundle's identifier, or without one the
+/// program's file name.
+[[nodiscard]] std::string mainSubsystem();
+
 /// Writes printf-style messages under one subsystem and category. Safe to use from any thread; never throws.
 class Logger {
 public:

@@ -15,7 +15,7 @@ namespace ondrix {
 namespace {
 
 const os::Logger& logger() {
-    static const auto* const logger = new os::Logger("ondrix", "window");
+    static const auto* const logger = new os::Logger(os::mainSubsystem(), "window");
     return *logger;
 }
 
