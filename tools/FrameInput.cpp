@@ -22,7 +22,22 @@ const MovieInformation& FrameInput::information() const {
 }
 
 std::shared_ptr<CMSampleBuffer> FrameInput::next() {
-    return live_ != nullptr ? live_->copyNextSampleBuffer() : reader_->copyNextSampleBuffer();
+    if (reader_ != nullptr) return reader_->copyNextSampleBuffer();
+    const auto frame = live_->copyNextSampleBuffer();
+    return frame != nullptr ? sinceFirst(*frame) : nullptr;
+}
+
+// Cameras count from when the machine was started, or from 1970.
+std::shared_ptr<CMSampleBuffer> FrameInput::sinceFirst(const CMSampleBuffer& frame) {
+    CMSampleTimingInfo timing;
+    CMSampleBufferGetSampleTimingInfo(frame, 0, &timing);
+    if (!first_) first_ = timing.presentationTimeStamp;
+    timing.presentationTimeStamp = CMTimeSubtract(timing.presentationTimeStamp, *first_);
+    timing.decodeTimeStamp = kCMTimeInvalid;
+    std::shared_ptr<CMSampleBuffer> shifted;
+    CMSampleBufferCreateReadyWithImageBuffer(CMSampleBufferGetImageBuffer(frame),
+                                             CMSampleBufferGetFormatDescription(frame), timing, &shifted);
+    return shifted;
 }
 
 std::shared_ptr<CMSampleBuffer> FrameInput::frameAt(double seconds) {

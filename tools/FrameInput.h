@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <ondrix/platform/coremedia/CMSampleBuffer.h>
@@ -16,7 +17,7 @@ public:
 
     [[nodiscard]] const std::string& name() const noexcept { return name_; }
     [[nodiscard]] const MovieInformation& information() const;
-    /// Null at the end, however it came.
+    /// Null at the end, however it came. A live source's times count from its first frame.
     [[nodiscard]] std::shared_ptr<CMSampleBuffer> next();
     /// The frame on screen so many seconds after the movie's beginning. A failure beyond its end, and for live sources.
     [[nodiscard]] std::shared_ptr<CMSampleBuffer> frameAt(double seconds);
@@ -28,9 +29,12 @@ public:
     void cancel();
 
 private:
+    [[nodiscard]] std::shared_ptr<CMSampleBuffer> sinceFirst(const CMSampleBuffer& frame);
+
     std::string name_;
     std::shared_ptr<MovieReader> reader_;
     std::shared_ptr<LiveSource> live_;  ///< one of the two
+    std::optional<CMTime> first_;       ///< time of a live source's first frame
 };
 
 }  // namespace ondrix::tools

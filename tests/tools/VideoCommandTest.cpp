@@ -99,17 +99,20 @@ TEST_F(VideoCommand, IsAnExampleToo) {
 }
 #endif
 
-// A movie that is lost, that can't be played, or that never ends.
+// A movie that is lost, that can't be played, that never ends, or that begins when its camera was switched on.
 TEST_F(VideoCommand, AnInterruptionCompletesTheMovie) {
     const Outcome outcome =
         runProgram("/bin/bash", {"-c",
-                                 "mkfifo \"$2.lines\"; \"$1\" video lavfi:testsrc2=s=64x48 \"$2\" "
+                                 "mkfifo \"$2.lines\"; \"$1\" video lavfi:testsrc2=s=64x48,setpts=PTS+9/TB \"$2\" "
                                  "--progress json >\"$2.lines\" & exec 3<\"$2.lines\"; read -r <&3; "
                                  "kill -TERM $!; wait $!",
                                  "bash", ONDRIX_PROGRAM, moved});
     EXPECT_EQ(outcome.status, 130);
     EXPECT_THAT(outcome.errors, HasSubstr(moved + ": interrupted; the movie ends after "));
-    EXPECT_EQ(runOndrix({"frame", moved, out, "--at", "0.5"}).status, 0);
+    const auto reader = MovieReader::open(URL(moved), MovieFrameFormat::native, nullptr);
+    ASSERT_NE(reader, nullptr);
+    EXPECT_EQ(CMTimeCompare(reader->information().start, kCMTimeZero), 0);
+    EXPECT_NE(reader->copyNextSampleBuffer(), nullptr);
 }
 
 TEST_F(VideoCommand, SaysInOneLineWhatIsWrong) {
