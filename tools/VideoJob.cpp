@@ -4,8 +4,6 @@
 #include <cstdio>
 #include <utility>
 
-#include <ondrix/platform/quartzcore/CACurrentMediaTime.h>
-
 #include "Failure.h"
 
 namespace ondrix::tools {
@@ -37,7 +35,6 @@ VideoJob::Result VideoJob::run(const Interruption& interruption, Progress& progr
         parts_.converter.makePixelBufferPool(parts_.output.width(), parts_.output.height(), kCVPixelFormatType_32BGRA);
     if (pool_ == nullptr) parts_.session.fail(parts_.outputName, "no memory for frames");
     Result result;
-    const double begin = CACurrentMediaTime();
     decoder_ = std::thread([this] { decode(); });
     encoder_ = std::thread([this] { encode(); });
 
@@ -61,7 +58,6 @@ VideoJob::Result VideoJob::run(const Interruption& interruption, Progress& progr
     if (result.frames == 0) throw Failure(parts_.input.name(), "holds no frame that can be decoded");
     checkWriter(parts_.writer.finish(), result.seconds);
 
-    result.elapsed = CACurrentMediaTime() - begin;
     if (profiler_->update()) {
         result.convert = profiler_->getMeanInterval(convert).value_or(0);
         result.effect = profiler_->getMeanInterval(effect).value_or(0);

@@ -27,7 +27,6 @@ public:
     struct Result {
         std::int64_t frames = 0;
         double seconds = 0;  ///< from the first frame to the last
-        double elapsed = 0;  ///< seconds that the run took
         double convert = 0;  ///< mean seconds a frame, as are the next two
         double effect = 0;
         double readBack = 0;
