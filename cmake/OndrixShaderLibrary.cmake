@@ -1,9 +1,10 @@
 # ondrix_add_shader_library(TARGET [NAME name] [FOR program-or-library] [DESTINATION folder] SOURCES source...)
 #
 # Builds the GPU functions in the sources into the folder name.oxlib (TARGET.oxlib without NAME), as one module for each SIMD
-# level of the processor family. With FOR, the folder lies in the bundle of that target, which then depends on it; with
-# DESTINATION, in that folder; otherwise in the current binary folder. The library named "default" in a program's bundle is
-# its default library. The property ONDRIX_LIBRARY_FOLDER of TARGET is the path of the folder.
+# level of the processor family, and one of the level "checked" for ONDRIX_VALIDATE=1. With FOR, the folder lies in the
+# bundle of that target, which then depends on it; with DESTINATION, in that folder; otherwise in the current binary folder.
+# The library named "default" in a program's bundle is its default library. The property ONDRIX_LIBRARY_FOLDER of TARGET is
+# the path of the folder.
 
 if(NOT ONDRIX_SHADING_INCLUDE_DIR)  # set by the installed package
   set(ONDRIX_SHADING_INCLUDE_DIR "${CMAKE_CURRENT_LIST_DIR}/..")
@@ -17,6 +18,8 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
 else()
   set(ONDRIX_SIMD_LEVELS plain vector128 CACHE STRING "SIMD levels that shader libraries are built for")
 endif()
+
+option(ONDRIX_CHECKED_MODULES "Build the modules of shader libraries that ONDRIX_VALIDATE=1 uses" ON)
 
 function(ondrix_add_shader_library target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "NAME;FOR;DESTINATION" "SOURCES")
@@ -49,7 +52,11 @@ function(ondrix_add_shader_library target)
 
   add_custom_target(${target} ALL)
   set_target_properties(${target} PROPERTIES ONDRIX_LIBRARY_FOLDER "${folder}")
-  foreach(level IN LISTS ONDRIX_SIMD_LEVELS)
+  set(levels ${ONDRIX_SIMD_LEVELS})
+  if(ONDRIX_CHECKED_MODULES)
+    list(APPEND levels checked)
+  endif()
+  foreach(level IN LISTS levels)
     set(module ${target}-${level})
     add_library(${module} MODULE ${arg_SOURCES} ${ONDRIX_SHADER_MODULE_SOURCE})
     set_target_properties(${module} PROPERTIES PREFIX "" SUFFIX ".so" OUTPUT_NAME ${level}
@@ -69,10 +76,10 @@ function(ondrix_add_shader_library target)
     endif()
     # Optimized in every kind of build: vector code is of no use otherwise. And a function is compiled into each of its
     # loops, however large it is, because a call would put its packs into memory.
-    if(CMAKE_CXX_FLAGS MATCHES "-fsanitize=[a-z,]*address" AND NOT level STREQUAL "plain")
+    if(CMAKE_CXX_FLAGS MATCHES "-fsanitize=[a-z,]*address" AND NOT level MATCHES "^(plain|checked)$")
       # Checked vector code takes minutes to compile; the plain level, which all others agree with, is checked.
       target_compile_options(${module} PRIVATE -O1 -fno-sanitize=all)
-    elseif(CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+    elseif(CMAKE_CXX_FLAGS MATCHES "-fsanitize" OR level STREQUAL "checked")
       target_compile_options(${module} PRIVATE -O1)
     elseif(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
       target_compile_options(${module} PRIVATE -O3
@@ -83,6 +90,8 @@ function(ondrix_add_shader_library target)
     endif()
     if(level STREQUAL "plain")
       target_compile_definitions(${module} PRIVATE ONDRIX_PLAIN)
+    elseif(level STREQUAL "checked")
+      target_compile_definitions(${module} PRIVATE ONDRIX_PLAIN ONDRIX_CHECKED _GLIBCXX_ASSERTIONS)
     elseif(level MATCHES "^x86-64-")
       target_compile_options(${module} PRIVATE -march=${level})
       if(level STREQUAL "x86-64-v4")

@@ -13,8 +13,8 @@ inline Texel FS_Main(const Varying2& uv, const Texture<0>& image, const Sampler<
 }
 
 /// Copies position for position where both textures have the position.
-inline void CS_Main(const Position& p, const Texture<0>& image, const Target<1>& output) {
-    output.write(p.within(image), image.read(p));
+inline void CS_Main(const WholeRow& row, const Texture<0>& image, const Target<1>& output) {
+    output.copy(row, image);
 }
 
 const FunctionTable functions{

@@ -36,18 +36,18 @@ void Effect::setShouldWaitForCompletion(bool shouldWaitForCompletion) {
     shouldWaitForCompletion_ = shouldWaitForCompletion;
 }
 
-// The loops below walk a copy of the chain: a pass of the application may change the chain while it is asked.
+// The loops below hold the chain that they walk: a pass of the application may put another in its place meanwhile.
 
 void Effect::set(const std::string& property, const std::any& value) {
     const auto passes = passes_;
-    for (const auto& pass : passes) {
+    for (const auto& pass : *passes) {
         if (pass->has(property)) pass->set(property, value);
     }
 }
 
 std::any Effect::get(const std::string& property) const {
     const auto passes = passes_;
-    for (const auto& pass : passes) {
+    for (const auto& pass : *passes) {
         if (pass->has(property)) return pass->get(property);
     }
     return {};
@@ -55,13 +55,15 @@ std::any Effect::get(const std::string& property) const {
 
 void Effect::add(std::shared_ptr<Pass> pass, const std::string& named) {
     assert(pass != nullptr);
-    passes_.push_back(pass);
+    auto longer = std::make_shared<Passes>(*passes_);
+    longer->push_back(pass);
+    passes_ = std::move(longer);
     passMap_[named].swap(pass);
 }
 
 void Effect::removeAllPasses() {
     // Destructors of passes run when both are empty.
-    const auto passes = std::exchange(passes_, {});
+    const auto passes = std::exchange(passes_, std::make_shared<const Passes>());
     const auto passMap = std::exchange(passMap_, {});
 }
 
@@ -76,7 +78,7 @@ bool Effect::prepare() {
 
 bool Effect::encode(MTLCommandBuffer& commandBuffer) {
     const auto passes = passes_;
-    for (const auto& pass : passes) {
+    for (const auto& pass : *passes) {
         if (!pass->encode(commandBuffer)) {
             Logger::gfx().error("Failed encoding %s in the effect.", className(*pass).c_str());
             return false;

@@ -65,7 +65,8 @@ protected:
 private:
     std::shared_ptr<Device> device_;
     std::shared_ptr<MTLCommandQueue> commandQueue_;
-    std::vector<std::shared_ptr<Pass>> passes_;
+    using Passes = std::vector<std::shared_ptr<Pass>>;
+    std::shared_ptr<const Passes> passes_ = std::make_shared<const Passes>();  ///< replaced, never changed
     std::unordered_map<std::string, std::shared_ptr<Pass>> passMap_;
     WeakCell<EffectDelegate> delegate_;
     bool shouldWaitForCompletion_ = false;

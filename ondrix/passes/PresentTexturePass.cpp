@@ -70,7 +70,7 @@ std::shared_ptr<PresentTexturePass> PresentTexturePass::create(
         fatalError("Failed to load shaders for PresentTexturePass.");
     }
     auto mesh = requiredQuadMesh(*device);
-    const std::shared_ptr<PresentTexturePass> pass(
+    std::shared_ptr<PresentTexturePass> pass(
         new PresentTexturePass(std::move(device), std::move(shaders.vertex), std::move(shaders.fragment),
                                std::move(mesh), std::move(outputTexture), outputPixelFormat,
                                {std::move(inputTexture), std::move(sampler), std::move(constantBuffer), contentMode,

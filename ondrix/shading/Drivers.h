@@ -9,15 +9,38 @@ namespace ondrix::shading::detail {
 template <class T>
 using Plain = std::remove_cvref_t<T>;
 
+/// Calls `pack` for the whole packs of `pixels` from `x` to `end`; returns where the shorter one begins. Groups of 256
+/// bytes, at four a pixel, are visited from right to left: memory that is read and written strictly from left to right
+/// arrives at little more than half of the speed, because the processor fetches a line only when the one before it was
+/// asked for.
+template <int pixels = lanes::count, class Pack>
+ONDRIX_INLINE int forWholePacks(int x, int end, const Pack& pack) {
+    constexpr int group = lanes::plain ? 1 : 64 / pixels;
+    const int packs = x < end ? (end - x) / pixels : 0, grouped = packs - packs % group;
+    for (int i = 0; i < packs; i++) {
+        int place = i;
+        asm("" : "+r"(place));  // one loop, which is not to be split into two: functions are large
+        pack(x + (place < grouped ? place ^ (group - 1) : place) * pixels);
+    }
+    return x + packs * pixels;
+}
+
 template <auto function>
-struct Compute;
+struct Compute {
+    static_assert(sizeof(function) == 0, "a compute function returns void");
+};
 
 template <class... A, void (*function)(A...)>
 struct Compute<function> {
     using List = ParameterList<Plain<A>...>;
+    static constexpr bool inStretches = (false || ... || std::is_same_v<Plain<A>, Stretch>);
+    static constexpr bool inRows = (false || ... || std::is_same_v<Plain<A>, WholeRow>);
+    using Run = std::conditional_t<inRows, WholeRow, std::conditional_t<inStretches, Stretch, Position>>;
+    static constexpr int pixels = inStretches ? Stretch::pixels : lanes::count;
 
     static void run(const ComputeTask* task) {
-        const typename List::Bound bound = List::bind(task->bindings);
+        typename List::Bound bound = List::bind(task->bindings);
+        if (task->streaming != 0) List::allowStreaming(bound);
         std::int32_t width = 0, height = 0;
         std::apply(
             [&](const auto&... each) {
@@ -39,6 +62,7 @@ struct Compute<function> {
             const std::int32_t interior = y < interiorHeight ? interiorWidth : 0;
             expected ? row<true>(bound, y, width, interior) : row<false>(bound, y, width, interior);
         }
+        if (task->streaming != 0) lanes::finishStreaming();
     }
 
 private:
@@ -47,26 +71,38 @@ private:
                                                     [[maybe_unused]] int interior) {
         typename List::Bound bound = shared;
         if constexpr (expected) List::assumeExpectedFormats(bound);
-        int x = 0;
-        if constexpr (expected) {
-            for (; x + lanes::count <= interior; x += lanes::count) {
-                pack(bound, Position{x, y, lanes::count, true}, std::index_sequence_for<A...>{});
+        if constexpr (inRows) {
+            call(bound, WholeRow{y, width}, std::index_sequence_for<A...>{});
+        } else {
+            int x = 0;
+            if constexpr (expected) {
+                x = forWholePacks<pixels>(
+                    x, interior, [&](int at) __attribute__((always_inline)) {
+                        pack(bound, Run{at, y, pixels, true}, std::index_sequence_for<A...>{});
+                    });
             }
+            x = forWholePacks<pixels>(
+                x, width, [&](int at) __attribute__((always_inline)) {
+                    pack(bound, Run{at, y, pixels}, std::index_sequence_for<A...>{});
+                });
+            if (x < width) pack(bound, Run{x, y, width - x}, std::index_sequence_for<A...>{});
         }
-        for (; x + lanes::count <= width; x += lanes::count) {
-            pack(bound, Position{x, y, lanes::count}, std::index_sequence_for<A...>{});
-        }
-        if (x < width) pack(bound, Position{x, y, width - x}, std::index_sequence_for<A...>{});
     }
 
     template <std::size_t... i>
-    static ONDRIX_INLINE void pack(const typename List::Bound& bound, const Position& p, std::index_sequence<i...>) {
+    static ONDRIX_INLINE void pack(const typename List::Bound& bound, const Run& p, std::index_sequence<i...>) {
+        ONDRIX_CHECK(checks::startPixel(p.x, p.y);)
+        call(bound, p, std::index_sequence<i...>{});
+    }
+
+    template <std::size_t... i>
+    static ONDRIX_INLINE void call(const typename List::Bound& bound, const Run& p, std::index_sequence<i...>) {
         function(argument<i>(bound, p)...);
     }
 
     template <std::size_t i>
-    static ONDRIX_INLINE decltype(auto) argument(const typename List::Bound& bound, const Position& p) {
-        if constexpr (std::is_same_v<typename List::template At<i>, Position>) {
+    static ONDRIX_INLINE decltype(auto) argument(const typename List::Bound& bound, const Run& p) {
+        if constexpr (std::is_same_v<typename List::template At<i>, Run>) {
             return (p);
         } else {
             return std::get<i>(bound);
@@ -75,10 +111,13 @@ private:
 };
 
 template <auto function>
-struct Fragment;
+struct Fragment {
+    static_assert(sizeof(function) == 0, "a fragment function returns Float4 or Texel");
+};
 
 template <class Colour, class... A, Colour (*function)(A...)>
 struct Fragment<function> {
+    static_assert(std::is_convertible_v<Colour, Float4>, "a fragment function returns Float4 or Texel");
     using List = ParameterList<Plain<A>...>;
     using Bound = typename List::Bound;
     using Rows = std::tuple<Plain<A>...>;  // what each varying is along a row; other elements unused
@@ -96,7 +135,7 @@ struct Fragment<function> {
     static std::size_t scratchBytes(const Bindings* bindings, std::int32_t width) {
         if constexpr (rowsApply) {
             const Bound bound = List::bind(*bindings);
-            return rows::Columns::scratchBytes(width, theTexture(bound).width());
+            return rows::Columns::scratchBytes(width, theTexture(bound).view);
         }
         return 0;
     }
@@ -109,6 +148,7 @@ struct Fragment<function> {
             if (span->x0 < span->x1)
                 expected ? runSpan<true>(*task, *span, bound) : runSpan<false>(*task, *span, bound);
         }
+        if (task->streaming != 0) lanes::finishStreaming();
     }
 
 private:
@@ -166,20 +206,22 @@ private:
             constexpr std::size_t coordinate = firstVarying();
             const auto& at = std::get<coordinate>(varyings);
             const auto& texture = theTexture(bound);
-            if (rows::applies(texture.view, std::get<firstSampler<0>()>(bound).view, at)) {
-                const rows::Row prepared =
-                    rows::prepare(task.scratch, texture.view, at, task.serial, task.target.width, span.x0, span.x1);
+            if (const auto course = rows::courseOf(texture.view, std::get<firstSampler<0>()>(bound).view, at)) {
+                const rows::Row prepared = rows::prepare(task.scratch, texture.view, *course, at, task.serial,
+                                                         task.target.width, span.x0, span.x1);
                 switch (prepared.kind) {
                     case rows::Kind::copy:
-                        return row<expected, rows::Kind::copy>(task.target, span, bound, varyings, prepared);
+                        return row<expected, rows::Kind::copy>(task, span, bound, varyings, prepared);
                     case rows::Kind::box:
-                        return row<expected, rows::Kind::box>(task.target, span, bound, varyings, prepared);
-                    default:
-                        return row<expected, rows::Kind::blend>(task.target, span, bound, varyings, prepared);
+                        return row<expected, rows::Kind::box>(task, span, bound, varyings, prepared);
+                    case rows::Kind::general:
+                        break;
+                    case rows::Kind::blend:
+                        return row<expected, rows::Kind::blend>(task, span, bound, varyings, prepared);
                 }
             }
         }
-        row<expected, rows::Kind::general>(task.target, span, bound, varyings, rows::Row{});
+        row<expected, rows::Kind::general>(task, span, bound, varyings, rows::Row{});
     }
 
     static constexpr std::size_t firstVarying() {
@@ -190,10 +232,10 @@ private:
     }
 
     template <bool expected, rows::Kind kind, class Varyings>
-    [[gnu::flatten, gnu::noinline]] static void row(const TextureView& target, const Span& span, const Bound& shared,
+    [[gnu::flatten, gnu::noinline]] static void row(const FragmentTask& task, const Span& span, const Bound& shared,
                                                     const Varyings& varyings, const rows::Row& prepared) {
         Bound bound = shared;
-        Target<0> output{target};
+        Target<0> output{task.target, task.streaming != 0 && writing::canStream(task.target)};
         if constexpr (expected) {
             List::assumeExpectedFormats(bound);
             output.view.format = static_cast<std::uint32_t>(Format::bgra8);
@@ -206,20 +248,20 @@ private:
             texture.row.kind = kind;
             texture.rowSampler = List::template At<firstSampler<0>()>::slot;
         }
-        int x = span.x0;
-        for (; x + lanes::count <= span.x1; x += lanes::count) {
-            pack(bound, varyings, output, Position{x, span.y, lanes::count}, std::index_sequence_for<A...>{});
-        }
-        if (x < span.x1) {
-            pack(bound, varyings, output, Position{x, span.y, span.x1 - x}, std::index_sequence_for<A...>{});
-        }
+        const int y = span.y, end = span.x1;  // known not to change with what is stored
+        const int x = forWholePacks(
+            span.x0, end, [&](int at) __attribute__((always_inline)) {
+                pack(bound, varyings, output, Position{at, y, lanes::count}, std::index_sequence_for<A...>{});
+            });
+        if (x < end) pack(bound, varyings, output, Position{x, y, end - x}, std::index_sequence_for<A...>{});
     }
 
     template <class Varyings, std::size_t... i>
     static ONDRIX_INLINE void pack(const Bound& bound, const Varyings& varyings, const Target<0>& output,
                                    const Position& p, std::index_sequence<i...>) {
+        ONDRIX_CHECK(checks::startPixel(p.x, p.y);)
         const auto colour = function(argument<i>(bound, varyings, p)...);
-        writing::run(output.view, p.x, p.y, p.count, colour);
+        writing::run(output.view, p.x, p.y, p.count, colour, output.streaming);
     }
 
     template <std::size_t i, class Varyings>
@@ -239,7 +281,9 @@ private:
 };
 
 template <auto function>
-struct Vertex;
+struct Vertex {
+    static_assert(sizeof(function) == 0, "a vertex function returns a VertexOut");
+};
 
 template <class... V, class... A, VertexOut<V...> (*function)(A...)>
 struct Vertex<function> {
@@ -262,6 +306,7 @@ private:
     template <std::size_t... i>
     static void pack(const VertexTask& task, const typename List::Bound& bound, Int vertices, int first, int count,
                      std::index_sequence<i...>) {
+        ONDRIX_CHECK(checks::startPixel(vertices.v[0], -1);)
         const VertexOut<V...> out = function(argument<i>(task, bound, vertices)...);
         put(task, first, count, 0, out.position);
         if constexpr (varyingCount > 0) {

@@ -13,6 +13,8 @@ namespace ondrix::shading {
 struct Mask {
     lanes::Ints v;  // all bits set where true
 
+    explicit operator bool() const = delete;  // pixels may differ: choose by select(mask, a, b)
+
     friend ONDRIX_INLINE Mask operator&(Mask a, Mask b) { return {a.v & b.v}; }
     friend ONDRIX_INLINE Mask operator|(Mask a, Mask b) { return {a.v | b.v}; }
     friend ONDRIX_INLINE Mask operator!(Mask a) { return {~a.v}; }

@@ -10,7 +10,10 @@ template <auto function>
 constexpr Entry computeFunction(const char* name) {
     using Driver = detail::Compute<function>;
     using List = typename Driver::List;
-    static_assert(List::describedCount > 0, "a compute function writes at least one target");
+    static_assert(List::template has<ParameterKind::target>(), "a compute function writes at least one Target");
+    static_assert(List::targetsAreApart(), "a texture slot can't be written and also used by another parameter");
+    static_assert(!List::template has<ParameterKind::varying>() && !List::template has<ParameterKind::vertexInput>(),
+                  "varyings belong to fragment functions, vertex inputs to vertex functions");
     return {name,
             FunctionKind::compute,
             List::describedCount,
@@ -30,6 +33,9 @@ template <auto function>
 constexpr Entry fragmentFunction(const char* name) {
     using Driver = detail::Fragment<function>;
     using List = typename Driver::List;
+    static_assert(!List::template has<ParameterKind::target>() && !List::template has<ParameterKind::vertexInput>(),
+                  "a fragment function returns its colour; targets belong to compute functions, vertex inputs to "
+                  "vertex functions");
     return {name,
             FunctionKind::fragment,
             List::describedCount,
@@ -48,6 +54,9 @@ template <auto function>
 constexpr Entry vertexFunction(const char* name) {
     using Driver = detail::Vertex<function>;
     using List = typename Driver::List;
+    static_assert(!List::template has<ParameterKind::target>() && !List::template has<ParameterKind::varying>(),
+                  "a vertex function returns a VertexOut; targets belong to compute functions, varyings to fragment "
+                  "functions");
     return {name,
             FunctionKind::vertex,
             List::describedCount,

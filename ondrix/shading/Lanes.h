@@ -35,6 +35,8 @@ inline constexpr bool plain = false;
 typedef float Floats __attribute__((vector_size(count * 4)));
 typedef std::int32_t Ints __attribute__((vector_size(count * 4)));
 typedef std::uint32_t UInts __attribute__((vector_size(count * 4)));
+typedef std::int16_t Halves __attribute__((vector_size(count * 4)));
+typedef std::int8_t Bytes __attribute__((vector_size(count * 4)));
 typedef double Doubles __attribute__((vector_size(count * 8)));
 typedef float FloatsInMemory __attribute__((vector_size(count * 4), aligned(1), may_alias));
 typedef std::int32_t IntsInMemory __attribute__((vector_size(count * 4), aligned(1), may_alias));
@@ -93,3 +95,5 @@ ONDRIX_INLINE Ints shiftRightLogical(Ints a) {
 #else
 #include <ondrix/shading/LanesSSE.h>
 #endif
+
+#include <ondrix/shading/LanesHalves.h>

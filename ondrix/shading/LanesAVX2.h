@@ -33,6 +33,28 @@ ONDRIX_INLINE Ints gather(const void* base, Ints index) {
         _mm256_i32gather_epi32(static_cast<const int*>(base), reinterpret_cast<__m256i>(index), 4));
 }
 
+ONDRIX_INLINE void gatherPairs(const void* base, Ints index, Ints& first, Ints& second) {
+    const auto pair = [&](int i) __attribute__((always_inline)) {
+        return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(static_cast<const std::uint8_t*>(base) +
+                                                                4 * static_cast<std::int64_t>(index[i])));
+    };
+    const auto four = [&](int i) __attribute__((always_inline)) {
+        const __m128i low = _mm_unpacklo_epi32(pair(i), pair(i + 1)),
+                      high = _mm_unpacklo_epi32(pair(i + 2), pair(i + 3));
+        return _mm256_set_m128i(_mm_unpackhi_epi64(low, high), _mm_unpacklo_epi64(low, high));
+    };
+    const __m256i low = four(0), high = four(4);
+    first = reinterpret_cast<Ints>(_mm256_permute2x128_si256(low, high, 0x20));
+    second = reinterpret_cast<Ints>(_mm256_permute2x128_si256(low, high, 0x31));
+}
+
+ONDRIX_INLINE void streamWords(std::uint8_t* p, Ints v) {
+    _mm256_stream_si256(reinterpret_cast<__m256i*>(p), reinterpret_cast<__m256i>(v));
+}
+ONDRIX_INLINE void finishStreaming() {
+    _mm_sfence();
+}
+
 ONDRIX_INLINE Ints loadBytes(const std::uint8_t* p) {
     return reinterpret_cast<Ints>(_mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))));
 }
@@ -63,6 +85,18 @@ ONDRIX_INLINE Ints multiplyPairs(Ints a, Ints b) {
 
 ONDRIX_INLINE Ints multiplyHalves(Ints a, Ints b) {
     return reinterpret_cast<Ints>(_mm256_mullo_epi16(reinterpret_cast<__m256i>(a), reinterpret_cast<__m256i>(b)));
+}
+
+ONDRIX_INLINE Ints multiplyHigh(Ints a, Ints b) {
+    return reinterpret_cast<Ints>(_mm256_mulhi_epu16(reinterpret_cast<__m256i>(a), reinterpret_cast<__m256i>(b)));
+}
+
+ONDRIX_INLINE Ints multiplyRounded(Ints a, Ints b) {
+    return reinterpret_cast<Ints>(_mm256_mulhrs_epi16(reinterpret_cast<__m256i>(a), reinterpret_cast<__m256i>(b)));
+}
+
+ONDRIX_INLINE Ints addSaturating(Ints a, Ints b) {
+    return reinterpret_cast<Ints>(_mm256_adds_epi16(reinterpret_cast<__m256i>(a), reinterpret_cast<__m256i>(b)));
 }
 
 ONDRIX_INLINE void loadEvenAndOdd(const std::uint8_t* p, Ints& even, Ints& odd) {

@@ -33,6 +33,23 @@ ONDRIX_INLINE Ints gather(const void* base, Ints index) {
     return reinterpret_cast<Ints>(_mm512_i32gather_epi32(reinterpret_cast<__m512i>(index), base, 4));
 }
 
+ONDRIX_INLINE void gatherPairs(const void* base, Ints index, Ints& first, Ints& second) {
+    const auto indices = reinterpret_cast<__m512i>(index);
+    const __m512i low = _mm512_i32gather_epi64(_mm512_castsi512_si256(indices), base, 4);
+    const __m512i high = _mm512_i32gather_epi64(_mm512_extracti64x4_epi64(indices, 1), base, 4);
+    const __m512i evens = _mm512_setr_epi32(0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30);
+    const __m512i odds = _mm512_setr_epi32(1, 3, 5, 7, 9, 11, 13, 15, 17, 19, 21, 23, 25, 27, 29, 31);
+    first = reinterpret_cast<Ints>(_mm512_permutex2var_epi32(low, evens, high));
+    second = reinterpret_cast<Ints>(_mm512_permutex2var_epi32(low, odds, high));
+}
+
+ONDRIX_INLINE void streamWords(std::uint8_t* p, Ints v) {
+    _mm512_stream_si512(reinterpret_cast<__m512i*>(p), reinterpret_cast<__m512i>(v));
+}
+ONDRIX_INLINE void finishStreaming() {
+    _mm_sfence();
+}
+
 ONDRIX_INLINE Ints loadBytes(const std::uint8_t* p) {
     return reinterpret_cast<Ints>(_mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))));
 }
@@ -62,6 +79,18 @@ ONDRIX_INLINE Ints multiplyPairs(Ints a, Ints b) {
 
 ONDRIX_INLINE Ints multiplyHalves(Ints a, Ints b) {
     return reinterpret_cast<Ints>(_mm512_mullo_epi16(reinterpret_cast<__m512i>(a), reinterpret_cast<__m512i>(b)));
+}
+
+ONDRIX_INLINE Ints multiplyHigh(Ints a, Ints b) {
+    return reinterpret_cast<Ints>(_mm512_mulhi_epu16(reinterpret_cast<__m512i>(a), reinterpret_cast<__m512i>(b)));
+}
+
+ONDRIX_INLINE Ints multiplyRounded(Ints a, Ints b) {
+    return reinterpret_cast<Ints>(_mm512_mulhrs_epi16(reinterpret_cast<__m512i>(a), reinterpret_cast<__m512i>(b)));
+}
+
+ONDRIX_INLINE Ints addSaturating(Ints a, Ints b) {
+    return reinterpret_cast<Ints>(_mm512_adds_epi16(reinterpret_cast<__m512i>(a), reinterpret_cast<__m512i>(b)));
 }
 
 ONDRIX_INLINE void loadEvenAndOdd(const std::uint8_t* p, Ints& even, Ints& odd) {
@@ -144,11 +173,13 @@ ONDRIX_INLINE void transpose(const PixelSums& sums, Ints& first, Ints& second, I
 
 ONDRIX_INLINE Ints roundSums(const PixelSums& sums) {
     const __m512i half = _mm512_set1_epi32(32768);
-    const auto rounded = [&](int i) __attribute__((always_inline)) {
-        return _mm512_srli_epi32(_mm512_add_epi32(sums.parts[i], half), 16);
+    const auto upperHalves = [&](int i) __attribute__((always_inline)) {
+        const __m512i low = _mm512_srli_epi32(_mm512_add_epi32(sums.parts[i], half), 16);
+        return _mm512_mask_blend_epi16(0xaaaaaaaa, low, _mm512_add_epi32(sums.parts[i + 1], half));
     };
+    const __m128i pattern = _mm_setr_epi8(0, 2, 4, 6, 1, 3, 5, 7, 8, 10, 12, 14, 9, 11, 13, 15);
     return inOrder(
-        _mm512_packus_epi16(_mm512_packus_epi32(rounded(0), rounded(1)), _mm512_packus_epi32(rounded(2), rounded(3))));
+        _mm512_shuffle_epi8(_mm512_packus_epi16(upperHalves(0), upperHalves(2)), _mm512_broadcast_i32x4(pattern)));
 }
 
 }  // namespace ondrix::shading::lanes

@@ -52,6 +52,23 @@ ONDRIX_INLINE Ints gather(const void* base, Ints index) {
     return result;
 }
 
+/// The words at base + 4 * index, and those that follow them.
+ONDRIX_INLINE void gatherPairs(const void* base, Ints index, Ints& first, Ints& second) {
+    for (int i = 0; i < count; i++) {
+        std::int32_t words[2];
+        std::memcpy(words, static_cast<const std::uint8_t*>(base) + 4 * static_cast<std::int64_t>(index[i]), 8);
+        first[i] = words[0];
+        second[i] = words[1];
+    }
+}
+
+/// Like `storeWords` at a multiple of the size of a pack, for results that would only push other data out of the
+/// caches. What is stored so is in order with other memory operations only after `finishStreaming`.
+ONDRIX_INLINE void streamWords(std::uint8_t* p, Ints v) {
+    storeWords(p, v);
+}
+ONDRIX_INLINE void finishStreaming() {}
+
 /// One byte a lane.
 ONDRIX_INLINE Ints loadBytes(const std::uint8_t* p) {
     Ints result{};
@@ -88,6 +105,37 @@ ONDRIX_INLINE Ints multiplyPairs(Ints a, Ints b) {
 /// Low halves and high halves each multiplied, the products modulo 2^16.
 ONDRIX_INLINE Ints multiplyHalves(Ints a, Ints b) {
     return ((a & 0xffff) * (b & 0xffff) & 0xffff) | shiftRightLogical<16>(a) * shiftRightLogical<16>(b) << 16;
+}
+
+/// The upper 16 bits of the products of unsigned halves.
+ONDRIX_INLINE Ints multiplyHigh(Ints a, Ints b) {
+    Halves result{};
+    for (int i = 0; i < 2 * count; i++) {
+        const auto x = static_cast<std::uint16_t>(reinterpret_cast<Halves>(a)[i]),
+                   y = static_cast<std::uint16_t>(reinterpret_cast<Halves>(b)[i]);
+        result[i] = static_cast<std::int16_t>(static_cast<std::uint32_t>(x) * y >> 16);
+    }
+    return reinterpret_cast<Ints>(result);
+}
+
+/// Products of signed halves, one of them not -32768, divided by 32768 and rounded.
+ONDRIX_INLINE Ints multiplyRounded(Ints a, Ints b) {
+    Halves result{};
+    for (int i = 0; i < 2 * count; i++) {
+        const int product = reinterpret_cast<Halves>(a)[i] * reinterpret_cast<Halves>(b)[i];
+        result[i] = static_cast<std::int16_t>((product + 16384) >> 15);
+    }
+    return reinterpret_cast<Ints>(result);
+}
+
+/// Sums of signed halves, limited to their range.
+ONDRIX_INLINE Ints addSaturating(Ints a, Ints b) {
+    Halves result{};
+    for (int i = 0; i < 2 * count; i++) {
+        const int sum = reinterpret_cast<Halves>(a)[i] + reinterpret_cast<Halves>(b)[i];
+        result[i] = static_cast<std::int16_t>(sum < -32768 ? -32768 : sum > 32767 ? 32767 : sum);
+    }
+    return reinterpret_cast<Ints>(result);
 }
 
 /// Every second word of 2 * count words, and those between them.

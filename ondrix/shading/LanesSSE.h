@@ -35,6 +35,26 @@ ONDRIX_INLINE Ints gather(const void* base, Ints index) {
     return Ints{word(index[0]), word(index[1]), word(index[2]), word(index[3])};
 }
 
+ONDRIX_INLINE void gatherPairs(const void* base, Ints index, Ints& first, Ints& second) {
+    const auto pair = [&](int i) __attribute__((always_inline)) {
+        return reinterpret_cast<const __m128i*>(static_cast<const std::uint8_t*>(base) +
+                                                4 * static_cast<std::int64_t>(index[i]));
+    };
+    const auto pairs = [&](int i) __attribute__((always_inline)) {
+        return _mm_unpacklo_epi32(_mm_loadl_epi64(pair(i)), _mm_loadl_epi64(pair(i + 1)));
+    };
+    const __m128i low = pairs(0), high = pairs(2);
+    first = reinterpret_cast<Ints>(_mm_unpacklo_epi64(low, high));
+    second = reinterpret_cast<Ints>(_mm_unpackhi_epi64(low, high));
+}
+
+ONDRIX_INLINE void streamWords(std::uint8_t* p, Ints v) {
+    _mm_stream_si128(reinterpret_cast<__m128i*>(p), reinterpret_cast<__m128i>(v));
+}
+ONDRIX_INLINE void finishStreaming() {
+    _mm_sfence();
+}
+
 ONDRIX_INLINE Ints loadBytes(const std::uint8_t* p) {
     std::int32_t bytes;
     std::memcpy(&bytes, p, 4);
@@ -68,6 +88,18 @@ ONDRIX_INLINE Ints multiplyPairs(Ints a, Ints b) {
 
 ONDRIX_INLINE Ints multiplyHalves(Ints a, Ints b) {
     return reinterpret_cast<Ints>(_mm_mullo_epi16(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
+}
+
+ONDRIX_INLINE Ints multiplyHigh(Ints a, Ints b) {
+    return reinterpret_cast<Ints>(_mm_mulhi_epu16(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
+}
+
+ONDRIX_INLINE Ints multiplyRounded(Ints a, Ints b) {
+    return reinterpret_cast<Ints>(_mm_mulhrs_epi16(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
+}
+
+ONDRIX_INLINE Ints addSaturating(Ints a, Ints b) {
+    return reinterpret_cast<Ints>(_mm_adds_epi16(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
 }
 
 ONDRIX_INLINE void loadEvenAndOdd(const std::uint8_t* p, Ints& even, Ints& odd) {

@@ -10,7 +10,7 @@
 namespace ondrix::shading {
 
 /// Grows with every change of this file; a module of another version is refused.
-inline constexpr std::uint32_t moduleVersion = 1;
+inline constexpr std::uint32_t moduleVersion = 2;
 
 inline constexpr int textureSlots = 31;
 inline constexpr int bufferSlots = 31;
@@ -37,12 +37,39 @@ struct SamplerView {
     std::uint8_t borderColor = 0;
 };
 
+/// What a module of the level "checked" looks for beside its work.
+enum class Check : std::int32_t {
+    readOutside,       ///< a position outside the texture was read
+    writtenOutside,    ///< a position outside the target was written
+    writtenElsewhere,  ///< a target was written at another position than the function's own
+    sampledNowhere,    ///< a coordinate was infinite or not a number
+};
+inline constexpr int checkCount = 4;
+
+/// What one check found at one texture slot. The pixel is the first in reading order that the function worked on when
+/// it found something; in vertex functions pixelX is the number of the vertex and pixelY is -1.
+struct Finding {
+    std::uint64_t count = 0;
+    std::int32_t pixelX = 0, pixelY = 0;
+    std::int32_t x = 0, y = 0;  ///< the position that was read or written there
+    std::int64_t distance = 0;  ///< pixels from the texture's edge to the furthest position of all
+};
+
+/// Filled by modules of the level "checked", by several threads at once, and left alone by all others.
+struct Report {
+    std::uint32_t lock = 0;  ///< 1 while a thread adds to the findings
+    Finding findings[checkCount][textureSlots];
+    /// Bytes that become 1 where a target's pixels are written, row by row without padding; null where nobody asks.
+    std::uint8_t* written[textureSlots] = {};
+};
+
 /// What a function's slots hold, indexed by slot. Only the slots that its parameters name are looked at; the host has
 /// made sure that they are filled and large enough. `constants` are copies that nobody writes to, 64-byte aligned.
 struct Bindings {
     const TextureView* textures = nullptr;
     const SamplerView* samplers = nullptr;
     const void* const* constants = nullptr;
+    Report* report = nullptr;  ///< for modules of the level "checked"; may be null
 };
 
 /// Value of one float over the pixels of a primitive: base + x * dx + y * dy at the centre of pixel (x, y).
@@ -59,13 +86,15 @@ struct Span {
 /// the module. `serial` is the same for all parts of one dispatch or draw and never used twice by a process, so a
 /// module can keep tables of a draw in `scratch`; `scratch` belongs to one thread at a time, is 64-byte aligned, at
 /// least as large as `scratchBytes` said for these bindings, and starts with all bytes zero when it is first used or
-/// has been enlarged.
+/// has been enlarged. `streaming` tells that what is read and written is larger than the processor's caches, so results
+/// are better stored past them.
 struct ComputeTask {
     Bindings bindings;
     std::int32_t width = 0;
     std::int32_t y0 = 0, y1 = 0;
     std::uint64_t serial = 0;
     void* scratch = nullptr;
+    std::uint8_t streaming = 0;
 };
 
 /// Part of a draw: spans of one primitive, or of several that interpolate the same planes, in rising order of rows. All
@@ -81,6 +110,7 @@ struct FragmentTask {
     Plane planes[maximumVaryingComponents];
     std::uint64_t serial = 0;  ///< as in ComputeTask, and different for each set of planes
     void* scratch = nullptr;
+    std::uint8_t streaming = 0;  ///< as in ComputeTask
 };
 
 /// One vertex attribute as it lies in memory: `components` floats at bytes + vertex * stride. Vertices from

@@ -12,7 +12,17 @@ namespace ondrix::shading::detail {
 struct Nothing {};
 
 template <class T>
-struct Bind;
+struct Bind {
+    static_assert(
+        sizeof(T) == 0,
+        "a GPU function's parameters are Position, UInt, Texture, Target, Sampler, Constants, VertexInput and "
+        "Varying1 to Varying4");
+    static constexpr bool described = false;
+    static Nothing make(const Bindings&) { return {}; }
+};
+
+template <int slot, int slots>
+inline constexpr bool isSlot = slot >= 0 && slot < slots;
 
 template <>
 struct Bind<Position> {
@@ -21,26 +31,41 @@ struct Bind<Position> {
 };
 
 template <>
+struct Bind<Stretch> : Bind<Position> {};
+template <>
+struct Bind<WholeRow> : Bind<Position> {};
+template <>
 struct Bind<UInt> : Bind<Position> {};
 
 template <int slot, auto... options>
 struct Bind<Texture<slot, options...>> {
     static constexpr bool described = true;
     static constexpr Parameter parameter{ParameterKind::texture, slot, 0};
-    static Texture<slot, options...> make(const Bindings& b) { return {b.textures[slot], {}, -1}; }
+    static_assert(isSlot<slot, textureSlots>, "texture slots are 0 to 30");
+    static Texture<slot, options...> make(const Bindings& b) {
+        Texture<slot, options...> texture{b.textures[slot], {}, -1};
+        ONDRIX_CHECK(texture.report = b.report;)
+        return texture;
+    }
 };
 
 template <int slot, Format format>
 struct Bind<Target<slot, format>> {
     static constexpr bool described = true;
     static constexpr Parameter parameter{ParameterKind::target, slot, 0};
-    static Target<slot, format> make(const Bindings& b) { return {b.textures[slot]}; }
+    static_assert(isSlot<slot, textureSlots>, "texture slots are 0 to 30");
+    static Target<slot, format> make(const Bindings& b) {
+        Target<slot, format> target{b.textures[slot], false};
+        ONDRIX_CHECK(target.report = b.report;)
+        return target;
+    }
 };
 
 template <int slot>
 struct Bind<Sampler<slot>> {
     static constexpr bool described = true;
     static constexpr Parameter parameter{ParameterKind::sampler, slot, 0};
+    static_assert(isSlot<slot, samplerSlots>, "sampler slots are 0 to 15");
     static Sampler<slot> make(const Bindings& b) { return {b.samplers[slot]}; }
 };
 
@@ -48,6 +73,7 @@ template <class T, int slot, class Prepared>
 struct Bind<Constants<T, slot, Prepared>> {
     static constexpr bool described = true;
     static constexpr Parameter parameter{ParameterKind::constants, slot, sizeof(T)};
+    static_assert(isSlot<slot, bufferSlots>, "buffer slots are 0 to 30");
     static auto make(const Bindings& b) { return Constants<T, slot, Prepared>::make(b.constants[slot]); }
 };
 
@@ -58,6 +84,7 @@ template <class Vector, int index>
 struct Bind<VertexInput<Vector, index>> {
     static constexpr bool described = true;
     static constexpr Parameter parameter{ParameterKind::vertexInput, index, componentsOfVector<Vector>};
+    static_assert(isSlot<index, maximumVertexInputs>, "vertex attributes are 0 to 15");
     static Nothing make(const Bindings&) { return {}; }
 };
 
@@ -134,6 +161,27 @@ struct ParameterList {
     }
     static constexpr Description description = describe();
 
+    template <ParameterKind kind>
+    static constexpr bool has() {
+        for (std::uint32_t i = 0; i < describedCount; i++) {
+            if (description.entries[i].kind == kind) return true;
+        }
+        return false;
+    }
+    /// False when a slot is written that is also read or written by another parameter.
+    static constexpr bool targetsAreApart() {
+        const auto isBound = [](ParameterKind kind) {
+            return kind == ParameterKind::texture || kind == ParameterKind::target;
+        };
+        for (std::uint32_t i = 0; i < describedCount; i++) {
+            for (std::uint32_t k = 0; k < describedCount; k++) {
+                const Parameter &a = description.entries[i], &b = description.entries[k];
+                if (i != k && a.kind == ParameterKind::target && isBound(b.kind) && a.slot == b.slot) return false;
+            }
+        }
+        return true;
+    }
+
     static Bound bind(const Bindings& b) { return Bound(Bind<P>::make(b)...); }
 
     template <std::size_t i>
@@ -177,6 +225,14 @@ struct ParameterList {
             }
         };
         std::apply([&](const auto&... each) { (limit(each), ...); }, bound);
+    }
+
+    /// Lets the targets be streamed to where their memory allows it.
+    static void allowStreaming(Bound& bound) {
+        const auto allow = []<class T>(T& each) {
+            if constexpr (isTarget<T>) each.streaming = writing::canStream(each.view);
+        };
+        std::apply([&](auto&... each) { (allow(each), ...); }, bound);
     }
 
     /// Makes it a constant that no texture has a row prepared.

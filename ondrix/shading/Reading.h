@@ -6,17 +6,23 @@
 /// Reading pixels of any format by position. Positions outside a texture read as zero in all four components.
 namespace ondrix::shading::reading {
 
+/// The pixels first <= i < last of a pack that lie inside a texture; none when first >= last.
+struct Part {
+    std::int64_t first, last;
+};
+inline Part partInside(const TextureView& view, std::int64_t x, int y, int count) {
+    if (y < 0 || y >= view.height) return {0, 0};
+    const std::int64_t pixels = count < lanes::count ? count : lanes::count;
+    return {x < 0 ? -x : 0, pixels < view.width - x ? pixels : view.width - x};
+}
+
 /// Pixels of a run that lie inside the texture, as words of four bytes; 0 elsewhere.
 [[gnu::noinline]] inline lanes::Ints clippedWords(TextureView view, int x, int y, int count) {
     alignas(64) std::uint8_t words[4 * lanes::count] = {};
-    if (y >= 0 && y < view.height) {
-        const int first = x < 0 ? -x : 0;
-        const int last = count < view.width - x ? count : view.width - x;
-        if (first < last) {
-            std::memcpy(words + 4 * first,
-                        view.bytes + y * view.bytesPerRow + 4 * (x + static_cast<std::int64_t>(first)),
-                        4 * static_cast<std::size_t>(last - first));
-        }
+    const Part part = partInside(view, x, y, count);
+    if (part.first < part.last) {
+        std::memcpy(words + 4 * part.first, view.bytes + y * view.bytesPerRow + 4 * (x + part.first),
+                    static_cast<std::size_t>(4 * (part.last - part.first)));
     }
     return lanes::loadWords(words);
 }
@@ -27,13 +33,10 @@ struct Run {
 };
 [[gnu::noinline]] inline void clippedRun(TextureView view, int size, int x, int y, int count, Run& run) {
     std::memset(run.bytes, 0, sizeof run.bytes);
-    if (y < 0 || y >= view.height) return;
-    const int first = x < 0 ? -x : 0;
-    const int last = count < view.width - x ? count : view.width - x;
-    if (first < last) {
-        std::memcpy(run.bytes + size * first,
-                    view.bytes + y * view.bytesPerRow + size * (x + static_cast<std::int64_t>(first)),
-                    static_cast<std::size_t>(size * (last - first)));
+    const Part part = partInside(view, x, y, count);
+    if (part.first < part.last) {
+        std::memcpy(run.bytes + size * part.first, view.bytes + y * view.bytesPerRow + size * (x + part.first),
+                    static_cast<std::size_t>(size * (part.last - part.first)));
     }
 }
 
@@ -42,13 +45,11 @@ struct Run {
     const auto format = static_cast<Format>(view.format);
     const int size = bytesPerPixel(format);
     alignas(64) float colours[4][lanes::count] = {};
-    if (y >= 0 && y < view.height) {
-        for (int i = 0; i < count; i++) {
-            if (x + i < 0 || x + i >= view.width) continue;
-            float colour[4];
-            decodePixel(format, view.bytes + y * view.bytesPerRow + size * (x + static_cast<std::int64_t>(i)), colour);
-            for (int c = 0; c < 4; c++) colours[c][i] = colour[c];
-        }
+    const Part part = partInside(view, x, y, count);
+    for (std::int64_t i = part.first; i < part.last; i++) {
+        float colour[4];
+        decodePixel(format, view.bytes + y * view.bytesPerRow + size * (x + i), colour);
+        for (int c = 0; c < 4; c++) colours[c][i] = colour[c];
     }
     return {Float(lanes::load(colours[0])), Float(lanes::load(colours[1])), Float(lanes::load(colours[2])),
             Float(lanes::load(colours[3]))};
@@ -86,7 +87,7 @@ ONDRIX_INLINE Int pixelBytes(const TextureView& view, Int x, Int y) {
 
 ONDRIX_INLINE Texel run(const TextureView& view, const Position& p) {
     const auto format = static_cast<Format>(view.format);
-    const auto [x, y, count, interior] = p;
+    const int x = p.x, y = p.y, count = p.count;
     const bool inside = p.wholePackIn(view.width, view.height);
     const std::uint8_t* row = view.bytes + y * view.bytesPerRow;
     if (isFourBytes(format)) {

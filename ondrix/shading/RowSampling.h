@@ -1,10 +1,13 @@
 #pragma once
 
-#include <ondrix/shading/Sampling.h>
+#include <optional>
 
-/// Sampling a row at a time: where a draw reads a texture of four plain bytes along its rows, upright and linearly
-/// filtered with clamped edges, the columns are the same in every row. They are worked out once a draw, and two rows of
-/// the texture are blended once a row. Every result is bit for bit that of `sampling::straight`.
+#include <ondrix/shading/TextureLines.h>
+
+/// Sampling a row at a time: where a draw reads a texture of four plain bytes along its rows or columns, linearly
+/// filtered with clamped edges, the columns are the same in every row. They are worked out once a draw, and two lines
+/// of the texture are blended once a row. Every result is bit for bit that of `sampling::straight`: all sums are exact
+/// integers, so it doesn't matter which of the two directions is blended first.
 namespace ondrix::shading::rows {
 
 enum class Kind {
@@ -18,22 +21,22 @@ enum class Kind {
 struct Columns {
     std::uint64_t serial;  ///< of the draw; 0 before first use
     std::int32_t first, last;
-    Kind kind;              ///< copy or box if the rows agree, else blend
-    bool compact;           ///< each group of four columns reads from at most eight texels in rising order
-    std::int32_t leftmost;  ///< first texel that is read
-    std::int32_t texels;    ///< number of texels from there that are read
+    Kind kind;       ///< copy or box if the lines agree, else blend
+    bool hasTables;  ///< what follows up to `permutation` is filled in, as blending needs
+    bool compact;    ///< each group of four columns reads from at most eight texels in rising order
+    Lines lines;     ///< from the first texel that is read on
     // One element for each column and a pack more, from `first` on.
-    std::int32_t* column;        ///< left texel, counted from `leftmost`
+    std::int32_t* column;        ///< left texel, counted from the first of `lines`
     std::int32_t* weights;       ///< weight of the left texel, that of the right one times 65536
     std::uint16_t* permutation;  ///< see lanes::blendColumns
     std::uint16_t* blended;      ///< the row's blended texels, four numbers each
 
     static constexpr std::size_t aligned(std::size_t bytes) { return (bytes + 63) / 64 * 64; }
-    /// Room for the tables of a target and a texture of these widths.
-    static std::size_t scratchBytes(std::int32_t targetWidth, std::int32_t textureWidth) {
+    /// Room for the tables of a target of this width.
+    static std::size_t scratchBytes(std::int32_t targetWidth, const TextureView& view) {
         const auto padded = static_cast<std::size_t>(targetWidth) + 64;
         return aligned(sizeof(Columns)) + 2 * aligned(4 * padded) + aligned(16 * padded) +
-               aligned(8 * (static_cast<std::size_t>(textureWidth) + 128));
+               static_cast<std::size_t>(2 * Lines::bytesFor(view) + 512) + Lines::scratchBytes(view);
     }
 };
 
@@ -60,18 +63,33 @@ inline Tap clampedTap(std::int32_t grid, std::int32_t size) {
     return {grid >> 8, grid & 255};
 }
 
-inline bool applies(const TextureView& view, const SamplerView& sampler, const Varying2& at) {
-    return !lanes::plain && isFourPlainBytes(static_cast<Format>(view.format)) && !at.perspective &&
-           at.rowStep[0] == 0 && at.columnStep[1] == 0 &&
-           sampling::filterOf(view, sampler, at) == static_cast<std::uint8_t>(MTLSamplerMinMagFilter::linear) &&
-           sampler.sAddressMode == static_cast<std::uint8_t>(MTLSamplerAddressMode::clampToEdge) &&
-           sampler.tAddressMode == static_cast<std::uint8_t>(MTLSamplerAddressMode::clampToEdge);
+/// How the rows of a draw run over its texture; nothing where they run askew or are sampled in another way.
+inline std::optional<Course> courseOf(const TextureView& view, const SamplerView& sampler, const Varying2& at) {
+    constexpr auto clamped = static_cast<std::uint8_t>(MTLSamplerAddressMode::clampToEdge);
+    if (lanes::plain || at.perspective || !isFourPlainBytes(static_cast<Format>(view.format)) ||
+        sampler.sAddressMode != clamped || sampler.tAddressMode != clamped ||
+        sampling::filterOf(view, sampler, at) != static_cast<std::uint8_t>(MTLSamplerMinMagFilter::linear)) {
+        return std::nullopt;
+    }
+    const double* step = at.columnStep;
+    const bool turned = std::abs(step[1]) > std::abs(step[0]);
+    const double side = step[turned ? 0 : 1];
+    if (std::abs(side) > 1e-6 * std::abs(step[turned ? 1 : 0])) return std::nullopt;
+    return Course{turned, step[turned ? 1 : 0] < 0, side != 0 || at.rowStep[turned ? 1 : 0] != 0};
 }
 
-/// Fills the tables in `scratch` for the columns first <= x < last.
-[[gnu::noinline]] inline void makeColumns(void* scratch, const TextureView& view, const Varying2& at,
-                                          std::uint64_t serial, std::int32_t targetWidth, std::int32_t first,
-                                          std::int32_t last) {
+/// Whether `line` passes the whole numbers from `start` on, one each `step`, in the columns first <= x < last, far
+/// enough from its neighbours to be sure without a look at each column.
+inline bool follows(const sampling::Line& line, double start, double step, std::int32_t first, std::int32_t last) {
+    const auto between = [](double fraction) { return fraction > 0.25 && fraction < 0.75; };
+    return between(line.start + line.step * first - start) &&
+           between(line.start + line.step * (last - 1) - (start + step * (last - 1 - first)));
+}
+
+/// Starts a draw: looks at how the columns first <= x < last of its rows lie on the texture's lines.
+[[gnu::noinline]] inline void begin(void* scratch, const TextureView& view, Course course, const Varying2& at,
+                                    std::uint64_t serial, std::int32_t targetWidth, std::int32_t first,
+                                    std::int32_t last) {
     auto& c = *static_cast<Columns*>(scratch);
     auto* memory = static_cast<std::uint8_t*>(scratch) + Columns::aligned(sizeof(Columns));
     const auto padded = static_cast<std::size_t>(targetWidth) + 64;
@@ -79,34 +97,64 @@ inline bool applies(const TextureView& view, const SamplerView& sampler, const V
     c.weights = reinterpret_cast<std::int32_t*>(memory += Columns::aligned(4 * padded));
     c.permutation = reinterpret_cast<std::uint16_t*>(memory += Columns::aligned(4 * padded));
     c.blended = reinterpret_cast<std::uint16_t*>(memory += Columns::aligned(16 * padded));
+    c.lines.memory = memory + 2 * Lines::bytesFor(view) + 512;
     c.serial = serial;
     c.first = first;
     c.last = last;
+    c.kind = Kind::blend;
+    c.hasTables = false;
 
-    const sampling::Line line = sampling::gridLine(at, 0, view.width);
-    const int count = last - first, paddedCount = (count + 15) / 16 * 16 + 16;
-    bool copy = true, box = true;
-    std::int32_t leftmost = view.width, rightmost = 0;
+    const int size = course.length(view), direction = course.reversed ? -1 : 1, columns = last - first;
+    const sampling::Line line = sampling::gridLine(at, course.along(), size);
+    const auto start = line.at(lanes::Ints{} + first)[0];
+    const auto number = [&](std::int32_t grid) { return course.reversed ? 256 * (size - 1) - grid : grid; };
+    const std::int32_t grid = number(start), texel = grid >> 8;
+    if ((grid & 255) == 0 && grid >= 0 && texel + columns <= size &&
+        follows(line, start, 256 * direction, first, last)) {
+        c.kind = Kind::copy;
+        c.lines.begin(view, course, texel, columns);
+    } else if ((grid & 255) == 128 && grid >= 0 && texel + 2 * columns <= size &&
+               follows(line, start, 512 * direction, first, last)) {
+        c.kind = Kind::box;
+        c.lines.begin(view, course, texel, 2 * columns);
+    } else {
+        // The line is monotonous, so its ends are the first and the last texel.
+        const auto end = number(line.at(lanes::Ints{} + (last - 1))[0]);
+        const std::int32_t left = clampedTap(grid, size).texel, right = clampedTap(end, size).texel + 2;
+        c.lines.begin(view, course, left, (right < size ? right : size) - left);
+    }
+}
+
+/// Whether a row of a skewed course copies the texels that the first row would, from a single line.
+inline bool isCopy(const Columns& c, const TextureView& view, const Varying2& at, const sampling::Line& across,
+                   std::int32_t first, std::int32_t last) {
+    const Course course = c.lines.course;
+    const int size = course.length(view), direction = course.reversed ? -1 : 1;
+    const std::int32_t texel = c.lines.first + first - c.first;
+    const int start = 256 * (course.reversed ? size - 1 - texel : texel);
+    const std::int32_t line = across.at(lanes::Ints{} + first)[0];
+    return c.kind == Kind::copy && (line & 255) == 0 && line == across.at(lanes::Ints{} + (last - 1))[0] &&
+           follows(sampling::gridLine(at, course.along(), size), start, 256 * direction, first, last);
+}
+
+/// Fills in the tables for blending the columns.
+[[gnu::noinline]] inline void makeTables(Columns& c, const TextureView& view, const Varying2& at) {
+    c.hasTables = true;
+    const Course course = c.lines.course;
+    const int size = course.length(view), count = c.last - c.first, paddedCount = (count + 15) / 16 * 16 + 16;
+    const sampling::Line line = sampling::gridLine(at, course.along(), size);
     for (int i = 0; i < count; i += lanes::count) {
-        const lanes::Ints grid = line.at(lanes::iota() + (first + i));
+        const lanes::Ints grid = line.at(lanes::iota() + (c.first + i));
         for (int k = 0; k < lanes::count && i + k < count; k++) {
-            const Tap tap = clampedTap(grid[k], view.width);
-            c.column[i + k] = tap.texel;
+            const Tap tap = clampedTap(course.reversed ? 256 * (size - 1) - grid[k] : grid[k], size);
+            c.column[i + k] = tap.texel - c.lines.first;
             c.weights[i + k] = (256 - tap.weight) | tap.weight << 16;
-            copy = copy && tap.weight == 0 && tap.texel == c.column[0] + i + k;
-            box = box && tap.weight == 128 && tap.texel == c.column[0] + 2 * (i + k);
-            leftmost = leftmost < tap.texel ? leftmost : tap.texel;
-            rightmost = rightmost > tap.texel ? rightmost : tap.texel;
         }
     }
-    for (int i = 0; i < count; i++) c.column[i] -= leftmost;
     for (int i = count; i < paddedCount; i++) {
         c.column[i] = c.column[count - 1];
         c.weights[i] = c.weights[count - 1];
     }
-    c.kind = copy ? Kind::copy : box ? Kind::box : Kind::blend;
-    c.leftmost = leftmost;
-    c.texels = (rightmost + 2 < view.width ? rightmost + 2 : view.width) - leftmost;
     c.compact = true;
     for (int i = 0; i < paddedCount; i += 4) {
         for (int k = 0; k < 4; k++) {
@@ -121,19 +169,23 @@ inline bool applies(const TextureView& view, const SamplerView& sampler, const V
     }
 }
 
-/// Gets one row ready; `at` is the coordinate at column 0 of the row, `span` the columns wanted.
-[[gnu::noinline]] inline Row prepare(void* scratch, const TextureView& view, const Varying2& at, std::uint64_t serial,
-                                     std::int32_t targetWidth, std::int32_t first, std::int32_t last) {
+/// Gets one row ready, if it can be read as a row; `at` is the coordinate at its column 0, first <= x < last the
+/// columns wanted.
+[[gnu::noinline]] inline Row prepare(void* scratch, const TextureView& view, Course course, const Varying2& at,
+                                     std::uint64_t serial, std::int32_t targetWidth, std::int32_t first,
+                                     std::int32_t last) {
     auto& c = *static_cast<Columns*>(scratch);
     if (c.serial != serial || first < c.first || last > c.last) {
-        makeColumns(scratch, view, at, serial, targetWidth, first, last);
+        begin(scratch, view, course, at, serial, targetWidth, first, last);
     }
-    const Tap tap = clampedTap(sampling::gridLine(at, 1, view.height).at(lanes::Ints{})[0], view.height);
+    const int size = course.lines(view), skipped = first - c.first;
+    const sampling::Line across = sampling::gridLine(at, course.across(), size);
+    const Tap tap = clampedTap(across.at(lanes::Ints{} + first)[0], size);
     Row row;
     row.first = first;
-    const int skipped = first - c.first;
-    row.above = view.bytes + tap.texel * view.bytesPerRow + 4 * static_cast<std::int64_t>(c.leftmost);
-    row.below = tap.weight != 0 ? row.above + view.bytesPerRow : row.above;
+    if (course.skewed && !isCopy(c, view, at, across, first, last)) return row;
+    row.above = c.lines.at(view, tap.texel);
+    row.below = tap.weight != 0 ? c.lines.at(view, tap.texel + 1) : row.above;
     if (c.kind == Kind::copy && tap.weight == 0) {
         row.kind = Kind::copy;
         row.above += 4 * static_cast<std::int64_t>(skipped);
@@ -145,15 +197,16 @@ inline bool applies(const TextureView& view, const SamplerView& sampler, const V
         row.below += 8 * static_cast<std::int64_t>(skipped);
         return row;
     }
+    if (!c.hasTables) makeTables(c, view, at);
     row.kind = Kind::blend;
     row.compact = c.compact && skipped % 4 == 0;
     row.column = c.column + skipped;
     row.weights = c.weights + skipped;
     row.permutation = c.permutation + 8 * static_cast<std::ptrdiff_t>(skipped);
     row.blended = c.blended;
-    lanes::blendRows(row.above, row.below, tap.weight, c.blended, 4 * c.texels);
-    std::memset(c.blended + 4 * static_cast<std::ptrdiff_t>(c.texels), 0,
-                8);  // right neighbour of the last texel, weight 0
+    lanes::blendRows(row.above, row.below, tap.weight, c.blended, 4 * c.lines.texels);
+    // The right neighbour of the last texel, at weight 0.
+    std::memset(c.blended + 4 * static_cast<std::ptrdiff_t>(c.lines.texels), 0, 8);
     return row;
 }
 

@@ -127,17 +127,38 @@ ONDRIX_INLINE Texel blendBytes(Int topLeft, Int topRight, Int bottomLeft, Int bo
     const auto odd = [](Int v) __attribute__((always_inline)) {
         return Int(lanes::shiftRightLogical<8>(v.v));
     };
-    const Int evenLeft = vertical(topLeft & even, bottomLeft & even);
-    const Int evenRight = vertical(topRight & even, bottomRight & even);
-    const Int oddLeft = vertical(odd(topLeft) & even, odd(bottomLeft) & even);
-    const Int oddRight = vertical(odd(topRight) & even, odd(bottomRight) & even);
-    const Int left = Int(256) - weightX, low(0xffff);
-    const auto high = [](Int v) __attribute__((always_inline)) {
-        return Int(lanes::shiftRightLogical<16>(v.v));
+    // Numbers of the left texel and of the right one side by side, made signed for the sum of their products.
+    const Int sign(static_cast<std::int32_t>(0x80008000)), low(0xffff);
+    const Int weights = (Int(256) - weightX) | (weightX << 16);
+    const auto sum = [&](Int pairs) __attribute__((always_inline)) {
+        return Int(lanes::multiplyPairs(pairs.v, weights.v)) + 32768 * 256;
     };
-    return texelFromSums(
-        (evenLeft & low) * left + (evenRight & low) * weightX, (oddLeft & low) * left + (oddRight & low) * weightX,
-        high(evenLeft) * left + high(evenRight) * weightX, high(oddLeft) * left + high(oddRight) * weightX, format);
+    const auto lowHalves = [&](Int left, Int right) __attribute__((always_inline)) {
+        return sum((left & low) | (right << 16));
+    };
+    const auto highHalves = [&](Int left, Int right) __attribute__((always_inline)) {
+        return sum(Int(lanes::shiftRightLogical<16>(left.v)) | (right & ~0xffff));
+    };
+    const Int evenLeft = vertical(topLeft & even, bottomLeft & even) ^ sign;
+    const Int evenRight = vertical(topRight & even, bottomRight & even) ^ sign;
+    const Int oddLeft = vertical(odd(topLeft) & even, odd(bottomLeft) & even) ^ sign;
+    const Int oddRight = vertical(odd(topRight) & even, odd(bottomRight) & even) ^ sign;
+    return texelFromSums(lowHalves(evenLeft, evenRight), lowHalves(oddLeft, oddRight), highHalves(evenLeft, evenRight),
+                         highHalves(oddLeft, oddRight), format);
+}
+
+/// `linear` for textures of four plain bytes a pixel with clamped edges, at least two pixels wide: the left and the
+/// right texel are fetched at once.
+ONDRIX_INLINE Texel linearClamped(const TextureView& view, Int gridX, Int gridY) {
+    const Int insideX = clamp(gridX, 0, (view.width - 1) << 8), insideY = clamp(gridY, 0, (view.height - 1) << 8);
+    const Int left = min(insideX >> 8, view.width - 2), top = insideY >> 8;
+    const Int bottom = min(top + 1, view.height - 1);
+    const int wordsPerRow = static_cast<int>(view.bytesPerRow / 4);
+    Int topLeft, topRight, bottomLeft, bottomRight;
+    lanes::gatherPairs(view.bytes, (top * wordsPerRow + left).v, topLeft.v, topRight.v);
+    lanes::gatherPairs(view.bytes, (bottom * wordsPerRow + left).v, bottomLeft.v, bottomRight.v);
+    return blendBytes(topLeft, topRight, bottomLeft, bottomRight, insideX - (left << 8), insideY & 255,
+                      static_cast<Format>(view.format));
 }
 
 /// The blend at a position in units of 1/256 texel, counted from the centre of texel 0.
@@ -145,6 +166,10 @@ ONDRIX_INLINE Texel linear(const TextureView& view, const SamplerView& sampler, 
     const auto format = static_cast<Format>(view.format);
     const auto modeX = static_cast<MTLSamplerAddressMode>(sampler.sAddressMode);
     const auto modeY = static_cast<MTLSamplerAddressMode>(sampler.tAddressMode);
+    if (!lanes::plain && isFourPlainBytes(format) && view.width > 1 && modeX == MTLSamplerAddressMode::clampToEdge &&
+        modeY == MTLSamplerAddressMode::clampToEdge) {
+        return linearClamped(view, gridX, gridY);
+    }
     const Int weightX = gridX & 255, weightY = gridY & 255;
     Mask outsideLeft{}, outsideRight{}, outsideTop{}, outsideBottom{};
     const Int left = address(gridX >> 8, view.width, modeX, outsideLeft);

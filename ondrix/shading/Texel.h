@@ -2,6 +2,7 @@
 
 #include <ondrix/shading/Encoding.h>
 #include <ondrix/shading/Module.h>
+#include <ondrix/shading/Position.h>
 #include <ondrix/shading/Vectors.h>
 
 namespace ondrix::shading {
@@ -11,6 +12,12 @@ namespace ondrix::shading {
 struct Texel : Float4 {
     Int exact{};                    ///< the pixel's four bytes, rounded, in the memory order of `exactFormat`
     std::uint32_t exactFormat = 0;  ///< a format of four bytes, or 0 when there is no exact value
+};
+
+/// The pixels of a `Stretch`, four bytes each in the memory order of `format`.
+struct StretchBytes {
+    Int packs[Stretch::packs];
+    Format format;
 };
 
 inline constexpr float unormScale = 1.0f / 255.0f;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ondrix/shading/Checks.h>
 #include <ondrix/shading/RowSampling.h>
 
 namespace ondrix::shading {
@@ -32,17 +33,27 @@ struct Texture {
     TextureView view;
     rows::Row row;
     int rowSampler = -1;  ///< slot of the sampler that `row` was made for
+    ONDRIX_CHECK(Report* report = nullptr;)
 
     ONDRIX_INLINE int width() const { return view.width; }    ///< pixels
     ONDRIX_INLINE int height() const { return view.height; }  ///< pixels
 
     /// The pixels at these positions; zero in all four components outside the texture.
-    ONDRIX_INLINE Texel read(const Position& p) const { return reading::run(view, p); }
-    ONDRIX_INLINE Texel read(Int2 at) const { return reading::pixels(view, at); }
+    ONDRIX_INLINE Texel read(const Position& p) const {
+        ONDRIX_CHECK(if (p.count > 0) checks::read(report, slot, view, p.x, p.y);)
+        // What is known of positions is known at half of them here.
+        if constexpr (sides == Sides::half) return reading::run(view, {p.x, p.y, p.count});
+        return reading::run(view, p);
+    }
+    ONDRIX_INLINE Texel read(Int2 at) const {
+        ONDRIX_CHECK(checks::read(report, slot, view, at.x.v[0], at.y.v[0]);)
+        return reading::pixels(view, at);
+    }
 
     /// Filtered; coordinates are 0...1 over the texture, (0, 0) its top-left corner.
     template <int samplerSlot>
     ONDRIX_INLINE Texel sample(const Sampler<samplerSlot>& sampler, const Varying2& at) const {
+        ONDRIX_CHECK(checks::sample(report, slot, Float(at[0]).v[0], Float(at[1]).v[0]);)
         const auto format = static_cast<Format>(view.format);
         if (rowSampler == samplerSlot && at.index == 0) {
             [[maybe_unused]] const int i = at.position.x - row.first, count = at.position.count;
@@ -60,6 +71,7 @@ struct Texture {
     }
     template <int samplerSlot>
     ONDRIX_INLINE Texel sample(const Sampler<samplerSlot>& sampler, Float2 at) const {
+        ONDRIX_CHECK(checks::sample(report, slot, at.x.v[0], at.y.v[0]);)
         return sampling::general(view, sampler.view, at);
     }
 };
@@ -76,17 +88,28 @@ namespace writing {
     lanes::store(colours[2], colour.z.v);
     lanes::store(colours[3], colour.w.v);
     std::uint8_t* pixel = view.bytes + y * view.bytesPerRow + size * static_cast<std::int64_t>(x);
-    for (int i = 0; i < count; i++, pixel += size) {
+    for (int i = 0; i < count && i < lanes::count; i++, pixel += size) {
         const float one[4] = {colours[0][i], colours[1][i], colours[2][i], colours[3][i]};
         encodePixel(format, one, pixel);
     }
 }
 
-/// Four bytes a pixel.
-ONDRIX_INLINE void bytes(const TextureView& view, int x, int y, int count, Int words) {
+/// Whether all packs that start at multiples of their size may be streamed into a texture.
+inline bool canStream(const TextureView& view) {
+    constexpr std::uintptr_t alignment = 4 * lanes::count;
+    return !lanes::plain && reinterpret_cast<std::uintptr_t>(view.bytes) % alignment == 0 &&
+           static_cast<std::uintptr_t>(view.bytesPerRow) % alignment == 0;
+}
+
+/// Four bytes a pixel. Whole packs that start at a multiple of their size are streamed when `streaming`.
+ONDRIX_INLINE void bytes(const TextureView& view, int x, int y, int count, Int words, bool streaming) {
     std::uint8_t* pixels = view.bytes + y * view.bytesPerRow + 4 * static_cast<std::int64_t>(x);
     if (count >= lanes::count) {
-        lanes::storeWords(pixels, words.v);
+        if (streaming && x % lanes::count == 0) {
+            lanes::streamWords(pixels, words.v);
+        } else {
+            lanes::storeWords(pixels, words.v);
+        }
     } else {
         alignas(64) std::uint8_t all[4 * lanes::count];
         lanes::storeWords(all, words.v);
@@ -94,23 +117,23 @@ ONDRIX_INLINE void bytes(const TextureView& view, int x, int y, int count, Int w
     }
 }
 
-ONDRIX_INLINE void run(const TextureView& view, int x, int y, int count, const Float4& colour) {
+ONDRIX_INLINE void run(const TextureView& view, int x, int y, int count, const Float4& colour, bool streaming) {
     const auto format = static_cast<Format>(view.format);
     if (isFourBytes(format)) {
-        bytes(view, x, y, count, bytesFromColour(colour, format));
+        bytes(view, x, y, count, bytesFromColour(colour, format), streaming);
     } else {
         generalRun(view, x, y, count, colour);
     }
 }
 
-ONDRIX_INLINE void run(const TextureView& view, int x, int y, int count, const Texel& texel) {
+ONDRIX_INLINE void run(const TextureView& view, int x, int y, int count, const Texel& texel, bool streaming) {
     if (texel.exactFormat == view.format) {
-        bytes(view, x, y, count, texel.exact);
+        bytes(view, x, y, count, texel.exact, streaming);
     } else if (texel.exactFormat != 0 && isFourPlainBytes(static_cast<Format>(view.format)) &&
                isFourPlainBytes(static_cast<Format>(texel.exactFormat))) {
-        bytes(view, x, y, count, swapRedAndBlue(texel.exact));
+        bytes(view, x, y, count, swapRedAndBlue(texel.exact), streaming);
     } else {
-        run(view, x, y, count, static_cast<const Float4&>(texel));
+        run(view, x, y, count, static_cast<const Float4&>(texel), streaming);
     }
 }
 
@@ -124,6 +147,8 @@ struct Target {
     static constexpr Format expected = expectedFormat;
 
     TextureView view;
+    bool streaming = false;  ///< whole packs are stored past the caches
+    ONDRIX_CHECK(Report* report = nullptr;)
 
     ONDRIX_INLINE int width() const { return view.width; }    ///< pixels
     ONDRIX_INLINE int height() const { return view.height; }  ///< pixels
@@ -131,12 +156,35 @@ struct Target {
     /// Stores the colours of a run; the part outside the texture is left out.
     template <class Colour>
     ONDRIX_INLINE void write(const Position& p, const Colour& colour) const {
+        ONDRIX_CHECK(if (p.count > 0) checks::write(report, slot, view, p.x, p.y);)
         const Position inside = p.within(*this);
-        if (p.interior || inside.count == lanes::count) {
-            writing::run(view, inside.x, inside.y, lanes::count, colour);
+        if (p.isInterior() || inside.count == lanes::count) {
+            writing::run(view, inside.x, inside.y, lanes::count, colour, streaming);
         } else if (inside.count > 0) {
-            writing::run(view, inside.x, inside.y, inside.count, colour);
+            writing::run(view, inside.x, inside.y, inside.count, colour, false);
         }
+    }
+    /// Copies position for position where both textures have the position.
+    template <class From>
+    ONDRIX_INLINE void copy(const WholeRow& p, const From& from) const {
+        int count = p.count < width() ? p.count : width();
+        count = count < from.width() ? count : from.width();
+        if (p.y >= height() || p.y >= from.height()) return;
+        const auto format = static_cast<Format>(view.format);
+        if (!lanes::plain && view.format == from.view.format && isBytes(format)) {
+            std::uint8_t* to = view.bytes + p.y * view.bytesPerRow;
+            const std::uint8_t* bytes = from.view.bytes + p.y * from.view.bytesPerRow;
+            return lanes::copyBytes(to, bytes, static_cast<std::size_t>(count * bytesPerPixel(format)), streaming);
+        }
+        for (int x = 0; x < count; x += lanes::count) {
+            const Position at{x, p.y, count - x < lanes::count ? count - x : lanes::count};
+            ONDRIX_CHECK(checks::startPixel(x, p.y);)
+            write(at, from.read(at));
+        }
+    }
+    ONDRIX_INLINE void write(const Stretch& p, const StretchBytes& colours) const {
+        for (int i = Stretch::packs - 1; i >= 0; i--)
+            write(p.pack(i), texelFromBytes(colours.packs[i], colours.format));
     }
 };
 

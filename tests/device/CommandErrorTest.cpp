@@ -5,11 +5,13 @@
 #include <variant>
 
 #include <gmock/gmock.h>
+#include <tests/support/LogCapture.h>
 
 #include "Gpu.h"
 
 using namespace ondrix;
 using namespace ondrix::test;
+using testing::ElementsAre;
 using testing::HasSubstr;
 
 namespace {
@@ -76,7 +78,8 @@ Change<Render> draw(std::int64_t count, MTLIndexType type, std::int64_t offset) 
 
 const Case cases[] = {
     {"Pipeline", "no compute pipeline state", [](Scene&, Compute& e) { e.setComputePipelineState(nullptr); }},
-    {"Texture", "slot 0 is empty, but the function reads", [](Scene&, Compute& e) { e.setTexture(nullptr, 0); }},
+    {"Texture", "slot 0 is empty, but the function reads a texture there; bound texture slots: 1",
+     [](Scene&, Compute& e) { e.setTexture(nullptr, 0); }},
     {"Target", "slot 1 is empty, but the function writes", [](Scene&, Compute& e) { e.setTexture(nullptr, 1); }},
     {"Constants", "scaleAndAdd: buffer slot 3 is empty", [](Scene&, Compute& e) { e.setBuffer(nullptr, 0, 3); }},
     {"ShortConstants", "buffer slot 3 provides 4 bytes, but the function reads 8 bytes",
@@ -89,7 +92,7 @@ const Case cases[] = {
      [](Scene& s, Compute& e) { e.setTexture(s.textureFor(Usage::shaderRead | Usage::renderTarget), 1); }},
     {"ReadAndWritten", "texture slot 0 shares its memory with texture slot 1",
      [](Scene& s, Compute& e) { e.setTexture(s.target, 0); }},
-    {"TextureSlot", "setTexture: slot 31 is out of range; the slots are 0 to 30",
+    {"TextureSlot", "scaleAndAdd: setTexture: slot 31 is out of range; the slots are 0 to 30",
      [](Scene& s, Compute& e) { e.setTexture(s.image, 31); }},
     {"SamplerSlot", "setSamplerState: slot 16 is out of range; the slots are 0 to 15",
      [](Scene& s, Compute& e) { e.setSamplerState(s.sampler, 16); }},
@@ -106,7 +109,7 @@ const Case cases[] = {
      [](Scene& s, Render& e) { e.setRenderPipelineState(s.gpu.render("vertexBare", "fragmentConstant")); }},
     {"ReadsItsTarget", "fragmentSample: texture slot 0 shares its memory with the colour attachment",
      [](Scene& s, Render& e) { e.setFragmentTexture(s.target, 0); }},
-    {"OtherFormat", "RGBA32Float (125), but the pipeline of 'fragmentSample' was made for MTLPixelFormatRGBA8Unorm",
+    {"OtherFormat", "RGBA32Float (125), but the pipeline was made for MTLPixelFormatRGBA8Unorm (70)",
      [](Scene& s, Render& e) {
          e.setRenderPipelineState(s.gpu.render("vertexTwoPairs", "fragmentSample", MTLPixelFormat::rgba8Unorm));
      }},
@@ -114,7 +117,8 @@ const Case cases[] = {
     {"FewIndicesAfterOffset", "provides 1 indices", draw(2, MTLIndexType::uint32, 4)},
     {"OddOffset", "offset 2 is not a multiple of 4", draw(1, MTLIndexType::uint32, 2)},
     {"FarOffset", "provides 0 indices", draw(1, MTLIndexType::uint32, std::int64_t{1} << 62)},
-    {"FragmentSlot", "setFragmentBuffer: slot 31", [](Scene& s, Render& e) { e.setFragmentBuffer(s.vertices, 0, 31); }},
+    {"FragmentSlot", "fragmentSample: setFragmentBuffer: slot 31",
+     [](Scene& s, Render& e) { e.setFragmentBuffer(s.vertices, 0, 31); }},
     {"VertexSlot", "setVertexTexture: slot 40", [](Scene& s, Render& e) { e.setVertexTexture(s.image, 40); }},
     {"Attachment", "no colour attachment", [](Scene&, Pass& pass) { pass.colorAttachment0Texture = nullptr; }},
     {"NoRenderTarget", "the colour attachment holds a texture without the usage renderTarget",
@@ -126,6 +130,7 @@ class CommandErrors : public testing::TestWithParam<Case> {};
 }  // namespace
 
 TEST_P(CommandErrors, AreDescribedAndEndTheWorkThere) {
+    const LogCapture log;
     Scene scene;
     std::promise<MTLCommandBufferStatus> status;
     const auto before = scene.gpu.texture(4, 4), after = scene.gpu.texture(4, 4);
@@ -139,12 +144,51 @@ TEST_P(CommandErrors, AreDescribedAndEndTheWorkThere) {
     EXPECT_EQ(status.get_future().get(), MTLCommandBufferStatus::error);
     ASSERT_TRUE(commands->error());
     EXPECT_THAT(commands->error()->localizedDescription(), HasSubstr(GetParam().reason));
+    EXPECT_THAT(log.messages(), ElementsAre(commands->error()->localizedDescription()));
     EXPECT_EQ(colors(*before)[15], (Color{1, 1, 1, 1}));
     EXPECT_EQ(colors(*after)[15], (Color{0, 0, 0, 0}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, CommandErrors, testing::ValuesIn(cases),
                          [](const auto& test) { return std::string(test.param.name); });
+
+// A pass that fails sixty times a second says so once, each command buffer has its error, and another cause is told
+// again.
+TEST(LoggedErrors, AreLoggedOnceForAPipelineAndCause) {
+    const LogCapture log;
+    const Gpu gpu;
+    const auto pipeline = gpu.compute("scaleAndAdd");
+    const auto image = gpu.texture(4, 4);
+    for (int frame = 0; frame < 6; ++frame) {
+        auto commands = gpu.queue->makeCommandBuffer();
+        auto encoder = commands->makeComputeCommandEncoder();
+        encoder->setComputePipelineState(pipeline);
+        if (frame % 2 != 0) encoder->setTexture(image, 0);
+        encoder->dispatchThreadgroups({1, 1, 1}, {1, 1, 1});
+        encoder->endEncoding();
+        commands->commit();
+        commands->waitUntilCompleted();
+        EXPECT_TRUE(commands->error());
+    }
+    EXPECT_THAT(log.messages(),
+                ElementsAre(HasSubstr("texture slot 0 is empty"), HasSubstr("texture slot 1 is empty")));
+}
+
+// Whoever doesn't ask for the reason of a refusal finds it in the log.
+TEST(LoggedErrors, OfPipelinesAreLoggedUnlessTheCallerTakesThem) {
+    const LogCapture log;
+    const Gpu gpu;
+    NSError error;
+    EXPECT_EQ(gpu.device->makeComputePipelineState(gpu.library->makeFunction("vertexBare"), &error), nullptr);
+    EXPECT_THAT(log.messages(), ElementsAre());
+    EXPECT_EQ(gpu.compute("vertexBare"), nullptr);
+    EXPECT_EQ(gpu.render("fill", "fragmentValue"), nullptr);
+    EXPECT_EQ(gpu.render("vertexBare", "fragmentValue"), nullptr);
+    EXPECT_THAT(log.messages(),
+                ElementsAre(error.localizedDescription(),
+                            "the function 'fill' is a compute function, but a vertex function is needed",
+                            "fragmentValue: varying 0 is not provided by 'vertexBare', which returns 0"));
+}
 
 TEST(CommandBuffers, RefuseASecondOpenEncoderAndCommitWithOne) {
     const Gpu gpu;

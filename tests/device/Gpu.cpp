@@ -4,7 +4,8 @@
 
 namespace ondrix::test {
 
-Gpu::Gpu(int threadCount, const std::string& levelName) : device(software::Device::create(threadCount, levelName)) {
+Gpu::Gpu(int threadCount, const std::string& levelName, bool validates)
+    : device(software::Device::create(threadCount, levelName, validates)) {
     NSError error;
     library = device->makeLibrary(URL(TEST_LIBRARY), &error);
     if (!library) throw std::runtime_error(error.localizedDescription());

@@ -22,7 +22,7 @@ using TexturePointer = std::shared_ptr<MTLTexture>;
 /// The CPU device with the functions of TestFunctions.cpp, and short ways to use them.
 class Gpu {
 public:
-    explicit Gpu(int threadCount = 2, const std::string& levelName = {});
+    explicit Gpu(int threadCount = 2, const std::string& levelName = {}, bool validates = false);
 
     std::shared_ptr<software::Device> device;
     std::shared_ptr<MTLLibrary> library;

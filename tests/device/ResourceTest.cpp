@@ -99,7 +99,8 @@ TEST(Pipelines, RefusalsSayWhy) {
         {"vertexValue", "fragmentValue", &good, rgba, "made"},
         {"vertexTwoPairs", "fragmentSample", &good, rgba, "made"},  // reads fewer than are provided
         {"none", "fragmentValue", &good, rgba, "the vertex function is missing"},
-        {"vertexValue", "vertexValue", &good, rgba, "'vertexValue' is not a fragment function"},
+        {"vertexValue", "vertexValue", &good, rgba,
+         "'vertexValue' is a vertex function, but a fragment function is needed"},
         {"vertexValue", "fragmentValue", &good, invalid, "pixel format"},
         {"vertexValue", "fragmentValue", nullptr, rgba, "vertexValue: vertex attribute 0"},
         {"vertexTwoPairs", "fragmentValue", &good, rgba, "has 4 components"},
@@ -116,7 +117,8 @@ TEST(Pipelines, RefusalsSayWhy) {
         EXPECT_THAT(made ? "made" : error.localizedDescription(), HasSubstr(reason));
     }
     EXPECT_EQ(gpu.device->makeComputePipelineState(gpu.library->makeFunction("fragmentValue"), &error), nullptr);
-    EXPECT_THAT(error.localizedDescription(), HasSubstr("'fragmentValue' is not a compute function"));
+    EXPECT_THAT(error.localizedDescription(),
+                HasSubstr("'fragmentValue' is a fragment function, but a compute function is needed"));
 }
 
 TEST(SystemDefaultDevice, FollowsTheEnvironment) {

@@ -29,6 +29,18 @@ inline void CS_Pattern(const Position& p, const Target<0>& out) {
     out.write(p, Float4{at.x * 0.013f, at.y * 0.029f, at.x * at.y * 0.00007f, 1});
 }
 
+struct Careless {
+    int readX, readY, writeX, writeY;
+    float coordinate;
+};
+
+/// Reads, samples and writes wherever it is told to.
+inline void CS_Careless(const Position& p, const Texture<0>& in, const Sampler<0>& sampler, const Target<1>& out,
+                        const Constants<Careless, 3>& k) {
+    const Float4 colour = in.read(p + Offset{k->readX, k->readY});
+    out.write(p + Offset{k->writeX, k->writeY}, colour + in.sample(sampler, Float2{k->coordinate, 0}));
+}
+
 inline VertexOut<Float4> VS_Main(VertexInput<Float4, 0> position, VertexInput<Float4, 1> value) {
     return {position, {value}};
 }
@@ -57,6 +69,7 @@ const FunctionTable functions{
     computeFunction<CS_Fill>("fill"),
     computeFunction<CS_ScaleAndAdd>("scaleAndAdd"),
     computeFunction<CS_Pattern>("pattern"),
+    computeFunction<CS_Careless>("careless"),
     vertexFunction<VS_Main>("vertexValue"),
     vertexFunction<VS_TwoPairs>("vertexTwoPairs"),
     vertexFunction<VS_Bare>("vertexBare"),

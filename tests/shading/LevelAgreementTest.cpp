@@ -2,6 +2,7 @@
 // writes outside the pixels.
 
 #include <algorithm>
+#include <limits>
 
 #include <gtest/gtest.h>
 
@@ -127,16 +128,105 @@ TEST_P(LevelAgreement, OwnFunctions) {
     }
 }
 
+// No position is too far away: outside is zero, nothing outside is touched, and the sums of positions don't overflow
+// into the picture.
+TEST_P(LevelAgreement, PositionsOutsideAreZeroAndLeftAlone) {
+    constexpr int least = std::numeric_limits<int>::min(), most = std::numeric_limits<int>::max();
+    for (int w : {7, 16, 37}) {
+        for (Format format : {Format::bgra8, Format::r8, Format::rg8, Format::r32f, Format::rgba16f}) {
+            Image source(w, 5, format, 5), half((w + 1) / 2, 3, format, 6);
+            for (int x : {0, 1, -1, 15 - w, w, least, most, most - 15, least + 16, 1 << 30}) {
+                for (int y : {0, 2, -1, least, most}) {
+                    const int by[] = {x, y};
+                    for (const char* name : {"ShiftedRun", "ShiftedPixels", "MovedPosition"}) {
+                        Image to(w, 5, format, 0), expected(w, 5, format, 0);
+                        dispatch(open(TEST_LIBRARY, GetParam()), name, {source.view(), to.view()}, w, 5, by);
+                        for (int i = 0; i < w * 5; i++) {
+                            const std::int64_t fromX = std::int64_t{i % w} + x, fromY = std::int64_t{i / w} + y;
+                            const bool inside = fromX >= 0 && fromX < w && fromY >= 0 && fromY < 5;
+                            float colour[4] = {};
+                            if (inside) {
+                                const auto* pixel = source.pixel(static_cast<int>(fromX), static_cast<int>(fromY));
+                                shading::decodePixel(format, pixel, colour);
+                            }
+                            shading::encodePixel(format, colour, expected.pixel(i % w, i / w));
+                        }
+                        ASSERT_EQ(to.bytes(), expected.bytes()) << name << " by " << x << ", " << y << " in " << w;
+                    }
+                    expectSame(TEST_LIBRARY, w, 5, format, [&](const auto& module, Image& to) {
+                        dispatch(module, "SmallTexture", {half.view(), to.view()}, w, 5, by);
+                    });
+                    Image to(w, 5, format, 0);
+                    dispatch(open(TEST_LIBRARY, GetParam()), "WrittenElsewhere", {source.view(), to.view()}, w, 5, by);
+                    ASSERT_TRUE(to.guardsIntact());
+                }
+            }
+        }
+    }
+}
+
+TEST_P(LevelAgreement, CoordinatesThatAreNoNumbersAreTheSameAnywhere) {
+    const float nan = std::numeric_limits<float>::quiet_NaN(), infinity = std::numeric_limits<float>::infinity();
+    for (const float strange : {nan, infinity, -infinity, 1e30f, -3e38f}) {
+        const float settings[8] = {1, 1, 1, 1, strange, 0, 1, strange};
+        for (Format from : {Format::bgra8, Format::r8, Format::rgba16f}) {
+            Image source(13, 9, from, 3);
+            for (int mode = 0; mode <= 5; mode++) {
+                for (int filter = 0; filter <= 1; filter++) {
+                    Draw d{fill(21, 3),
+                           {source.view()},
+                           {sampler(filter, static_cast<MTLSamplerAddressMode>(mode))},
+                           settings};
+                    expectSameDraw(TEST_LIBRARY, "Computed", d, 21, 3, Format::bgra8);
+                    d.mapping.u.base = strange;
+                    expectSameDraw(TEST_LIBRARY, "Tinted", d, 21, 3, Format::bgra8);
+                    d.mapping.u.dx = strange;
+                    expectSameDraw(TEST_LIBRARY, "Tinted", d, 21, 3, Format::bgra8);
+                }
+            }
+        }
+    }
+}
+
+// Stretches and single packs, their ends, matrices that mix Cb into red, and stores past the caches.
 TEST_P(LevelAgreement, YCbCrConversion) {
-    for (auto range : {ondrix::YUVFormats::NV12FullRange, ondrix::YUVFormats::NV12VideoRange}) {
-        for (int w : sizes) {
+    const auto &full = ondrix::yuvToRGBConstants(ondrix::YUVFormats::NV12FullRange),
+               &video = ondrix::yuvToRGBConstants(ondrix::YUVFormats::NV12VideoRange);
+    auto mixing = video;
+    mixing.colorMatrix.columns[1].x = -0.7f;
+    mixing.colorMatrix.columns[2].z = 3.9f;
+    for (const auto& constants : {full, video, mixing}) {
+        for (int w : {1, 2, 15, 17, 33, 63, 64, 67, 127, 192, 208}) {
             for (int h : {1, 2, 5}) {
                 for (const auto& [y8, c8] : {std::pair{Format::r8, Format::rg8}, {Format::bgra8, Format::rgba32f}}) {
                     Image luma(w, h, y8, 1), chroma((w + 1) / 2, (h + 1) / 2, c8, 2);
-                    expectSame(OWN_LIBRARY, w, h, Format::bgra8, [&](const auto& module, Image& target) {
-                        dispatch(module, "Ondrix::YUVtoRGB::CS_Main", {luma.view(), chroma.view(), target.view()}, w, h,
-                                 &ondrix::yuvToRGBConstants(range));
-                    });
+                    for (Format to : {Format::bgra8, Format::rgba8, Format::r32f}) {
+                        expectSame(OWN_LIBRARY, w, h, to, [&](const auto& module, Image& target) {
+                            dispatch(module, "Ondrix::YUVtoRGB::CS_Main", {luma.view(), chroma.view(), target.view()},
+                                     w, h, &constants, h == 2);
+                        });
+                    }
+                }
+            }
+        }
+    }
+}
+
+// Stored past the caches, rows that lie well for that and rows that don't, from the first column or a later one.
+TEST_P(LevelAgreement, StreamedStores) {
+    for (int w : {16, 31, 64, 127, 160}) {
+        for (Format format : {Format::bgra8, Format::rgba8, Format::r8}) {
+            Image source(w, 5, Format::bgra8, 4);
+            expectSame(OWN_LIBRARY, w, 5, format, [&](const auto& module, Image& target) {
+                dispatch(module, "Ondrix::Blit::CS_Main", {source.view(), target.view()}, w, 5, nullptr, true);
+            });
+            for (int sourceWidth : {w, 2 * w, w / 2 + 1}) {
+                Image other(sourceWidth, 7, Format::bgra8, 5);
+                for (int first : {0, 7, w / 2}) {
+                    Draw d{fill(w, 5), {other.view()}, {linearClamp}};
+                    d.x0 = first;
+                    d.streaming = true;
+                    expectSameDraw(OWN_LIBRARY, present, d, w, 5, format);
                 }
             }
         }

@@ -38,12 +38,17 @@ std::vector<std::string> builtLevels() {
         const bool built = std::string_view(SIMD_LEVELS).find(level.name) != std::string_view::npos;
         if (built && level.supported()) levels.emplace_back(level.name);
     }
+    if (std::string_view(SIMD_LEVELS).find("checked") != std::string_view::npos) levels.emplace_back("checked");
     return levels;
 }
 
 Image::Image(int w, int h, Format f, unsigned noise)
     : width(w), height(h), format(f), stride_(w * shading::bytesPerPixel(f) + 4 * (1 + w % 3)) {
-    memory_.assign(static_cast<std::size_t>(stride_ * (h + 2) + 64), guard);
+    const bool aligned = w % 16 == 0;
+    if (aligned) stride_ = (stride_ + 63) / 64 * 64;
+    memory_.assign(static_cast<std::size_t>(stride_ * (h + 2) + 192), guard);
+    const auto firstRow = reinterpret_cast<std::uintptr_t>(memory_.data() + stride_);
+    start_ = stride_ + static_cast<std::int64_t>((64 - firstRow % 64) % 64) + (aligned ? 0 : 4);
     unsigned state = noise * 2654435761u + 1;
     for (int i = 0; i < w * h; i++) {
         float colour[4];
@@ -56,11 +61,11 @@ Image::Image(int w, int h, Format f, unsigned noise)
 }
 
 shading::TextureView Image::view() {
-    return {memory_.data() + stride_, stride_, width, height, static_cast<std::uint32_t>(format)};
+    return {memory_.data() + start_, stride_, width, height, static_cast<std::uint32_t>(format)};
 }
 
 std::uint8_t* Image::pixel(int x, int y) {
-    return memory_.data() + stride_ * (y + 1) + x * shading::bytesPerPixel(format);
+    return memory_.data() + start_ + stride_ * y + x * shading::bytesPerPixel(format);
 }
 
 std::vector<std::uint8_t> Image::bytes() {
@@ -72,8 +77,8 @@ std::vector<std::uint8_t> Image::bytes() {
 bool Image::guardsIntact() const {
     const std::int64_t row = width * shading::bytesPerPixel(format);
     for (std::int64_t i = 0; i < static_cast<std::int64_t>(memory_.size()); i++) {
-        const std::int64_t y = i / stride_ - 1;
-        const bool isPixel = y >= 0 && y < height && i % stride_ < row;
+        const std::int64_t from = i - start_;
+        const bool isPixel = from >= 0 && from < height * stride_ && from % stride_ < row;
         if (!isPixel && memory_[static_cast<std::size_t>(i)] != guard) return false;
     }
     return true;
@@ -95,6 +100,7 @@ void draw(const shading::ModuleTable& module, const std::string& name, const Dra
     task.perspective = draw.mapping.perspective;
     task.inverseW = draw.mapping.inverseW;
     task.serial = nextSerial();
+    task.streaming = draw.streaming;
     const std::size_t scratch = function.scratchBytes(&task.bindings, target.width);
     std::vector<std::uint8_t> memory(scratch + 64);
     task.scratch = memory.data() + (64 - reinterpret_cast<std::uintptr_t>(memory.data()) % 64);
@@ -110,13 +116,15 @@ void draw(const shading::ModuleTable& module, const std::string& name, const Dra
 }
 
 void dispatch(const shading::ModuleTable& module, const std::string& name,
-              const std::vector<shading::TextureView>& textures, int width, int height, const void* constants) {
+              const std::vector<shading::TextureView>& textures, int width, int height, const void* constants,
+              bool streaming) {
     const void* all[] = {constants};
     shading::ComputeTask task;
     task.bindings = {textures.data(), nullptr, all};
     task.width = (width + 31) / 32 * 32;  // whole thread groups reach over the edges
     task.y1 = (height + 31) / 32 * 32;
     task.serial = nextSerial();
+    task.streaming = streaming;
     entry(module, name).runCompute(&task);
 }
 

@@ -17,10 +17,13 @@ const shading::ModuleTable& open(const std::string& library, const std::string& 
 /// The levels of this build that run on this machine.
 std::vector<std::string> builtLevels();
 
-/// Pixels between guard bytes that nobody may touch.
+/// Pixels between guard bytes that nobody may touch. Rows lie anywhere, but with a multiple of 16 pixels at multiples
+/// of 64 bytes.
 class Image {
 public:
     Image(int width, int height, Format format, unsigned noise);
+    Image(const Image&) = delete;
+    Image& operator=(const Image&) = delete;
 
     shading::TextureView view();
     std::uint8_t* pixel(int x, int y);
@@ -33,7 +36,7 @@ public:
 
 private:
     std::vector<std::uint8_t> memory_;
-    std::int64_t stride_;
+    std::int64_t stride_, start_;
 };
 
 /// A straight line of a coordinate over the target: value = base + x * dx + y * dy at pixel centres.
@@ -52,10 +55,12 @@ struct Draw {
     const void* constants = nullptr;
     std::vector<shading::Plane> morePlanes{};
     int x0 = 0;  ///< first column that is drawn
+    bool streaming = false;
 };
 
 void draw(const shading::ModuleTable& module, const std::string& name, const Draw& draw, Image& target);
 void dispatch(const shading::ModuleTable& module, const std::string& name,
-              const std::vector<shading::TextureView>& textures, int width, int height, const void* constants);
+              const std::vector<shading::TextureView>& textures, int width, int height, const void* constants,
+              bool streaming = false);
 
 }  // namespace modules

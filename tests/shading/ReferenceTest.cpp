@@ -1,10 +1,11 @@
-// The plain level against independent double-precision arithmetic; the other levels are held to it elsewhere, and the
-// conversion from YCbCr with the converter.
+// The plain level against independent double-precision arithmetic; the other levels are held to it elsewhere.
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
 #include <gtest/gtest.h>
+
+#include <ondrix/conversion/YUVToRGBConstants.h>
 
 #include "Modules.h"
 
@@ -58,6 +59,42 @@ TEST(Reference, SameSizeIsAnExactCopyAtAnySize) {
         Image source(w, 2, Format::bgra8, 7), target(w, 2, Format::bgra8, 0);
         draw(plain, "Ondrix::Blit::FS_Main", {fill(w, 2), {source.view()}, {linearClamp}}, target);
         EXPECT_EQ(source.bytes(), target.bytes()) << w;
+    }
+}
+
+// Every Y, Cb and Cr: the fixed-point weights must not lose a level anywhere.
+TEST(Reference, YCbCrConversionIsWithinOneLevelForEveryInput) {
+    const shading::ModuleTable& module =
+        open(OWN_LIBRARY, builtLevels().back() == "checked" ? "plain" : builtLevels().back());
+    Image luma(512, 128, Format::r8, 0), chroma(256, 64, Format::rg8, 0), target(512, 128, Format::bgra8, 0);
+    for (int i = 0; i < 256 * 256; i++) {  // four blocks of 64 by 1 hold the 256 values of Y once for each Cr
+        const int x = i % 512, y = i / 512;
+        *luma.pixel(x, y) = static_cast<std::uint8_t>(x / 2 % 64 * 4 + x % 2 + y % 2 * 2);
+    }
+    for (auto range : {ondrix::YUVFormats::NV12FullRange, ondrix::YUVFormats::NV12VideoRange}) {
+        const auto& k = ondrix::yuvToRGBConstants(range);
+        for (int cb = 0; cb < 256; cb++) {
+            for (int i = 0; i < 256 * 64; i++) {
+                std::uint8_t* pair = chroma.pixel(i % 256, i / 256);
+                pair[0] = static_cast<std::uint8_t>(cb);
+                pair[1] = static_cast<std::uint8_t>(i / 256 * 4 + i % 256 / 64);
+            }
+            dispatch(module, "Ondrix::YUVtoRGB::CS_Main", {luma.view(), chroma.view(), target.view()}, 512, 128, &k);
+            for (int i = 0; i < 512 * 128; i++) {
+                const int x = i % 512, y = i / 512;
+                const double blue = chroma.pixel(x / 2, y / 2)[0] / 255.0 - k.chromaOffset.x;
+                const double red = chroma.pixel(x / 2, y / 2)[1] / 255.0 - k.chromaOffset.y;
+                const auto expected = [&](float ofLuma, float ofBlue, float ofRed) {
+                    return level(255 *
+                                 (*luma.pixel(x, y) / 255.0 * ofLuma + blue * ofBlue + red * ofRed + k.lumaOffset.x));
+                };
+                const auto& [l, b, r] = k.colorMatrix.columns;
+                const int colours[] = {expected(l.z, b.z, r.z), expected(l.y, b.y, r.y), expected(l.x, b.x, r.x), 255};
+                for (int c = 0; c < 4; c++) {
+                    if (std::abs(target.pixel(x, y)[c] - colours[c]) > 1) FAIL() << +*luma.pixel(x, y) << " " << cb;
+                }
+            }
+        }
     }
 }
 

@@ -150,9 +150,10 @@ private:
             return device.unlessRefused<RecordedEncoder>("makeComputeCommandEncoder", device.calls);
         }
         void present(std::shared_ptr<MTLDrawable>) override { record(device.calls, "present"); }
-        void addCompletedHandler(std::function<void(MTLCommandBuffer&)> handler) override {
+        void addCompletedHandler(MTLCommandBufferHandler handler) override {
             record(device.calls, "addCompletedHandler");
-            device.handlers.push_back([handler, self = shared_from_this()] { handler(*self); });
+            device.handlers.push_back([handler = std::make_shared<MTLCommandBufferHandler>(std::move(handler)),
+                                       self = shared_from_this()] { (*handler)(*self); });
         }
         void commit() override { record(device.calls, "commit"); }
         void waitUntilCompleted() override {

@@ -9,7 +9,7 @@ AVPlayer::AVPlayer(std::shared_ptr<AVPlayerItem> playerItem) : item_(std::move(p
 
 std::shared_ptr<AVPlayer> AVPlayer::create(std::shared_ptr<AVPlayerItem> playerItem) {
     assert(playerItem != nullptr);
-    const std::shared_ptr<AVPlayer> player(new AVPlayer(std::move(playerItem)));
+    std::shared_ptr<AVPlayer> player(new AVPlayer(std::move(playerItem)));
     player->item_->setOnEnd([weak = std::weak_ptr(player)] {
         if (const auto self = weak.lock()) self->itemDidEnd();
     });

@@ -41,9 +41,10 @@ public:
     /// Ends the innermost `run` after what it is just running; without one, the next. Safe to use from any thread.
     void stop();
 
+    ~NSRunLoop() = delete;
+
 private:
     NSRunLoop();
-    ~NSRunLoop() = delete;
 
     struct State;
     State* state_;

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <optional>
 
 #include <ondrix/platform/foundation/NSError.h>
+#include <ondrix/platform/metal/MTLCommandBufferHandler.h>
 #include <ondrix/platform/metal/MTLCommandEncoder.h>
 #include <ondrix/platform/metal/MTLDrawable.h>
 
@@ -36,7 +36,7 @@ public:
     virtual void present(std::shared_ptr<MTLDrawable> drawable) = 0;
     /// Handlers run in the order they were added, on one thread of the device, after the work is done or has failed.
     /// They may encode, commit and wait for other command buffers. Add them before `commit`.
-    virtual void addCompletedHandler(std::function<void(MTLCommandBuffer&)> handler) = 0;
+    virtual void addCompletedHandler(MTLCommandBufferHandler handler) = 0;
     /// Hands the work over. A second call does nothing.
     virtual void commit() = 0;
     /// Blocks until the work is done or has failed; handlers may still be running. Returns at once if never committed.

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -19,20 +20,6 @@
 namespace ondrix::os {
 
 namespace {
-
-/// What all loggers of the process share. The sink is taken out under the lock and called without it, so a sink may
-/// itself log or replace the sink, and lives until the last call to it has ended.
-struct SharedState {
-    std::mutex mutex;
-    std::shared_ptr<const LogSink> sink;  ///< null: the standard one
-    std::atomic<LogType> minimum = LogType::info;
-};
-
-/// Never destroyed: code that runs while the program ends may still log.
-SharedState& sharedState() {
-    static auto& state = *new SharedState;
-    return state;
-}
 
 const char* typeName(LogType type) {
     switch (type) {
@@ -69,6 +56,39 @@ void writeToStandardError(const LogMessage& message) {
             vectors[first].iov_len -= written;
         }
     }
+}
+
+/// The lowest level that is written, as a number so that it can lie above all of them.
+int levelFromEnvironment() {
+    constexpr int info = static_cast<int>(LogType::info);
+    const char* value = std::getenv("ONDRIX_LOG");
+    const std::string_view name = value != nullptr ? value : "";
+    if (name.empty()) return info;
+    if (name == "off") return static_cast<int>(LogType::fault) + 1;
+    for (const LogType type : {LogType::debug, LogType::info, LogType::error, LogType::fault}) {
+        if (name == typeName(type)) return static_cast<int>(type);
+    }
+    try {
+        const std::string text =
+            "ONDRIX_LOG is \"" + std::string(name) + "\", but must be off, fault, error, info or debug. Using info.";
+        writeToStandardError({LogType::error, mainSubsystem(), "log", text});
+    } catch (const std::bad_alloc&) {
+    }
+    return info;
+}
+
+/// What all loggers of the process share. The sink is taken out under the lock and called without it, so a sink may
+/// itself log or replace the sink, and lives until the last call to it has ended.
+struct SharedState {
+    std::mutex mutex;
+    std::shared_ptr<const LogSink> sink;  ///< null: the standard one
+    std::atomic<int> minimum = levelFromEnvironment();
+};
+
+/// Never destroyed: code that runs while the program ends may still log.
+SharedState& sharedState() {
+    static auto& state = *new SharedState;
+    return state;
 }
 
 void send(const LogMessage& message) {
@@ -128,7 +148,7 @@ LogSink setLogSink(LogSink sink) {
 }
 
 void setLogLevel(LogType minimum) {
-    sharedState().minimum.store(minimum, std::memory_order_relaxed);
+    sharedState().minimum.store(static_cast<int>(minimum), std::memory_order_relaxed);
 }
 
 std::string mainSubsystem() {
@@ -142,7 +162,7 @@ Logger::Logger(std::string subsystem, std::string category)
     : subsystem_(std::move(subsystem)), category_(std::move(category)) {}
 
 bool Logger::isEnabled(LogType type) noexcept {
-    return type >= sharedState().minimum.load(std::memory_order_relaxed);
+    return static_cast<int>(type) >= sharedState().minimum.load(std::memory_order_relaxed);
 }
 
 void Logger::error(const char* format, ...) const noexcept {

@@ -24,7 +24,8 @@ using LogSink = std::function<void(const LogMessage&)>;
 /// sink may be called from any thread, also from several at once.
 LogSink setLogSink(LogSink sink);
 
-/// Messages below `minimum` are neither built nor written. `LogType::info` to begin with.
+/// Messages below `minimum` are neither built nor written. To begin with, that is what the environment variable
+/// `ONDRIX_LOG` says when the first message comes: off (none at all), fault, error, info or debug; info without it.
 void setLogLevel(LogType minimum);
 
 /// Whose messages a logger writes, unless it has a name of its own: the main bundle's identifier, or without one the

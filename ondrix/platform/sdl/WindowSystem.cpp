@@ -39,7 +39,7 @@ std::shared_ptr<WindowSystem> WindowSystem::open(std::string& reason) {
         reason = SDL_GetError();
         return nullptr;
     }
-    const std::shared_ptr<WindowSystem> system(new WindowSystem);
+    std::shared_ptr<WindowSystem> system(new WindowSystem);
     system->start();
     current = system;
     return system;

@@ -1,5 +1,6 @@
 #include <cstdlib>
 
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <ondrix/platform/software/AlignedMemory.h>
@@ -7,6 +8,9 @@
 namespace ondrix::software {
 
 namespace {
+
+/// What one entry of the processor's address translation can cover at best, instead of the usual 4096 bytes.
+constexpr std::uint64_t hugePage = std::uint64_t{2} << 20;
 
 std::uint64_t physicalMemory() {
     static const std::uint64_t bytes = [] {
@@ -18,21 +22,50 @@ std::uint64_t physicalMemory() {
     return bytes;
 }
 
+/// Bytes from `address` on to the next multiple of `alignment`.
+std::uint64_t gap(const void* address, std::uint64_t alignment) {
+    return (alignment - reinterpret_cast<std::uintptr_t>(address) % alignment) % alignment;
+}
+
+/// `size` bytes from a multiple of a huge page on; null when there are none.
+std::byte* mapHugePages(std::uint64_t size) {
+    void* const map =
+        mmap(nullptr, size + hugePage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (map == MAP_FAILED) return nullptr;
+    auto* const bytes = static_cast<std::byte*>(map) + gap(map, hugePage);
+    const auto before = static_cast<std::size_t>(bytes - static_cast<std::byte*>(map));
+    if (before > 0) munmap(map, before);
+    if (before < hugePage) munmap(bytes + size, hugePage - before);
+    madvise(bytes, size, MADV_HUGEPAGE);  // a kernel without them goes on with small ones
+    return bytes;
+}
+
 }  // namespace
 
 AlignedMemory AlignedMemory::allocate(std::uint64_t size) noexcept {
     AlignedMemory memory;
     if (size == 0 || size > physicalMemory()) return memory;
-    memory.block_.reset(std::calloc(size + alignment - 1, 1));
-    if (!memory.block_) return memory;
-    const auto address = reinterpret_cast<std::uintptr_t>(memory.block_.get());
-    memory.bytes_ = static_cast<std::byte*>(memory.block_.get()) + (alignment - address % alignment) % alignment;
-    memory.size_ = size;
+    if (size >= hugePage) {
+        static const auto pageSize = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+        const std::uint64_t mapped = (size + pageSize - 1) / pageSize * pageSize;
+        memory.bytes_ = mapHugePages(mapped);
+        memory.block_ = {memory.bytes_, {mapped}};
+    } else {
+        memory.block_ = {std::calloc(size + alignment - 1, 1), {0}};
+        if (memory.block_) {
+            memory.bytes_ = static_cast<std::byte*>(memory.block_.get()) + gap(memory.block_.get(), alignment);
+        }
+    }
+    if (memory.block_) memory.size_ = size;
     return memory;
 }
 
 void AlignedMemory::Free::operator()(void* block) const noexcept {
-    std::free(block);
+    if (mappedBytes > 0) {
+        munmap(block, mappedBytes);
+    } else {
+        std::free(block);
+    }
 }
 
 }  // namespace ondrix::software

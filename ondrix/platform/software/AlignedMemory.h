@@ -6,8 +6,8 @@
 
 namespace ondrix::software {
 
-/// Bytes that start at a multiple of 64 and are all zero at first. Large blocks take physical memory page by page when
-/// they are first touched.
+/// Bytes that start at a multiple of 64 and are all zero at first. Large blocks take physical memory when they are
+/// first touched, in huge pages where the kernel has them: a picture's columns lie on a page each otherwise.
 class AlignedMemory {
 public:
     static constexpr std::size_t alignment = 64;
@@ -21,6 +21,7 @@ public:
 
 private:
     struct Free {
+        std::uint64_t mappedBytes;  ///< 0 for a block from the heap
         void operator()(void* block) const noexcept;
     };
 

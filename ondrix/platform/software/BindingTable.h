@@ -7,6 +7,7 @@
 
 #include <ondrix/platform/software/Buffer.h>
 #include <ondrix/platform/software/Commands.h>
+#include <ondrix/platform/software/ProblemLog.h>
 #include <ondrix/platform/software/Sampler.h>
 #include <ondrix/platform/software/Texture.h>
 
@@ -16,6 +17,9 @@ namespace ondrix::software {
 /// done return a text that says so, and an empty one otherwise.
 class BindingTable {
 public:
+    /// The function that texts name, or null while there is none.
+    void setFunction(const shading::Entry* entry) { function_ = entry; }
+
     /// `operation` is the encoder's operation, for the text.
     [[nodiscard]] std::string setTexture(const char* operation, MTLTexture* texture, std::int64_t index);
     [[nodiscard]] std::string setSampler(const char* operation, MTLSamplerState* sampler, std::int64_t index);
@@ -27,10 +31,18 @@ public:
 
     /// Checks what `entry` needs and describes it in `memory`.
     [[nodiscard]] std::string resolve(const shading::Entry& entry, std::pmr::memory_resource& memory,
-                                      BoundFunction& function) const;
+                                      BoundFunction& function);
     /// Fails when a texture that `entry` reads shares memory with `target`, which the same command writes.
     [[nodiscard]] std::string checkReads(const shading::Entry& entry, const shading::TextureView& target,
-                                         const std::string& targetName) const;
+                                         const char* targetName) const;
+
+    // Validation: what fits but looks wrong is told to `problems`.
+
+    /// Constants larger than what `entry` reads.
+    void tellLargeConstants(const shading::Entry& entry, ProblemLog& problems) const;
+    /// Objects in slots that no function named which was resolved with this table, as the last one's problem.
+    /// `meshBuffers` has a bit for each buffer slot that is used otherwise.
+    void tellUnused(std::uint32_t meshBuffers, ProblemLog& problems) const;
 
     struct BufferSlot {
         const std::byte* bytes = nullptr;  ///< after the offset; null when empty
@@ -42,10 +54,17 @@ public:
 private:
     [[nodiscard]] std::string checkTexture(const shading::Entry& entry, const shading::Parameter& parameter) const;
     [[nodiscard]] std::string checkConstants(const shading::Entry& entry, const shading::Parameter& parameter) const;
+    [[nodiscard]] std::string named(const std::string& problem) const;
+    /// The slots that are bound, a bit for each.
+    [[nodiscard]] std::uint32_t boundTextures() const;
+    [[nodiscard]] std::uint32_t boundSamplers() const;
+    [[nodiscard]] std::uint32_t boundBuffers() const;
 
     std::array<const Texture*, shading::textureSlots> textures_{};
     std::array<const Sampler*, shading::samplerSlots> samplers_{};
     std::array<BufferSlot, shading::bufferSlots> buffers_{};
+    const shading::Entry* function_ = nullptr;
+    std::uint32_t usedTextures_ = 0, usedSamplers_ = 0, usedBuffers_ = 0;
 };
 
 }  // namespace ondrix::software

@@ -9,8 +9,19 @@
 
 namespace ondrix::software {
 
+namespace {
+
+constexpr const char* outOfMemoryText = "out of memory";
+
+}  // namespace
+
 CommandBuffer::CommandBuffer(std::shared_ptr<Executor> executor)
-    : executor_(std::move(executor)), memory_(firstMemory_.data(), firstMemory_.size()) {}
+    : executor_(std::move(executor)),
+      problems_(&executor_->problems()),
+      held_(executor_->memory().get()),
+      handlers_(executor_->memory().get()),
+      drawables_(executor_->memory().get()),
+      memory_(firstMemory_.data(), firstMemory_.size(), executor_->memory().get()) {}
 
 CommandBuffer::~CommandBuffer() = default;
 
@@ -29,7 +40,8 @@ std::shared_ptr<MTLRenderCommandEncoder> CommandBuffer::makeRenderCommandEncoder
     const MTLRenderPassDescriptor& descriptor) {
     if (!beginEncoder()) return nullptr;
     try {
-        return std::make_shared<RenderCommandEncoder>(shared_from_this(), descriptor);
+        return std::allocate_shared<RenderCommandEncoder>(RecyclingAllocator<RenderCommandEncoder>(executor_->memory()),
+                                                          shared_from_this(), descriptor);
     } catch (const std::bad_alloc&) {
         encoding_ = false;
         return nullptr;
@@ -39,7 +51,8 @@ std::shared_ptr<MTLRenderCommandEncoder> CommandBuffer::makeRenderCommandEncoder
 std::shared_ptr<MTLComputeCommandEncoder> CommandBuffer::makeComputeCommandEncoder() {
     if (!beginEncoder()) return nullptr;
     try {
-        return std::make_shared<ComputeCommandEncoder>(shared_from_this());
+        return std::allocate_shared<ComputeCommandEncoder>(
+            RecyclingAllocator<ComputeCommandEncoder>(executor_->memory()), shared_from_this());
     } catch (const std::bad_alloc&) {
         encoding_ = false;
         return nullptr;
@@ -56,8 +69,7 @@ void CommandBuffer::present(std::shared_ptr<MTLDrawable> drawable) {
     }
 }
 
-void CommandBuffer::addCompletedHandler(std::function<void(MTLCommandBuffer&)> handler) {
-    assert(handler);
+void CommandBuffer::addCompletedHandler(MTLCommandBufferHandler handler) {
     if (status() != MTLCommandBufferStatus::notEnqueued) return;
     try {
         handlers_.push_back(std::move(handler));
@@ -68,7 +80,10 @@ void CommandBuffer::addCompletedHandler(std::function<void(MTLCommandBuffer&)> h
 
 void CommandBuffer::commit() {
     if (status() != MTLCommandBufferStatus::notEnqueued) return;
-    if (encoding_) fail("the command buffer was committed while an encoder had not ended");
+    if (encoding_) {
+        encoderEnded();
+        fail("the command buffer was committed while an encoder had not ended");
+    }
     for (const auto& drawable : drawables_) drawable->presentScheduled();
     try {
         executor_->commit(shared_from_this());
@@ -84,7 +99,7 @@ void CommandBuffer::waitUntilCompleted() {
 
 std::optional<NSError> CommandBuffer::error() const {
     if (status() != MTLCommandBufferStatus::error) return std::nullopt;
-    return NSError(problem_.empty() ? "out of memory" : problem_);
+    return NSError(problem_.empty() ? outOfMemoryText : problem_);
 }
 
 void CommandBuffer::hold(std::shared_ptr<const void> object) {
@@ -97,7 +112,18 @@ void CommandBuffer::append(Command& command) noexcept {
 }
 
 void CommandBuffer::fail(std::string problem) {
-    if (problem_.empty()) problem_ = std::move(problem);
+    if (problem.empty() || !problem_.empty()) return;
+    problem_ = std::move(problem);
+    problems_->error(problem_);
+}
+
+void CommandBuffer::encoderEnded() noexcept {
+    encoding_ = false;
+    problems_ = &executor_->problems();
+}
+
+bool CommandBuffer::validates() const noexcept {
+    return executor_->validates();
 }
 
 void CommandBuffer::committed() noexcept {
@@ -119,6 +145,7 @@ void CommandBuffer::execute(ExecutionContext& context) {
     } catch (const std::bad_alloc&) {
         outOfMemory_ = true;
     }
+    if (outOfMemory_ && problem_.empty()) executor_->problems().error(outOfMemoryText);
     first_ = last_ = nullptr;
     memory_.release();
     held_.clear();
@@ -132,9 +159,9 @@ void CommandBuffer::finished() noexcept {
 
 void CommandBuffer::callHandlers() {
     const auto drawables = std::move(drawables_);
-    const auto handlers = std::move(handlers_);
+    auto handlers = std::move(handlers_);
     for (const auto& drawable : drawables) drawable->present();
-    for (const auto& handler : handlers) handler(*this);
+    for (auto& handler : handlers) handler(*this);
 }
 
 }  // namespace ondrix::software

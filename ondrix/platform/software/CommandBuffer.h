@@ -16,11 +16,12 @@
 namespace ondrix::software {
 
 class Executor;
+class ProblemLog;
 
 /// A list of commands with all that they need: it holds the executor, so committed work is done even when device and
 /// queue have gone, and every object that was bound, until the work is done. Recording happens on one thread; the
-/// executor's threads take over at `commit`. The first problem met while recording ends the list there: what was
-/// recorded before still runs, then the status becomes `error`.
+/// executor's threads take over at `commit`. Its memory is recycled. The first problem met while recording ends the
+/// list there and is logged: what was recorded before still runs, then the status becomes `error`.
 class CommandBuffer final : public MTLCommandBuffer, public std::enable_shared_from_this<CommandBuffer> {
 public:
     explicit CommandBuffer(std::shared_ptr<Executor> executor);
@@ -30,7 +31,7 @@ public:
         const MTLRenderPassDescriptor& descriptor) override;
     [[nodiscard]] std::shared_ptr<MTLComputeCommandEncoder> makeComputeCommandEncoder() override;
     void present(std::shared_ptr<MTLDrawable> drawable) override;
-    void addCompletedHandler(std::function<void(MTLCommandBuffer&)> handler) override;
+    void addCompletedHandler(MTLCommandBufferHandler handler) override;
     void commit() override;
     void waitUntilCompleted() override;
     [[nodiscard]] MTLCommandBufferStatus status() const override { return status_.load(std::memory_order_acquire); }
@@ -56,7 +57,10 @@ public:
     }
     void hold(std::shared_ptr<const void> object);
     void append(Command& command) noexcept;
-    void encoderEnded() noexcept { encoding_ = false; }
+    /// Problems from here on are those of a pipeline that the command buffer holds.
+    void setProblems(ProblemLog& problems) noexcept { problems_ = &problems; }
+    void encoderEnded() noexcept;
+    [[nodiscard]] bool validates() const noexcept;
 
     // Execution, for the executor, on one thread at a time.
 
@@ -79,11 +83,12 @@ private:
     bool encoding_ = false;
     bool outOfMemory_ = false;
     std::string problem_;
+    ProblemLog* problems_;
     Command* first_ = nullptr;
     Command* last_ = nullptr;
-    std::vector<std::shared_ptr<const void>> held_;
-    std::vector<std::function<void(MTLCommandBuffer&)>> handlers_;
-    std::vector<std::shared_ptr<MTLDrawable>> drawables_;
+    std::pmr::vector<std::shared_ptr<const void>> held_;
+    std::pmr::vector<MTLCommandBufferHandler> handlers_;
+    std::pmr::vector<std::shared_ptr<MTLDrawable>> drawables_;
     std::array<std::byte, 2048> firstMemory_;
     std::pmr::monotonic_buffer_resource memory_;
 };

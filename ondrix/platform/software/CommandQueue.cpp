@@ -8,7 +8,7 @@ namespace ondrix::software {
 
 std::shared_ptr<MTLCommandBuffer> CommandQueue::makeCommandBuffer() {
     try {
-        return std::make_shared<CommandBuffer>(executor_);
+        return std::allocate_shared<CommandBuffer>(RecyclingAllocator<CommandBuffer>(executor_->memory()), executor_);
     } catch (const std::bad_alloc&) {
         return nullptr;
     }

@@ -10,6 +10,7 @@
 /// recorded and held by the command buffer, so that running it can only fail for want of memory.
 namespace ondrix::software {
 
+class ProblemLog;
 class RenderPipeline;
 
 /// Constants of a function: `size` bytes of a buffer, copied when the command runs.
@@ -25,6 +26,7 @@ struct BoundFunction {
     shading::Bindings bindings;
     ConstantsCopy* copies = nullptr;
     int copyCount = 0;
+    ProblemLog* problems = nullptr;  ///< of the pipeline
 
     /// Takes the values that the constants have now.
     void copyConstants() const noexcept;
@@ -44,6 +46,7 @@ struct DispatchCommand : Command {
     std::int32_t width = 0;        ///< positions in x; 0 when nothing is written
     std::int32_t height = 0;       ///< rows
     std::int64_t bytesPerRow = 0;  ///< read and written for one row, about
+    std::int64_t bytes = 0;        ///< of all textures that are read or written
 };
 
 struct DrawCommand {
@@ -55,6 +58,7 @@ struct DrawCommand {
     const std::byte* indices = nullptr;
     std::int64_t indexCount = 0;
     std::int64_t bytesPerRow = 0;  ///< read for one row of the target, about
+    std::int64_t bytes = 0;        ///< of all textures that are read
     DrawCommand* next = nullptr;
 };
 

@@ -1,5 +1,6 @@
 #include <condition_variable>
 #include <deque>
+#include <memory_resource>
 #include <mutex>
 #include <system_error>
 
@@ -14,7 +15,8 @@ struct CompletionThread::State {
     Placement placement;
     std::mutex mutex;
     std::condition_variable wakeUp;
-    std::deque<std::shared_ptr<CommandBuffer>> queue;  // guarded by mutex, as all that follows
+    std::pmr::unsynchronized_pool_resource memory;  // guarded by mutex, as all that follows
+    std::pmr::deque<std::shared_ptr<CommandBuffer>> queue{&memory};
     bool asleep = false;
     bool stopping = false;
     std::atomic<int> waiting{0};  ///< length of the queue, plus one when stopping: for spinning only

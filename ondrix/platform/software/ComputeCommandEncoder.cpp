@@ -5,6 +5,7 @@
 
 #include <ondrix/platform/software/ComputeCommandEncoder.h>
 #include <ondrix/platform/software/EncodedBytes.h>
+#include <ondrix/platform/software/Validation.h>
 
 namespace ondrix::software {
 
@@ -27,6 +28,9 @@ void ComputeCommandEncoder::setComputePipelineState(std::shared_ptr<MTLComputePi
             return "setComputePipelineState: the pipeline state was made by another device";
         }
         commandBuffer_->hold(std::move(pipelineState));
+        if (pipeline_ == nullptr) return {};
+        commandBuffer_->setProblems(pipeline_->problems());
+        bindings_.setFunction(&pipeline_->entry());
         return {};
     });
 }
@@ -75,16 +79,22 @@ std::string ComputeCommandEncoder::recordDispatch(MTLSize groups, MTLSize thread
     command->kind = Command::Kind::dispatch;
     std::string problem = bindings_.resolve(entry, commandBuffer_->memory(), command->function);
     if (!problem.empty()) return problem;
+    command->function.problems = &pipeline_->problems();
+    if (commandBuffer_->validates()) {
+        if (pipeline_->function().isChecked()) prepareReport(command->function, commandBuffer_->memory());
+        bindings_.tellLargeConstants(entry, pipeline_->problems());
+    }
     std::int32_t width = 0, height = 0;
     for (const shading::Parameter& parameter : std::span(entry.parameters, entry.parameterCount)) {
         const bool written = parameter.kind == shading::ParameterKind::target;
         if (!written && parameter.kind != shading::ParameterKind::texture) continue;
         const shading::TextureView& view = bindings_.texture(parameter.slot)->view();
         command->bytesPerRow += view.bytesPerRow;
+        command->bytes += view.bytesPerRow * view.height;
         if (!written) continue;
         width = std::max(width, view.width);
         height = std::max(height, view.height);
-        problem = bindings_.checkReads(entry, view, "texture slot " + std::to_string(parameter.slot));
+        problem = bindings_.checkReads(entry, view, ("texture slot " + std::to_string(parameter.slot)).c_str());
         if (!problem.empty()) return problem;
     }
     if (groups.depth == 0 || threads.depth == 0) return {};
@@ -96,6 +106,12 @@ std::string ComputeCommandEncoder::recordDispatch(MTLSize groups, MTLSize thread
 
 void ComputeCommandEncoder::endEncoding() {
     if (!commandBuffer_) return;
+    if (commandBuffer_->validates()) {
+        commandBuffer_->record([&]() -> std::string {
+            if (pipeline_ != nullptr) bindings_.tellUnused(0, pipeline_->problems());
+            return {};
+        });
+    }
     commandBuffer_->encoderEnded();
     commandBuffer_.reset();
 }

@@ -55,18 +55,26 @@ int threadsToUse() {
     return processors;
 }
 
+bool validates() {
+    const std::string_view text = environment("ONDRIX_VALIDATE");
+    if (!text.empty() && text != "0" && text != "1") {
+        logger().error("ONDRIX_VALIDATE is \"%s\", but must be 1 or 0. Nothing is validated.", text.data());
+    }
+    return text == "1";
+}
+
 }  // namespace
 
 namespace software {
 
 std::shared_ptr<Device> Device::create() {
-    return create(threadsToUse(), std::string(environment("ONDRIX_SIMD")));
+    return create(threadsToUse(), std::string(environment("ONDRIX_SIMD")), validates());
 }
 
-std::shared_ptr<Device> Device::create(int threadCount, std::string levelName) {
+std::shared_ptr<Device> Device::create(int threadCount, std::string levelName, bool validates) {
     assert(threadCount >= 1 && threadCount <= mostThreads);
     try {
-        auto executor = std::make_shared<Executor>(threadCount);
+        auto executor = std::make_shared<Executor>(threadCount, validates);
         return std::shared_ptr<Device>(new Device(std::move(executor), threadCount, std::move(levelName)));
     } catch (const std::bad_alloc&) {
         return nullptr;
@@ -77,7 +85,7 @@ Device::Device(std::shared_ptr<Executor> executor, int threadCount, std::string 
     : executor_(std::move(executor)), threadCount_(threadCount), levelName_(std::move(levelName)) {}
 
 std::string Device::name() const {
-    std::string level = levelName_;
+    std::string level = executor_->validates() ? std::string(Module::checkedLevel) : levelName_;
     for (const SimdLevel& candidate : simdLevels()) {
         if (level.empty() && candidate.supported()) level = candidate.name;
     }
@@ -118,7 +126,7 @@ std::shared_ptr<MTLSamplerState> Device::makeSamplerState(const MTLSamplerDescri
 }
 
 std::shared_ptr<MTLLibrary> Device::makeLibrary(const URL& URL, NSError* error) {
-    return Library::create(URL, levelName_, error);
+    return Library::create(URL, levelName_, executor_->validates(), error);
 }
 
 std::shared_ptr<MTLLibrary> Device::makeDefaultLibrary() {

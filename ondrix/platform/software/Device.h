@@ -14,11 +14,14 @@ class Executor;
 class Device final : public MTLDevice {
 public:
     /// With the settings of the environment: `ONDRIX_THREADS`, the number of threads that share work (1 to 256; one per
-    /// processor when unset), and `ONDRIX_SIMD`, the SIMD level of shader modules (the best when unset). A number of
-    /// threads that can't be read is reported and ignored. Null without memory.
+    /// processor when unset), `ONDRIX_SIMD`, the SIMD level of shader modules (the best when unset), and
+    /// `ONDRIX_VALIDATE`, 1 for a device that validates. Values that can't be read are reported and ignored. Null
+    /// without memory.
     static std::shared_ptr<Device> create();
-    /// `threadCount` is 1 to 256; an empty `levelName` stands for the best level.
-    static std::shared_ptr<Device> create(int threadCount, std::string levelName);
+    /// `threadCount` is 1 to 256; an empty `levelName` stands for the best level. A device that `validates` looks
+    /// closer at what functions do and what is bound to them, and logs what it finds under the category "validation";
+    /// results are the same, at the speed of one pixel at a time.
+    static std::shared_ptr<Device> create(int threadCount, std::string levelName, bool validates = false);
 
     [[nodiscard]] std::string name() const override;
 

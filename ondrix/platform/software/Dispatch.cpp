@@ -1,5 +1,7 @@
+#include <ondrix/platform/software/Caches.h>
 #include <ondrix/platform/software/Dispatch.h>
 #include <ondrix/platform/software/Strips.h>
+#include <ondrix/platform/software/Validation.h>
 
 namespace ondrix::software {
 
@@ -9,12 +11,14 @@ struct DispatchRun {
     const DispatchCommand& command;
     Strips strips;
     std::uint64_t serial;
+    bool streaming;
 
     static void strip(void* context, int strip, void* scratch) {
         const auto& run = *static_cast<const DispatchRun*>(context);
         const BoundFunction& function = run.command.function;
         const shading::ComputeTask task{function.bindings,     run.command.width, run.strips.begin(strip),
-                                        run.strips.end(strip), run.serial,        scratch};
+                                        run.strips.end(strip), run.serial,        scratch,
+                                        run.streaming};
         function.entry->runCompute(&task);
     }
 };
@@ -24,8 +28,12 @@ struct DispatchRun {
 bool run(const DispatchCommand& command, ExecutionContext& context) {
     command.function.copyConstants();
     if (!context.pool.reserveScratch(command.function.scratchBytes(command.width))) return false;
-    DispatchRun run{command, Strips(0, command.height, command.bytesPerRow, context.pool.threadCount()), nextSerial()};
-    context.pool.run(run.strips.count(), DispatchRun::strip, &run);
+    const WrittenPixels written(command);
+    DispatchRun run{command, Strips(0, command.height, command.bytesPerRow, context.pool.threadCount()), nextSerial(),
+                    exceedsCaches(command.bytes)};
+    context.pool.run(run.strips.count(), DispatchRun::strip, &run, command.bytes);
+    written.tell();
+    tellFindings(command.function);
     return true;
 }
 

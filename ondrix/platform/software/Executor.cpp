@@ -25,7 +25,8 @@ constexpr int roundsBeforeSleep = 20;
 }  // namespace
 
 struct Executor::State {
-    explicit State(int threadCount) : context(threadCount) {}
+    State(int threadCount, RecyclingMemory sharedMemory)
+        : context(threadCount), memory(std::move(sharedMemory)), pending(memory.get()) {}
 
     ExecutionContext context;  // used by the thread that executes
     CompletionThread completion;
@@ -35,7 +36,8 @@ struct Executor::State {
     std::mutex mutex;
     std::condition_variable wakeUp;       // for the executor's thread
     std::condition_variable oneFinished;  // for waiting threads
-    std::deque<std::shared_ptr<CommandBuffer>> pending;
+    const RecyclingMemory memory;
+    std::pmr::deque<std::shared_ptr<CommandBuffer>> pending;
     bool executing = false;    // some thread runs the command buffer that was in front
     bool callersWait = false;  // the last commits were waited for
     bool requested = false;    // the thread shall run what is pending
@@ -132,7 +134,8 @@ bool Executor::State::waitForRequest(Lock& lock) {
     return false;
 }
 
-Executor::Executor(int threadCount) : state_(std::make_shared<State>(threadCount)) {}
+Executor::Executor(int threadCount, bool validates)
+    : memory_(makeRecyclingMemory()), state_(std::make_shared<State>(threadCount, memory_)), validates_(validates) {}
 
 Executor::~Executor() {
     {

@@ -2,6 +2,9 @@
 
 #include <memory>
 
+#include <ondrix/platform/software/ProblemLog.h>
+#include <ondrix/platform/software/Recycling.h>
+
 namespace ondrix::software {
 
 class CommandBuffer;
@@ -12,8 +15,8 @@ class CommandBuffer;
 /// any thread, also the executor's own. Safe to use from any thread.
 class Executor {
 public:
-    /// `threadCount` threads, 1 to 256, share the work of one command buffer.
-    explicit Executor(int threadCount);
+    /// `threadCount` threads, 1 to 256, share the work of one command buffer; see `Device::create` for `validates`.
+    explicit Executor(int threadCount, bool validates);
     ~Executor();
     Executor(const Executor&) = delete;
     Executor& operator=(const Executor&) = delete;
@@ -22,10 +25,19 @@ public:
     /// `commandBuffer` must be committed.
     void waitUntilCompleted(CommandBuffer& commandBuffer);
 
+    /// For command buffers and what belongs to them.
+    [[nodiscard]] const RecyclingMemory& memory() const noexcept { return memory_; }
+    [[nodiscard]] bool validates() const noexcept { return validates_; }
+    /// For problems that belong to no pipeline.
+    [[nodiscard]] ProblemLog& problems() noexcept { return problems_; }
+
 private:
     struct State;
 
+    RecyclingMemory memory_;
     std::shared_ptr<State> state_;  ///< shared with the executor's thread
+    ProblemLog problems_;
+    bool validates_;
 };
 
 }  // namespace ondrix::software

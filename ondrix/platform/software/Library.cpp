@@ -1,6 +1,7 @@
 #include <new>
 
 #include <ondrix/platform/software/Library.h>
+#include <ondrix/platform/software/ProblemLog.h>
 
 namespace ondrix::software {
 
@@ -16,9 +17,15 @@ MTLFunctionType Function::functionType() const {
     return MTLFunctionType::kernel;
 }
 
-std::shared_ptr<Library> Library::create(const URL& URL, const std::string& level, NSError* error) {
-    auto module = Module::open(URL.path(), level, error);
-    if (!module) return nullptr;
+std::shared_ptr<Library> Library::create(const URL& URL, const std::string& level, bool checked, NSError* error) {
+    NSError reason;
+    auto module = Module::open(URL.path(), level, checked, &reason);
+    if (!module) {
+        // Whoever doesn't take the reason has it in the log.
+        if (error == nullptr) deviceLogger().error("%s", reason.localizedDescription().c_str());
+        if (error != nullptr) *error = reason;
+        return nullptr;
+    }
     try {
         return std::shared_ptr<Library>(new Library(std::move(module)));
     } catch (const std::bad_alloc&) {

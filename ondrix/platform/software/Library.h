@@ -21,6 +21,8 @@ public:
     [[nodiscard]] MTLFunctionType functionType() const override;
     [[nodiscard]] const shading::Entry& entry() const noexcept { return entry_; }
     [[nodiscard]] const std::shared_ptr<const Module>& module() const noexcept { return module_; }
+    /// True when the module fills reports.
+    [[nodiscard]] bool isChecked() const noexcept { return module_->isChecked(); }
 
 private:
     std::shared_ptr<const Module> module_;
@@ -31,7 +33,7 @@ private:
 class Library final : public MTLLibrary {
 public:
     /// See `Module::open`.
-    static std::shared_ptr<Library> create(const URL& URL, const std::string& level, NSError* error);
+    static std::shared_ptr<Library> create(const URL& URL, const std::string& level, bool checked, NSError* error);
 
     [[nodiscard]] std::shared_ptr<MTLFunction> makeFunction(std::string_view name) override;
     [[nodiscard]] std::vector<std::string> functionNames() const override;

@@ -5,6 +5,7 @@
 #include <dlfcn.h>
 
 #include <ondrix/platform/software/ModuleLoader.h>
+#include <ondrix/platform/software/ProblemLog.h>
 #include <ondrix/platform/software/SimdLevel.h>
 
 namespace ondrix::software {
@@ -79,10 +80,19 @@ const shading::ModuleTable& openModule(const fs::path& file) {
 
 }  // namespace
 
-std::shared_ptr<const Module> Module::open(const fs::path& library, const std::string& level, NSError* error) {
+std::shared_ptr<const Module> Module::open(const fs::path& library, const std::string& level, bool checked,
+                                           NSError* error) {
     try {
         requireLibrary(library);
-        return std::shared_ptr<const Module>(new Module(openModule(chooseModule(library, level))));
+        fs::path file = library / (std::string(checkedLevel) + ".so");
+        if (checked && !fs::exists(file)) {
+            static auto& lacking = *new ProblemLog;
+            lacking.finding(os::LogType::info, library.string(),
+                            quoted(library) + " has no module for validation, so only the bindings of its functions " +
+                                "are checked");
+        }
+        if (!checked || !fs::exists(file)) file = chooseModule(library, level);
+        return std::shared_ptr<const Module>(new Module(openModule(file)));
     } catch (const std::exception& reason) {
         if (error != nullptr) *error = NSError(reason.what());
         return nullptr;

@@ -37,16 +37,30 @@ std::string slotProblem(const Entry& entry) {
     return {};
 }
 
+const char* nameOf(FunctionKind kind) {
+    switch (kind) {
+        case FunctionKind::vertex:
+            return "vertex";
+        case FunctionKind::fragment:
+            return "fragment";
+        case FunctionKind::compute:
+            break;
+    }
+    return "compute";
+}
+
 /// The function as one of this device, when it is of the kind `kind`; otherwise null with a problem.
-std::shared_ptr<Function> checked(const std::shared_ptr<MTLFunction>& function, FunctionKind kind, const char* kindName,
+std::shared_ptr<Function> checked(const std::shared_ptr<MTLFunction>& function, FunctionKind kind,
                                   std::string& problem) {
+    const std::string needed = nameOf(kind);
     auto own = std::dynamic_pointer_cast<Function>(function);
     if (!function) {
-        problem = std::string("the ") + kindName + " function is missing";
+        problem = "the " + needed + " function is missing";
     } else if (!own) {
         problem = "the function '" + function->name() + "' is not of this device";
     } else if (own->entry().kind != kind) {
-        problem = "the function '" + function->name() + "' is not a " + kindName + " function";
+        problem = "the function '" + function->name() + "' is a " + nameOf(own->entry().kind) + " function, but a " +
+                  needed + " function is needed";
     } else {
         problem = slotProblem(own->entry());
     }
@@ -108,7 +122,10 @@ std::string matchVaryings(const Entry& vertex, const Entry& fragment, int& verte
         if (parameter.kind != ParameterKind::varying) continue;
         const std::string name = std::string(fragment.name) + ": varying " + std::to_string(parameter.slot);
         if (parameter.slot != count) return name + " is out of order";
-        if (parameter.slot >= vertex.varyingCount) return name + " is not provided by '" + vertex.name + "'";
+        if (parameter.slot >= vertex.varyingCount) {
+            return name + " is not provided by '" + vertex.name + "', which returns " +
+                   std::to_string(vertex.varyingCount);
+        }
         if (parameter.size != vertex.varyingSizes[parameter.slot]) {
             return name + " has " + std::to_string(parameter.size) + " components, but '" + vertex.name +
                    "' provides " + std::to_string(vertex.varyingSizes[parameter.slot]);
@@ -124,6 +141,7 @@ std::string matchVaryings(const Entry& vertex, const Entry& fragment, int& verte
 template <typename State>
 std::shared_ptr<State> finish(std::shared_ptr<State> state, const std::string& problem, NSError* error) {
     if (problem.empty()) return state;
+    if (error == nullptr) deviceLogger().error("%s", problem.c_str());  // whoever doesn't take the reason has it there
     if (error != nullptr) *error = NSError(problem);
     return nullptr;
 }
@@ -133,7 +151,7 @@ std::shared_ptr<State> finish(std::shared_ptr<State> state, const std::string& p
 std::shared_ptr<ComputePipeline> ComputePipeline::create(const std::shared_ptr<MTLFunction>& function, NSError* error) {
     try {
         std::string problem;
-        auto own = checked(function, FunctionKind::compute, "compute", problem);
+        auto own = checked(function, FunctionKind::compute, problem);
         return finish(std::shared_ptr<ComputePipeline>(new ComputePipeline(std::move(own))), problem, error);
     } catch (const std::bad_alloc&) {
         return nullptr;
@@ -144,12 +162,17 @@ std::shared_ptr<RenderPipeline> RenderPipeline::create(const MTLRenderPipelineDe
     try {
         std::shared_ptr<RenderPipeline> pipeline(new RenderPipeline);
         std::string problem;
-        pipeline->vertex_ = checked(descriptor.vertexFunction, FunctionKind::vertex, "vertex", problem);
+        pipeline->vertex_ = checked(descriptor.vertexFunction, FunctionKind::vertex, problem);
         if (problem.empty()) {
-            pipeline->fragment_ = checked(descriptor.fragmentFunction, FunctionKind::fragment, "fragment", problem);
+            pipeline->fragment_ = checked(descriptor.fragmentFunction, FunctionKind::fragment, problem);
         }
         if (!problem.empty()) return finish(pipeline, problem, error);
         pipeline->pixelFormat_ = descriptor.colorAttachment0PixelFormat;
+        if (descriptor.vertexDescriptor) {
+            for (const auto& [slot, layout] : descriptor.vertexDescriptor->layouts) {
+                if (slot < shading::bufferSlots) pipeline->meshBuffers_ |= 1u << slot;
+            }
+        }
         if (!pixelFormatInfo(pipeline->pixelFormat_)) {
             problem = "the colour attachment's pixel format is unknown: " + description(pipeline->pixelFormat_);
         }

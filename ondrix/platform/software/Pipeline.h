@@ -7,6 +7,7 @@
 #include <ondrix/platform/foundation/NSError.h>
 #include <ondrix/platform/metal/MTLPipelineState.h>
 #include <ondrix/platform/software/Library.h>
+#include <ondrix/platform/software/ProblemLog.h>
 
 namespace ondrix::software {
 
@@ -18,12 +19,15 @@ public:
 
     [[nodiscard]] std::uint64_t threadExecutionWidth() const override { return 32; }
     [[nodiscard]] std::uint64_t maxTotalThreadsPerThreadgroup() const override { return 1024; }
+    [[nodiscard]] const Function& function() const noexcept { return *function_; }
     [[nodiscard]] const shading::Entry& entry() const noexcept { return function_->entry(); }
+    [[nodiscard]] ProblemLog& problems() const noexcept { return problems_; }
 
 private:
     explicit ComputePipeline(std::shared_ptr<Function> function) : function_(std::move(function)) {}
 
     std::shared_ptr<Function> function_;
+    mutable ProblemLog problems_;
 };
 
 /// A vertex and a fragment function that fit together, and how the vertex buffers are read.
@@ -42,13 +46,18 @@ public:
     /// without attribute, layout or known format, or varyings that the vertex function doesn't provide.
     static std::shared_ptr<RenderPipeline> create(const MTLRenderPipelineDescriptor& descriptor, NSError* error);
 
+    [[nodiscard]] const Function& vertexFunction() const noexcept { return *vertex_; }
+    [[nodiscard]] const Function& fragmentFunction() const noexcept { return *fragment_; }
     [[nodiscard]] const shading::Entry& vertex() const noexcept { return vertex_->entry(); }
     [[nodiscard]] const shading::Entry& fragment() const noexcept { return fragment_->entry(); }
     [[nodiscard]] MTLPixelFormat pixelFormat() const noexcept { return pixelFormat_; }
     [[nodiscard]] const Attributes& attributes() const noexcept { return attributes_; }
+    /// A bit for each buffer slot that the vertex descriptor names, read or not.
+    [[nodiscard]] std::uint32_t meshBuffers() const noexcept { return meshBuffers_; }
     /// Floats that the vertex function hands on after the position, and how many of them the fragment function reads.
     [[nodiscard]] int vertexComponents() const noexcept { return vertexComponents_; }
     [[nodiscard]] int fragmentComponents() const noexcept { return fragmentComponents_; }
+    [[nodiscard]] ProblemLog& problems() const noexcept { return problems_; }
 
 private:
     RenderPipeline() = default;
@@ -58,6 +67,8 @@ private:
     Attributes attributes_;
     int vertexComponents_ = 0;
     int fragmentComponents_ = 0;
+    std::uint32_t meshBuffers_ = 0;
+    mutable ProblemLog problems_;
 };
 
 }  // namespace ondrix::software

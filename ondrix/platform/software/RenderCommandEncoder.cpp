@@ -3,6 +3,7 @@
 
 #include <ondrix/platform/software/EncodedBytes.h>
 #include <ondrix/platform/software/RenderCommandEncoder.h>
+#include <ondrix/platform/software/Validation.h>
 
 namespace ondrix::software {
 
@@ -42,6 +43,10 @@ void RenderCommandEncoder::setRenderPipelineState(std::shared_ptr<MTLRenderPipel
             return "setRenderPipelineState: the pipeline state was made by another device";
         }
         commandBuffer_->hold(std::move(pipelineState));
+        if (pipeline_ == nullptr) return {};
+        commandBuffer_->setProblems(pipeline_->problems());
+        vertex_.setFunction(&pipeline_->vertex());
+        fragment_.setFunction(&pipeline_->fragment());
         return {};
     });
 }
@@ -132,9 +137,8 @@ void RenderCommandEncoder::drawIndexedPrimitives(MTLPrimitiveType type, std::int
 std::string RenderCommandEncoder::recordDraw(DrawCommand& draw, const MTLBuffer* indexBuffer, std::int64_t offset) {
     if (pipeline_ == nullptr) return "drawIndexedPrimitives: no render pipeline state is set";
     if (format_ != pipeline_->pixelFormat()) {
-        return "drawIndexedPrimitives: the colour attachment has the format " + description(format_) +
-               ", but the pipeline of '" + pipeline_->fragment().name + "' was made for " +
-               description(pipeline_->pixelFormat());
+        return std::string(pipeline_->fragment().name) + ": the colour attachment has the format " +
+               description(format_) + ", but the pipeline was made for " + description(pipeline_->pixelFormat());
     }
     std::string problem = describeIndices(draw, indexBuffer, offset);
     if (problem.empty()) problem = describeVertices(draw);
@@ -142,11 +146,14 @@ std::string RenderCommandEncoder::recordDraw(DrawCommand& draw, const MTLBuffer*
     if (problem.empty()) problem = fragment_.resolve(pipeline_->fragment(), commandBuffer_->memory(), draw.fragment);
     if (problem.empty()) problem = vertex_.checkReads(pipeline_->vertex(), pass_->target, "the colour attachment");
     if (problem.empty()) problem = fragment_.checkReads(pipeline_->fragment(), pass_->target, "the colour attachment");
+    if (problem.empty() && commandBuffer_->validates()) validate(draw);
     if (!problem.empty() || draw.indexCount == 0) return problem;
     for (const shading::Parameter& parameter :
          std::span(pipeline_->fragment().parameters, pipeline_->fragment().parameterCount)) {
         if (parameter.kind == shading::ParameterKind::texture) {
-            draw.bytesPerRow += fragment_.texture(parameter.slot)->view().bytesPerRow;
+            const shading::TextureView& view = fragment_.texture(parameter.slot)->view();
+            draw.bytesPerRow += view.bytesPerRow;
+            draw.bytes += view.bytesPerRow * view.height;
         }
     }
     (pass_->lastDraw == nullptr ? pass_->firstDraw : pass_->lastDraw->next) = &draw;
@@ -154,24 +161,33 @@ std::string RenderCommandEncoder::recordDraw(DrawCommand& draw, const MTLBuffer*
     return {};
 }
 
+void RenderCommandEncoder::validate(DrawCommand& draw) {
+    draw.vertex.problems = draw.fragment.problems = &pipeline_->problems();
+    if (pipeline_->vertexFunction().isChecked()) prepareReport(draw.vertex, commandBuffer_->memory());
+    if (pipeline_->fragmentFunction().isChecked()) prepareReport(draw.fragment, commandBuffer_->memory());
+    vertex_.tellLargeConstants(pipeline_->vertex(), pipeline_->problems());
+    fragment_.tellLargeConstants(pipeline_->fragment(), pipeline_->problems());
+}
+
 std::string RenderCommandEncoder::describeIndices(DrawCommand& draw, const MTLBuffer* indexBuffer,
                                                   std::int64_t offset) const {
-    const std::string operation = "drawIndexedPrimitives: ";
-    if (draw.primitiveType > MTLPrimitiveType::triangleStrip) return operation + "the primitive type is unknown";
-    if (draw.indexType > MTLIndexType::uint32) return operation + "the index type is unknown";
+    using namespace std::string_literals;
+    constexpr const char* operation = "drawIndexedPrimitives: ";
+    if (draw.primitiveType > MTLPrimitiveType::triangleStrip) return operation + "the primitive type is unknown"s;
+    if (draw.indexType > MTLIndexType::uint32) return operation + "the index type is unknown"s;
     const auto* buffer = dynamic_cast<const Buffer*>(indexBuffer);
-    if (indexBuffer == nullptr) return operation + "the index buffer is missing";
-    if (buffer == nullptr) return operation + "the index buffer was made by another device";
+    if (indexBuffer == nullptr) return operation + "the index buffer is missing"s;
+    if (buffer == nullptr) return operation + "the index buffer was made by another device"s;
     const std::uint64_t indexBytes = draw.indexType == MTLIndexType::uint16 ? 2 : 4;
-    if (draw.indexCount < 0) return operation + "the number of indices is negative";
+    if (draw.indexCount < 0) return operation + "the number of indices is negative"s;
     if (offset < 0 || static_cast<std::uint64_t>(offset) % indexBytes != 0) {
-        return operation + "the index buffer offset " + std::to_string(offset) + " is not a multiple of " +
+        return operation + "the index buffer offset "s + std::to_string(offset) + " is not a multiple of " +
                std::to_string(indexBytes);
     }
     const auto start = static_cast<std::uint64_t>(offset);
     const std::uint64_t available = start > buffer->length() ? 0 : (buffer->length() - start) / indexBytes;
     if (static_cast<std::uint64_t>(draw.indexCount) > available) {
-        return operation + "the index buffer provides " + std::to_string(available) + " indices, but " +
+        return operation + "the index buffer provides "s + std::to_string(available) + " indices, but " +
                std::to_string(draw.indexCount) + " are drawn";
     }
     draw.indices = draw.indexCount == 0 ? nullptr : buffer->bytes() + start;
@@ -210,6 +226,14 @@ std::string RenderCommandEncoder::describeVertices(DrawCommand& draw) {
 
 void RenderCommandEncoder::endEncoding() {
     if (!commandBuffer_) return;
+    if (commandBuffer_->validates()) {
+        commandBuffer_->record([&]() -> std::string {
+            if (pipeline_ == nullptr) return {};
+            vertex_.tellUnused(pipeline_->meshBuffers(), pipeline_->problems());
+            fragment_.tellUnused(0, pipeline_->problems());
+            return {};
+        });
+    }
     commandBuffer_->encoderEnded();
     commandBuffer_.reset();
 }

@@ -40,6 +40,7 @@ private:
     [[nodiscard]] std::string describeIndices(DrawCommand& draw, const MTLBuffer* indexBuffer,
                                               std::int64_t offset) const;
     [[nodiscard]] std::string describeVertices(DrawCommand& draw);
+    void validate(DrawCommand& draw);
 
     std::shared_ptr<CommandBuffer> commandBuffer_;  ///< null after the end
     RenderPassCommand* pass_ = nullptr;             ///< in the memory of the command buffer

@@ -3,10 +3,12 @@
 #include <limits>
 
 #include <ondrix/platform/metal/MTLPixelFormat.h>
+#include <ondrix/platform/software/Caches.h>
 #include <ondrix/platform/software/ClearPixel.h>
 #include <ondrix/platform/software/PrimitiveSetup.h>
 #include <ondrix/platform/software/RenderPass.h>
 #include <ondrix/platform/software/Strips.h>
+#include <ondrix/platform/software/Validation.h>
 #include <ondrix/platform/software/VertexStage.h>
 
 namespace ondrix::software {
@@ -54,6 +56,10 @@ public:
             setUp(*draw);
         }
         flush();
+        for (const DrawCommand* draw = pass_.firstDraw; draw != nullptr; draw = draw->next) {
+            tellFindings(draw->vertex);
+            tellFindings(draw->fragment);
+        }
         return true;
     }
 
@@ -63,6 +69,7 @@ private:
         if (draw.indexCount < shape.vertices) return;
         const std::int64_t count = (draw.indexCount - shape.vertices) / shape.step + 1;
         bytesPerRow_ += draw.bytesPerRow;
+        bytes_ += draw.bytes;
         VertexStage stage(draw, context_);
         for (std::int64_t first = 0; first < count; first += primitivesAtOnce) {
             const auto chunk = static_cast<int>(std::min(primitivesAtOnce, count - first));
@@ -92,7 +99,9 @@ private:
         }
         if (y0 < y1) {
             strips_ = Strips(y0, y1, bytesPerRow_, context_.pool.threadCount());
-            context_.pool.run(strips_.count(), strip, this);
+            const std::int64_t bytes = bytes_ + pass_.target.bytesPerRow * (y1 - y0);
+            streaming_ = exceedsCaches(bytes);
+            context_.pool.run(strips_.count(), strip, this, bytes);
         }
         clears_ = false;
         reset();
@@ -102,6 +111,7 @@ private:
         context_.primitives.clear();
         context_.groups.clear();
         bytesPerRow_ = pass_.target.bytesPerRow;
+        bytes_ = 0;
     }
 
     static void strip(void* context, int strip, void* scratch) {
@@ -123,6 +133,7 @@ private:
             task.spans = spans;
             task.spanCount = count;
             task.scratch = scratch;
+            task.streaming = streaming_;
             group.run(&task);
         }
     }
@@ -145,6 +156,8 @@ private:
     bool clears_;
     ClearPixel clearPixel_;
     std::int64_t bytesPerRow_ = 0;
+    std::int64_t bytes_ = 0;  ///< of the textures that are read
+    bool streaming_ = false;
     Strips strips_{0, 0, 0, 1};
 };
 

@@ -12,6 +12,8 @@ namespace {
 
 /// Sleeping workers are woken for more than this; to wake one costs the caller about a fifth of it.
 constexpr std::chrono::microseconds worthWaking{50};
+/// More than this is never read and written in less time.
+constexpr std::int64_t surelyWorthWaking = std::int64_t{4} << 20;
 
 }  // namespace
 
@@ -67,7 +69,7 @@ void WorkerPool::takeStrips(void* scratch) noexcept {
     }
 }
 
-void WorkerPool::run(int stripCount, Work work, void* context) noexcept {
+void WorkerPool::run(int stripCount, Work work, void* context, std::int64_t bytes) noexcept {
     void* scratch = scratch_.front().bytes();
     if (stripCount <= 1 || threadCount_ == 1) {
         for (int strip = 0; strip < stripCount; ++strip) work(context, strip, scratch);
@@ -79,6 +81,10 @@ void WorkerPool::run(int stripCount, Work work, void* context) noexcept {
     nextStrip_.store(0, std::memory_order_relaxed);
     epoch_.fetch_add(1);  // open: workers that look out join
 
+    if (bytes > surelyWorthWaking) {
+        wakeWorkers(std::min(stripCount - 1, threadCount_ - 1));
+        takeStrips(scratch);
+    }
     // The first strips tell whether the rest is worth waking the sleepers for.
     using Clock = std::chrono::steady_clock;
     const auto begin = Clock::now();

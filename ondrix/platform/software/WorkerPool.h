@@ -30,8 +30,8 @@ public:
     [[nodiscard]] bool reserveScratch(std::size_t bytes) noexcept;
 
     /// Calls `work` once for each strip from 0 to `stripCount` - 1 and returns when all calls have returned. `work`
-    /// must not throw.
-    void run(int stripCount, Work work, void* context) noexcept;
+    /// must not throw. `bytes` is what the work reads and writes in all.
+    void run(int stripCount, Work work, void* context, std::int64_t bytes) noexcept;
 
 private:
     struct Worker;

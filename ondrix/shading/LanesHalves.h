@@ -1,0 +1,89 @@
+#pragma once
+
+#include <utility>
+
+#include <ondrix/shading/Lanes.h>
+
+/// Packs as numbers of 16 bits, two a lane, or as bytes, four a lane. Bytes of as many pixels fill one register, so
+/// arithmetic that 16 bits suffice for works on twice as many pixels at once. The same at every level.
+namespace ondrix::shading::lanes {
+
+ONDRIX_INLINE Ints largerHalves(Ints a, Ints b) {
+    const auto x = reinterpret_cast<Halves>(a), y = reinterpret_cast<Halves>(b);
+    return reinterpret_cast<Ints>(x > y ? x : y);
+}
+
+ONDRIX_INLINE Ints swapHalves(Ints v) {
+    return v << 16 | shiftRightLogical<16>(v);
+}
+
+/// Copies bytes that don't overlap. With `streaming`, past the caches; then `to` is a multiple of the size of a pack.
+inline void copyBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t size, bool streaming) {
+    if (streaming) {
+        constexpr std::size_t pack = sizeof(Ints);
+        for (; size >= pack; size -= pack, to += pack, from += pack) streamWords(to, loadWords(from));
+    }
+#if !defined(ONDRIX_PLAIN) && defined(__AVX2__)
+    // Processors with these instructions have one for copying that fetches no line which it overwrites as a whole.
+    asm volatile("rep movsb" : "+D"(to), "+S"(from), "+c"(size)::"memory");
+#else
+    std::memcpy(to, from, size);
+#endif
+}
+
+#if !defined(ONDRIX_PLAIN)
+
+namespace detail {
+/// Elements of `a` followed by those of `b`, picked by `index(i)`.
+template <class Vector, class Index, int... i>
+ONDRIX_INLINE Ints pick(Ints a, Ints b, std::integer_sequence<int, i...>) {
+    return reinterpret_cast<Ints>(
+        __builtin_shufflevector(reinterpret_cast<Vector>(a), reinterpret_cast<Vector>(b), Index::at(i)...));
+}
+template <class Vector, class Index>
+ONDRIX_INLINE Ints pick(Ints a, Ints b) {
+    return pick<Vector, Index>(a, b, std::make_integer_sequence<int, sizeof(Vector) / sizeof(Vector{}[0])>{});
+}
+
+template <int elements, int half>
+struct Interleaved {
+    static constexpr int chunk = elements / (count / 4);
+    static constexpr int at(int i) { return i / chunk * chunk + half * chunk / 2 + i % chunk / 2 + i % 2 * elements; }
+};
+template <int half>
+struct OneHalf {
+    static constexpr int at(int i) { return (i & ~1) + half; }
+};
+struct Dealt {
+    static constexpr int at(int i) { return i % 4 * (count / 4) + i / 4; }
+};
+}  // namespace detail
+
+/// Bytes of `a` and `b` in turn, from the lower or the upper eight (`half` 0 or 1) of every 16 bytes.
+template <int half>
+ONDRIX_INLINE Ints interleaveBytes(Ints a, Ints b) {
+    return detail::pick<Bytes, detail::Interleaved<4 * count, half>>(a, b);
+}
+
+/// Numbers of 16 bits of `a` and `b` in turn, from the lower or the upper four of every 16 bytes.
+template <int half>
+ONDRIX_INLINE Ints interleaveHalves(Ints a, Ints b) {
+    return detail::pick<Halves, detail::Interleaved<2 * count, half>>(a, b);
+}
+
+/// The lower or the upper half of each lane in both.
+template <int half>
+ONDRIX_INLINE Ints halfTwice(Ints v) {
+    return detail::pick<Halves, detail::OneHalf<half>>(v, v);
+}
+
+/// 4 * count bytes in groups of four, dealt out so that interleaving bytes and then halves brings them back into order:
+/// the lower halves of both steps give the pixels 0 to count - 1, the upper of the second the next ones, and so on.
+ONDRIX_INLINE Ints loadDealt(const std::uint8_t* p) {
+    const Ints words = loadWords(p);
+    return detail::pick<Ints, detail::Dealt>(words, words);
+}
+
+#endif
+
+}  // namespace ondrix::shading::lanes

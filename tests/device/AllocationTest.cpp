@@ -1,0 +1,112 @@
+// Work that is repeated for every frame asks for no memory once it runs. Counts what any thread takes from the heap, so
+// this is a program of its own.
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <functional>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include <ondrix/core/DeviceManager.h>
+#include <ondrix/passes/BlitEffect.h>
+#include <ondrix/passes/BlitRenderPass.h>
+#include <ondrix/passes/PresentTextureEffect.h>
+
+namespace {
+
+std::atomic<bool> counting{false};
+std::atomic<int> allocations{0};
+
+void* counted(void* memory) {
+    if (counting.load(std::memory_order_relaxed)) ++allocations;
+    return memory;
+}
+
+}  // namespace
+
+extern "C" {
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* memory, std::size_t size);
+void* __libc_memalign(std::size_t alignment, std::size_t size);
+
+void* malloc(std::size_t size) {
+    return counted(__libc_malloc(size));
+}
+void* calloc(std::size_t count, std::size_t size) {
+    return counted(__libc_calloc(count, size));
+}
+void* realloc(void* memory, std::size_t size) {
+    return counted(__libc_realloc(memory, size));
+}
+void* aligned_alloc(std::size_t alignment, std::size_t size) {
+    return counted(__libc_memalign(alignment, size));
+}
+int posix_memalign(void** memory, std::size_t alignment, std::size_t size) {
+    *memory = counted(__libc_memalign(alignment, size));
+    return *memory == nullptr ? ENOMEM : 0;
+}
+}
+
+namespace ondrix {
+
+namespace {
+
+struct Finished : EffectDelegate {
+    void effectDidStartGPUTasks(Effect&) override {}
+    void effectDidCompleteGPUTasks(Effect&) override { ++count; }
+    std::atomic<int> count{0};
+};
+
+class Allocation : public testing::Test {
+protected:
+    std::shared_ptr<Texture> texture(Int width, Int height) {
+        return device->makeTexture(
+            width, height, MTLPixelFormat::bgra8Unorm,
+            MTLTextureUsage::shaderRead | MTLTextureUsage::shaderWrite | MTLTextureUsage::renderTarget);
+    }
+    /// Beforehand more frames than the counted ones are on their way at once, which is what memory is kept for.
+    static int inFrames(int count, const std::function<void(int mostUnfinished)>& frame) {
+        for (int turn = 0; turn < 200; ++turn) frame(50);
+        allocations = 0;
+        counting = true;
+        for (int turn = 0; turn < count; ++turn) frame(3);
+        counting = false;
+        return allocations;
+    }
+
+    std::shared_ptr<Device> device = (setenv("ONDRIX_THREADS", "2", 1), DeviceManager::shared().defaultDevice());
+    std::shared_ptr<Texture> source = texture(640, 360), middle = texture(320, 500), target = texture(500, 320);
+};
+
+}  // namespace
+
+TEST_F(Allocation, IsSeen) {
+    EXPECT_GE(inFrames(1, [this](int) { EXPECT_NE(texture(8, 8), nullptr); }), 1);  // also inside of the framework
+}
+
+TEST_F(Allocation, NotForEffects) {
+    const auto blit = BlitEffect::create(device, source, middle, PassType::computePass, MTLPixelFormat::bgra8Unorm);
+    const auto present = PresentTextureEffect::create(device, middle, target, MTLPixelFormat::bgra8Unorm,
+                                                      ContentMode::scaleAspectFit, ImageRotation::degrees90, true);
+    const auto several = Effect::create(device);
+    several->add(BlitRenderPass::create(device, source, middle, MTLPixelFormat::bgra8Unorm), "first");
+    several->add(BlitRenderPass::create(device, middle, target, MTLPixelFormat::bgra8Unorm), "second");
+    for (const auto& effect : {std::shared_ptr<Effect>(blit), std::shared_ptr<Effect>(present), several}) {
+        const auto finished = std::make_shared<Finished>();
+        effect->setDelegate(finished);
+        int started = 0;
+        for (const bool wait : {true, false}) {
+            effect->setShouldWaitForCompletion(wait);
+            const auto frame = [&](int mostUnfinished) {
+                ASSERT_TRUE(effect->apply(nullptr));
+                ++started;
+                while (started - finished->count > mostUnfinished) std::this_thread::yield();
+            };
+            EXPECT_EQ(inFrames(200, frame), 0) << wait;
+        }
+    }
+}
+
+}  // namespace ondrix
