@@ -9,9 +9,9 @@ namespace ondrix::benchmarks {
 
 /// How long a row is measured.
 struct Effort {
-    int minimumRounds = 15;
+    int minimumRounds = 11;
     int maximumRounds = 1000;
-    std::chrono::milliseconds time{3000};  ///< no round is begun after this time once the minimum is reached
+    std::chrono::milliseconds time{4000};  ///< no round is begun after this time once the minimum is reached
 };
 
 /// One contender's times in milliseconds.

@@ -6,7 +6,7 @@ namespace ondrix::benchmarks {
 
 namespace {
 
-/// The memory's own limit.
+/// What one gets without any library.
 class MemcpyPeer final : public Peer {
 public:
     explicit MemcpyPeer(Workers& workers) : workers_(workers) {}
@@ -41,6 +41,26 @@ Task Peer::scale(std::shared_ptr<const Frame>, std::shared_ptr<Frame>, Placement
     return {};
 }
 
+Task Peer::turnQuarter(std::shared_ptr<const Frame>, std::shared_ptr<Frame>) {
+    return {};
+}
+
+Task Peer::drawQuarter(std::shared_ptr<const Frame>, std::shared_ptr<Frame>) {
+    return {};
+}
+
+Task Peer::turn(std::shared_ptr<const Frame>, std::shared_ptr<Frame>, PixelTransform) {
+    return {};
+}
+
+Task Peer::applyPointChain(std::shared_ptr<const Frame>, std::shared_ptr<Frame>) {
+    return {};
+}
+
+Task Peer::convolve(std::shared_ptr<const Frame>, std::shared_ptr<Frame>) {
+    return {};
+}
+
 void fillBars(Frame& output, Placement placement, int firstRow, int endRow) {
     constexpr std::uint8_t black[4] = {0, 0, 0, 255};
     std::uint32_t pixel;
@@ -68,17 +88,17 @@ std::vector<std::unique_ptr<Peer>> makePeers(Workers& workers) {
 }
 
 std::vector<std::string> missingPeers() {
-    std::vector<std::string> names;
+    std::vector<std::string> lines = {"software Vulkan: not measured, so the empty effects have no peer"};
 #ifndef ONDRIX_BENCHMARKS_LIBYUV
-    names.emplace_back("libyuv");
+    lines.emplace_back("libyuv: not installed");
 #endif
 #ifndef ONDRIX_BENCHMARKS_PIXMAN
-    names.emplace_back("pixman");
+    lines.emplace_back("pixman: not installed");
 #endif
 #ifndef ONDRIX_BENCHMARKS_OPENCV
-    names.emplace_back("opencv");
+    lines.emplace_back("opencv: not installed");
 #endif
-    return names;
+    return lines;
 }
 
 }  // namespace ondrix::benchmarks

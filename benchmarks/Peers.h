@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "Operations.h"
 #include "Row.h"
 #include "Workers.h"
 
@@ -26,6 +27,17 @@ public:
     /// BGRA scaled with linear interpolation to the placed rows; the other rows are filled with opaque black.
     [[nodiscard]] virtual Task scale(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output,
                                      Placement placement);
+    /// BGRA turned clockwise by a quarter, where the library moves pixels without filtering.
+    [[nodiscard]] virtual Task turnQuarter(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output);
+    /// The same drawn by a library that filters through any transform.
+    [[nodiscard]] virtual Task drawQuarter(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output);
+    /// BGRA with linear interpolation; every pixel of the output lies well within the input.
+    [[nodiscard]] virtual Task turn(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output,
+                                    PixelTransform fromOutput);
+    /// `pointChain`, one call for each operation.
+    [[nodiscard]] virtual Task applyPointChain(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output);
+    /// The five by five neighbours of each pixel weighted by `kernel`, zero beyond the edges.
+    [[nodiscard]] virtual Task convolve(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output);
 };
 
 /// Fills those of the rows `firstRow` to `endRow` that lie outside the placement with opaque black.
@@ -33,7 +45,8 @@ void fillBars(Frame& output, Placement placement, int firstRow, int endRow);
 
 /// Every peer that this program was built with. `workers` must outlive them and their tasks.
 [[nodiscard]] std::vector<std::unique_ptr<Peer>> makePeers(Workers& workers);
-/// The names of the libraries that weren't there when this program was built.
+/// A line for people on everything that isn't measured: libraries that weren't there when this program was built, and
+/// what it has no contender for.
 [[nodiscard]] std::vector<std::string> missingPeers();
 
 // Each is defined only where its library was found.

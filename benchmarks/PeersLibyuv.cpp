@@ -57,6 +57,18 @@ public:
         };
     }
 
+    /// Rows of the output are columns of the input.
+    Task turnQuarter(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output) override {
+        return [this, input, output] {
+            workers_.forRows(output->height(), [&](const Workers::Share& share) {
+                const auto [thread, first, end] = share;
+                libyuv::ARGBRotate(input->row(0) + 4 * first, input->bytesPerRow(), output->row(first),
+                                   output->bytesPerRow(), end - first, input->height(), libyuv::kRotate90);
+            });
+            return true;
+        };
+    }
+
 private:
     Workers& workers_;
 };

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cmath>
 
 #include <pixman.h>
 
@@ -27,9 +28,32 @@ public:
     Task scale(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output, Placement placement) override {
         const double across = static_cast<double>(input->width()) / output->width();
         const double down = input->height() / placement.height;
-        pixman_transform_t transform;
-        pixman_transform_init_scale(&transform, pixman_double_to_fixed(across), pixman_double_to_fixed(down));
-        transform.matrix[1][2] = pixman_double_to_fixed(down * (placement.firstRow() - placement.top));
+        return draw(input, output, {across, 0, 0, 0, down, -down * placement.top}, placement);
+    }
+
+    Task drawQuarter(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output) override {
+        return draw(input, output, {0, 1, 0, -1, 0, static_cast<double>(input->height())}, whole(*output));
+    }
+
+    Task turn(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output, PixelTransform fromOutput) override {
+        return draw(input, output, fromOutput, whole(*output));
+    }
+
+private:
+    /// An image is changed by its first use, so every thread has its own.
+    struct Pair {
+        Image input;
+        Image output;
+    };
+    using Pairs = std::vector<Pair>;
+
+    [[nodiscard]] static Placement whole(const Frame& output) { return {0.0, static_cast<double>(output.height())}; }
+
+    /// Fills the placed rows of the output through a transform, and the others with bars.
+    [[nodiscard]] Task draw(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output, PixelTransform t,
+                            Placement placement) const {
+        const pixman_transform_t transform = {
+            {{fixed(t.xx), fixed(t.xy), fixed(t.x0)}, {fixed(t.yx), fixed(t.yy), fixed(t.y0)}, {0, 0, pixman_fixed_1}}};
         const auto images = wrapForThreads(*input, *output);
         for (Pair& pair : *images) {
             pixman_image_set_transform(pair.input.get(), &transform);
@@ -43,20 +67,16 @@ public:
                 const int to = std::min(share.endRow, placement.endRow());
                 if (from >= to) return;
                 const Pair& pair = (*images)[static_cast<std::size_t>(share.thread)];
-                pixman_image_composite32(PIXMAN_OP_SRC, pair.input.get(), nullptr, pair.output.get(), 0,
-                                         from - placement.firstRow(), 0, 0, 0, from, output->width(), to - from);
+                pixman_image_composite32(PIXMAN_OP_SRC, pair.input.get(), nullptr, pair.output.get(), 0, from, 0, 0, 0,
+                                         from, output->width(), to - from);
             });
             return true;
         };
     }
 
-private:
-    /// An image is changed by its first use, so every thread has its own.
-    struct Pair {
-        Image input;
-        Image output;
-    };
-    using Pairs = std::vector<Pair>;
+    [[nodiscard]] static pixman_fixed_t fixed(double value) {
+        return static_cast<pixman_fixed_t>(std::lround(value * pixman_fixed_1));
+    }
 
     [[nodiscard]] std::shared_ptr<Pairs> wrapForThreads(const Frame& input, const Frame& output) const {
         auto pairs = std::make_shared<Pairs>();

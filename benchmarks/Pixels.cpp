@@ -93,23 +93,29 @@ std::shared_ptr<const Frame> read(Texture& texture) {
     auto& converter = *texture.device()->textureConverter();
     const auto pool = converter.makePixelBufferPool(texture.width(), texture.height(), kCVPixelFormatType_32BGRA);
     const auto buffer = pool ? converter.makePixelBuffer(texture, *pool) : nullptr;
-    if (!buffer || CVPixelBufferLockBaseAddress(*buffer, kCVPixelBufferLock_ReadOnly) != kCVReturnSuccess) {
-        throw std::runtime_error("no pixels from a texture");
-    }
-    auto frame = std::make_shared<Frame>(static_cast<int>(texture.width()), static_cast<int>(texture.height()), 4);
-    const auto* bytes = static_cast<const std::uint8_t*>(CVPixelBufferGetBaseAddress(*buffer));
-    for (int y = 0; y < frame->height(); ++y) {
-        std::memcpy(frame->row(y), bytes + y * CVPixelBufferGetBytesPerRow(*buffer),
-                    static_cast<std::size_t>(frame->width() * 4));
-    }
-    CVPixelBufferUnlockBaseAddress(*buffer, kCVPixelBufferLock_ReadOnly);
-    return frame;
+    if (!buffer) throw std::runtime_error("no pixels from a texture");
+    return read(*buffer);
 }
 
 std::shared_ptr<const Frame> read(const MTLTexture& texture) {
     auto frame = std::make_shared<Frame>(static_cast<int>(texture.width()), static_cast<int>(texture.height()), 4);
     texture.getBytes(frame->row(0), static_cast<std::uint64_t>(frame->bytesPerRow()),
                      MTLRegionMake2D(0, 0, texture.width(), texture.height()), 0);
+    return frame;
+}
+
+std::shared_ptr<const Frame> read(CVPixelBuffer& buffer) {
+    if (CVPixelBufferLockBaseAddress(buffer, kCVPixelBufferLock_ReadOnly) != kCVReturnSuccess) {
+        throw std::runtime_error("no pixels from a buffer");
+    }
+    auto frame = std::make_shared<Frame>(static_cast<int>(CVPixelBufferGetWidth(buffer)),
+                                         static_cast<int>(CVPixelBufferGetHeight(buffer)), 4);
+    const auto* bytes = static_cast<const std::uint8_t*>(CVPixelBufferGetBaseAddress(buffer));
+    for (int y = 0; y < frame->height(); ++y) {
+        std::memcpy(frame->row(y), bytes + y * CVPixelBufferGetBytesPerRow(buffer),
+                    static_cast<std::size_t>(frame->width() * 4));
+    }
+    CVPixelBufferUnlockBaseAddress(buffer, kCVPixelBufferLock_ReadOnly);
     return frame;
 }
 

@@ -23,5 +23,7 @@ namespace ondrix::benchmarks {
 /// The pixels of a BGRA texture.
 [[nodiscard]] std::shared_ptr<const Frame> read(Texture& texture);
 [[nodiscard]] std::shared_ptr<const Frame> read(const MTLTexture& texture);
+/// The pixels of a BGRA buffer.
+[[nodiscard]] std::shared_ptr<const Frame> read(CVPixelBuffer& buffer);
 
 }  // namespace ondrix::benchmarks

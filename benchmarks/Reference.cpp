@@ -1,37 +1,13 @@
 #include "Reference.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <vector>
 
+#include "ReferenceMath.h"
+
 namespace ondrix::benchmarks {
-
-namespace {
-
-std::uint8_t toLevel(double level) {
-    return static_cast<std::uint8_t>(std::floor(std::clamp(level, 0.0, 255.0) + 0.5));
-}
-
-/// The two pixels that an output pixel lies between, and the weight of the second.
-struct Neighbours {
-    int first;
-    int second;
-    double weight;
-
-    /// `position` in pixels from the edge of a side of `size` pixels.
-    Neighbours(double position, int size) {
-        const double fromCentre = position - 0.5;
-        const double below = std::floor(fromCentre);
-        first = std::clamp(static_cast<int>(below), 0, size - 1);
-        second = std::clamp(static_cast<int>(below) + 1, 0, size - 1);
-        weight = fromCentre - below;
-    }
-
-    [[nodiscard]] double blend(double a, double b) const { return a * (1.0 - weight) + b * weight; }
-};
-
-}  // namespace
 
 Frame convertedNV12(const Frame& luma, const Frame& chroma) {
     Frame output(luma.width(), luma.height(), 4);
@@ -71,6 +47,36 @@ Frame scaled(const Frame& input, int width, int height, Placement placement) {
                 const int right = column.second * 4 + c;
                 out[x * 4 + c] = toLevel(rows.blend(column.blend(upper[left], upper[right]),  //
                                                     column.blend(lower[left], lower[right])));
+            }
+        }
+    }
+    return output;
+}
+
+Frame turnedQuarter(const Frame& input) {
+    Frame output(input.height(), input.width(), 4);
+    for (int y = 0; y < output.height(); ++y) {
+        for (int x = 0; x < output.width(); ++x) {
+            std::memcpy(output.row(y) + 4 * x, input.row(input.height() - 1 - x) + 4 * y, 4);
+        }
+    }
+    return output;
+}
+
+Frame turned(const Frame& input, const PixelTransform& transform) {
+    Frame output(input.width(), input.height(), 4);
+    for (int y = 0; y < output.height(); ++y) {
+        for (int x = 0; x < output.width(); ++x) {
+            const double fromX = transform.xx * (x + 0.5) + transform.xy * (y + 0.5) + transform.x0;
+            const double fromY = transform.yx * (x + 0.5) + transform.yy * (y + 0.5) + transform.y0;
+            const Neighbours columns(fromX, input.width()), rows(fromY, input.height());
+            const std::uint8_t* upper = input.row(rows.first);
+            const std::uint8_t* lower = input.row(rows.second);
+            for (int c = 0; c < 4; ++c) {
+                const int left = columns.first * 4 + c;
+                const int right = columns.second * 4 + c;
+                output.row(y)[x * 4 + c] = toLevel(rows.blend(columns.blend(upper[left], upper[right]),  //
+                                                              columns.blend(lower[left], lower[right])));
             }
         }
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Frame.h"
+#include "Operations.h"
 
 namespace ondrix::benchmarks {
 
@@ -13,6 +13,18 @@ namespace ondrix::benchmarks {
 /// `input` scaled with linear interpolation between pixel centres, the edge pixels continued outwards, into the placed
 /// rows of a BGRA output of the given sides; the bars are opaque black.
 [[nodiscard]] Frame scaled(const Frame& input, int width, int height, Placement placement);
+
+/// Turned clockwise by a quarter.
+[[nodiscard]] Frame turnedQuarter(const Frame& input);
+/// Every pixel of an output of the same size, with linear interpolation at its place in the input.
+[[nodiscard]] Frame turned(const Frame& input, const PixelTransform& transform);
+
+/// `pointChain`, rounded after each operation.
+[[nodiscard]] Frame pointChained(const Frame& input);
+/// The neighbours weighted by `kernel`, zero beyond the edges.
+[[nodiscard]] Frame convolved(const Frame& input);
+/// Every colour by the table, trilinear; alpha stays.
+[[nodiscard]] Frame lookedUp(const Frame& input, const Frame& table);
 
 /// The largest difference between two frames of the same kind, in levels.
 [[nodiscard]] int largestDifference(const Frame& a, const Frame& b);

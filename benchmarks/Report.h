@@ -1,25 +1,19 @@
 #pragma once
 
 #include <cstdio>
-#include <optional>
-#include <string>
 #include <vector>
 
-#include "Interleave.h"
+#include "Outcome.h"
 
 namespace ondrix::benchmarks {
 
-/// What came out for one contender of a row.
-struct Outcome {
-    std::string contender;
-    bool ours = false;
-    Timing timing;
-    std::optional<int> largestError;  ///< 8-bit levels; absent where nothing can be compared
-};
-
-/// One row as a table for people. Ours also get the ratio of their median to that of the fastest of the others.
-void printTable(std::FILE* out, const std::string& row, int threads, const std::vector<Outcome>& outcomes);
+/// One row as a table for people. Ours also get the ratio of their median to that of the fastest peer, and what they
+/// are held to.
+void printTable(std::FILE* out, const RowOutcome& row, int threads);
+/// One line for each of ours in each row: its time, the fastest peer, the memory's limit, the error, and whether what
+/// it is held to is met.
+void printSummary(std::FILE* out, const std::vector<RowOutcome>& rows, int threads);
 /// One line for each contender: task, peer, threads, median and minimum in milliseconds, largest error, by tabs.
-void printTabSeparated(std::FILE* out, const std::string& row, int threads, const std::vector<Outcome>& outcomes);
+void printTabSeparated(std::FILE* out, const RowOutcome& row, int threads);
 
 }  // namespace ondrix::benchmarks

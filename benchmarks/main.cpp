@@ -3,12 +3,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <fstream>
 #include <stdexcept>
 
 #include <ondrix/core/DeviceManager.h>
 
-#include "Interleave.h"
-#include "Reference.h"
+#include "Plot.h"
 #include "Report.h"
 #include "Rows.h"
 
@@ -21,43 +21,54 @@ struct Options {
     int rounds = 0;                 ///< by time when 0
     int threads = 1;
     bool tabSeparated = false;
+    std::string level;  ///< beside everybody else, at the best level, when empty
+    std::string plot;   ///< no picture when empty
 };
 
-std::optional<int> largestError(const Row& row, const Contender& contender) {
-    if (row.output) row.output->fill(0x55);
-    if (!contender.run()) throw std::runtime_error(row.name + ": " + contender.name + " failed");
-    if (!contender.result) return std::nullopt;
-    return largestDifference(*contender.result(), *row.reference);
+Effort effort(const Options& options) {
+    Effort effort;
+    if (!options.level.empty()) effort = {5, 500, std::chrono::milliseconds(500)};
+    if (options.rounds > 0) effort.minimumRounds = effort.maximumRounds = options.rounds;
+    return effort;
 }
 
-std::vector<Outcome> measure(const Row& row, const Effort& effort) {
-    std::vector<Outcome> outcomes;
-    for (const Contender& contender : row.contenders) {
-        outcomes.push_back({contender.name, contender.ours, {}, largestError(row, contender)});
-    }
-    const auto timings = measureInterleaved(row, effort);
-    for (std::size_t i = 0; i < outcomes.size(); ++i) outcomes[i].timing = timings[i];
-    return outcomes;
+/// Ours alone, named by the level.
+void keepLevel(Row& row, const std::string& level) {
+    std::erase_if(row.contenders, [](const Contender& contender) { return contender.role != Role::ours; });
+    for (Contender& contender : row.contenders) contender.name += " " + level;
+    row.bounds.clear();
+}
+
+void savePlot(const std::string& file, const std::vector<RowOutcome>& rows, int threads) {
+    std::ofstream stream(file);
+    stream << plot(rows, threads);
+    if (!stream.flush()) throw std::runtime_error(file + ": can't be written");
 }
 
 void run(const Options& options) {
-    // Read by the device when it is made.
+    // Both are read by the device when it is made.
     setenv("ONDRIX_THREADS", std::to_string(options.threads).c_str(), 1);
+    if (!options.level.empty()) setenv("ONDRIX_SIMD", options.level.c_str(), 1);
     Workers workers(options.threads);
-    Bench bench{ondrix::DeviceManager::shared().defaultDevice(), makePeers(workers)};
+    Bench bench{ondrix::DeviceManager::shared().defaultDevice(), makePeers(workers), workers};
     if (!bench.device) throw std::runtime_error("there is no device");
-    for (const std::string& name : missingPeers()) std::fprintf(stderr, "%s: not installed\n", name.c_str());
+    if (options.level.empty()) {
+        for (const std::string& line : missingPeers()) std::fprintf(stderr, "%s\n", line.c_str());
+    }
 
-    Effort effort;
-    if (options.rounds > 0) effort.minimumRounds = effort.maximumRounds = options.rounds;
+    std::vector<RowOutcome> measured;
     for (const NamedRow& named : allRows()) {
         const auto& wanted = options.rows;
         if (!wanted.empty() && std::find(wanted.begin(), wanted.end(), named.name) == wanted.end()) continue;
         Row row = named.make(bench);
         row.name = named.name;
-        const auto outcomes = measure(row, effort);
-        (options.tabSeparated ? printTabSeparated : printTable)(stdout, row.name, options.threads, outcomes);
+        row.title = named.title;
+        if (!options.level.empty()) keepLevel(row, options.level);
+        measured.push_back(measure(row, effort(options)));
+        (options.tabSeparated ? printTabSeparated : printTable)(stdout, measured.back(), options.threads);
     }
+    if (!options.tabSeparated) printSummary(stdout, measured, options.threads);
+    if (!options.plot.empty()) savePlot(options.plot, measured, options.threads);
 }
 
 }  // namespace
@@ -69,11 +80,13 @@ int main(int argc, char** argv) {
 
     CLI::App app("Measures the framework beside other libraries, all in turn in one process.", "ondrix-bench");
     app.add_option("--row", options.rows, "Only this row; can be repeated")->check(CLI::IsMember(names));
-    app.add_option("--rounds", options.rounds, "Exactly this many rounds instead of about 3 seconds a row")
+    app.add_option("--rounds", options.rounds, "Exactly this many rounds instead of about 4 seconds a row")
         ->check(CLI::Range(1, 1000000));
     app.add_option("--threads", options.threads, "Threads for everybody")->check(CLI::Range(1, 64));
     app.add_flag("--tsv", options.tabSeparated,
                  "One line a contender: task, peer, threads, median_ms, min_ms, max_error");
+    app.add_option("--level", options.level, "Only the framework, at this SIMD level");
+    app.add_option("--plot", options.plot, "Draws the rows with peers into this SVG file");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
