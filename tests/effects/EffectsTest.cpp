@@ -1,0 +1,324 @@
+#include <algorithm>
+#include <any>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <string>
+#include <string_view>
+
+#include <gmock/gmock.h>
+#include <tests/support/LogCapture.h>
+#include <tests/support/Picture.h>
+
+#include <ondrix/Ondrix.h>
+#include <ondrix/effects/EffectCatalog.h>
+#include <ondrix/effects/LookUpTable.h>
+#include <ondrix/platform/software/Device.h>
+#include <ondrix/platform/software/SimdLevel.h>
+
+namespace ondrix::test {
+namespace {
+
+const auto defaultDevice = DeviceManager::shared().defaultDevice();
+
+using Values = std::map<std::string, std::any>;
+
+/// One effect with an input and an output of its own.
+struct EffectRun {
+    EffectRun(const std::string& name, const Picture& picture, const Values& values,
+              const std::shared_ptr<Device>& device = defaultDevice)
+        : input(PictureTexture::create(device, picture)),
+          output(PictureTexture::create(device, Picture::noise(picture.width, picture.height, 99))),
+          effect(Effect::create(device)) {
+        for (const auto& each : effects::allEffects()) {
+            if (each.name == name) pass = each.make(device, *effects::makeEffectLibrary(*device), input, output);
+        }
+        for (const auto& [property, value] : values) pass->set(property, value);
+        effect->add(pass, name);
+        effect->setShouldWaitForCompletion(true);
+    }
+    Picture result() const {
+        EXPECT_TRUE(effect->apply(nullptr));
+        return output->picture();
+    }
+
+    std::shared_ptr<PictureTexture> input, output;
+    std::shared_ptr<Effect> effect;
+    std::shared_ptr<Pass> pass;
+};
+
+std::any texture(const Picture& picture, const std::shared_ptr<Device>& device = defaultDevice) {
+    return std::shared_ptr<Texture>(PictureTexture::create(device, picture));
+}
+
+const Picture second = Picture::noise(19, 70, 8);
+
+// What the effects are meant to do, pixel by pixel in double precision: red, green, blue and alpha, 0 to 1.
+using Colour = std::array<double, 4>;
+
+/// Beyond the edges as at the edges.
+Colour pixel(const Picture& picture, Int x, Int y) {
+    x = std::clamp<Int>(x, 0, picture.width - 1);
+    y = std::clamp<Int>(y, 0, picture.height - 1);
+    const auto at = [&](int component) { return picture.at(x, y, component) / 255.0; };
+    return {at(2), at(1), at(0), at(3)};
+}
+
+double grey(const Colour& colour) {
+    return 0.2126 * colour[0] + 0.7152 * colour[1] + 0.0722 * colour[2];
+}
+
+template <class Function>  // (component, index) -> component
+Colour mapped(Colour colour, Function function) {
+    for (std::size_t i = 0; i < 3; ++i) colour[i] = function(colour[i], i);
+    return colour;
+}
+
+Colour mixed(const Colour& a, const Colour& b, double weight) {
+    Colour result;
+    for (std::size_t i = 0; i < 4; ++i) result[i] = std::lerp(a[i], b[i], weight);
+    return result;
+}
+
+Colour adjusted(const Picture& input, Int x, Int y) {
+    const Colour exposed = mapped(pixel(input, x, y), [](double c, auto) {
+        return 0.5 + 1.5 * (std::pow(std::pow(c, 2.2) * std::exp2(-0.7), 1 / 2.2) - 0.5);
+    });
+    return mapped(exposed, [&](double c, auto) { return std::lerp(grey(exposed), c, 0.4); });
+}
+
+Colour same(const Colour& colour) {
+    return colour;
+}
+
+/// Straight along each axis, so that what lies between entries of a table follows, whatever its size.
+Colour twisted(const Colour& c) {
+    return {c[1] * c[2], 1 - c[0], c[0] * (1 - c[1]) * c[2], c[3]};
+}
+
+std::any table(int size, Colour (*function)(const Colour&), float greatestBlue = 2) {
+    effects::LookUpTable table{size, {0, -0.5f, 0}, {1, 1, greatestBlue}, {}};
+    for (int i = 0; i < size * size * size; ++i) {
+        Colour colour{double(i % size), double(i / size % size), double(i / size / size), 1};
+        colour = function(mapped(colour, [&](double place, std::size_t axis) {
+            return std::lerp(table.minimum[axis], table.maximum[axis], place / (size - 1));
+        }));
+        table.colours.insert(table.colours.end(), colour.begin(), colour.begin() + 3);
+    }
+    return std::shared_ptr<const effects::LookUpTable>(std::make_shared<effects::LookUpTable>(std::move(table)));
+}
+
+Colour lookedUp(const Picture& input, Int x, Int y) {
+    Colour place = pixel(input, x, y);
+    place[2] = std::min(place[2], 0.75);
+    return mixed(pixel(input, x, y), twisted(place), 0.8);
+}
+
+template <int radius>
+Colour blurred(const Picture& input, Int x, Int y) {
+    Colour sum{};
+    double weights = 0;
+    for (Int i = 0; i < (2 * radius + 1) * (2 * radius + 1); ++i) {
+        const Int right = i % (2 * radius + 1) - radius, down = i / (2 * radius + 1) - radius;
+        const double weight = std::exp(-4.5 * double(right * right + down * down) / (radius * radius));
+        const Colour colour = pixel(input, x + right, y + down);
+        for (std::size_t c = 0; c < 4; ++c) sum[c] += weight * colour[c];
+        weights += weight;
+    }
+    for (double& each : sum) each /= weights;
+    return sum;
+}
+
+Colour sharpened(const Picture& input, Int x, Int y) {
+    const Colour around = blurred<3>(input, x, y);
+    return mapped(pixel(input, x, y), [&](double c, std::size_t i) { return 2 * c - around[i]; });
+}
+
+Colour edge(const Picture& input, Int x, Int y) {
+    double right = 0, down = 0;
+    for (int i : {-1, 0, 0, 1}) {
+        right += grey(pixel(input, x + 1, y + i)) - grey(pixel(input, x - 1, y + i));
+        down += grey(pixel(input, x + i, y + 1)) - grey(pixel(input, x + i, y - 1));
+    }
+    return mapped(pixel(input, x, y), [&](double, auto) { return 0.9 * std::hypot(right, down) / 4; });
+}
+
+Colour keyed(const Picture& input, Int x, Int y) {
+    const Colour colour = pixel(input, x, y), key{0.2, 1, 0}, background{0, 0, 0.6, 0.5};
+    const double difference = std::hypot(0.5389 * (colour[2] - grey(colour) - key[2] + grey(key)),
+                                         0.6350 * (colour[0] - grey(colour) - key[0] + grey(key)));
+    const double kept = colour[3] * std::clamp((difference - 0.3) / 0.2, 0.0, 1.0);
+    Colour result = mixed(background, colour, kept / (kept + (1 - kept) * background[3]));
+    result[3] = kept + (1 - kept) * background[3];
+    return result;
+}
+
+Colour darkened(const Picture& input, Int x, Int y) {
+    const double distance =
+        std::hypot(2 * x + 1 - input.width, 2 * y + 1 - input.height) / std::hypot(input.width, input.height);
+    const double t = std::clamp((distance - 0.3) / 0.6, 0.0, 1.0);
+    return mapped(pixel(input, x, y), [&](double c, auto) { return c * (1 - 0.9 * t * t * (3 - 2 * t)); });
+}
+
+Colour faded(const Picture& input, Int x, Int y) {
+    const double u = (double(x) + 0.5) / double(input.width) * double(second.width) - 0.5;
+    const double v = (double(y) + 0.5) / double(input.height) * double(second.height) - 0.5;
+    const Int i = Int(std::floor(u)), j = Int(std::floor(v));
+    const auto row = [&](Int k) { return mixed(pixel(second, i, k), pixel(second, i + 1, k), u - double(i)); };
+    return mixed(pixel(input, x, y), mixed(row(j), row(j + 1), v - double(j)), 0.6);
+}
+
+TEST(Effects, AgreeWithDoublePrecision) {
+    const std::tuple<const char*, Values, Colour (*)(const Picture&, Int, Int)> effects[] = {
+        {"colour", {{"exposure", -0.7f}, {"contrast", 1.5f}, {"saturation", 0.4f}}, adjusted},
+        {"look-up", {{"table", table(19, twisted, 0.75f)}, {"strength", 0.8f}}, lookedUp},
+        {"gaussian-blur", {{"radius", 5.0f}}, blurred<5>},
+        {"gaussian-blur", {{"radius", 32.0f}}, blurred<32>},
+        {"unsharp-mask", {{"radius", 3.0f}, {"amount", 1.0f}}, sharpened},
+        {"edges", {{"strength", 0.9f}}, edge},
+        {"chroma-key",
+         {{"red", 0.2f},
+          {"tolerance", 0.3f},
+          {"softness", 0.2f},
+          {"background-blue", 0.6f},
+          {"background-alpha", 0.5f}},
+         keyed},
+        {"vignette", {{"radius", 0.3f}, {"softness", 0.6f}, {"strength", 0.9f}}, darkened},
+        {"cross-fade", {{"picture", texture(second)}, {"amount", 0.6f}}, faded},
+    };
+    for (const auto& [name, values, expected] : effects) {
+        for (const auto& [width, height] : {std::pair<Int, Int>{1, 1}, {37, 29}, {70, 3}}) {
+            const Picture input = Picture::noise(width, height, 11), result = EffectRun(name, input, values).result();
+            int furthest = 0;
+            for (Int at = 0; at < width * height; ++at) {
+                const Colour colour = expected(input, at % width, at / width);
+                for (int c = 0; c < 4; ++c) {
+                    const double level = std::clamp(255 * colour[std::size_t(c == 3 ? 3 : 2 - c)], 0.0, 255.0);
+                    const int off = std::abs(result.at(at % width, at / width, c) - int(std::lround(level)));
+                    furthest = std::max(furthest, off);
+                }
+            }
+            EXPECT_LE(furthest, 1) << name << ", " << width << "x" << height;
+        }
+    }
+}
+
+TEST(Effects, StayAsTheyAreWhereSettingsSaySo) {
+    const Picture input = Picture::noise(67, 41, 12), other = Picture::noise(67, 41, 13);
+    const std::tuple<const char*, Values, const Picture&> settings[] = {
+        {"colour", {}, input},
+        {"look-up", {{"table", table(2, same)}}, input},
+        {"look-up", {{"table", table(33, same)}}, input},
+        {"look-up", {{"table", table(129, same)}}, input},
+        {"look-up", {{"table", table(5, twisted)}, {"strength", 0.0f}}, input},
+        {"gaussian-blur", {{"radius", 0.0f}}, input},
+        {"unsharp-mask", {{"amount", 0.0f}}, input},
+        {"unsharp-mask", {{"threshold", 1.0f}}, input},
+        {"vignette", {{"strength", 0.0f}}, input},
+        {"cross-fade", {{"picture", texture(other)}, {"amount", 0.0f}}, input},
+        {"cross-fade", {{"picture", texture(other)}, {"amount", 1.0f}}, other},
+        {"scope", {{"height", 0.0f}}, input},
+    };
+    for (const auto& [name, values, expected] : settings) {
+        EXPECT_TRUE(EffectRun(name, input, values).result() == expected) << name;
+    }
+}
+
+// The left half black, the right half of one level.
+TEST(Effects, ShowLevelsWhereTheyAreInScopes) {
+    constexpr Int width = 512, height = 256, level = 100;
+    Picture input(width, height);
+    for (Int i = 0; i < width * height; ++i) input.bytes[std::size_t(4 * i + 1)] = i % width < width / 2 ? 0 : level;
+    const Picture waveform = EffectRun("scope", input, {{"height", 1.0f}}).result();
+    const Picture histogram = EffectRun("scope", input, {{"height", 1.0f}, {"kind", 1.0f}}).result();
+    for (Int at = 0; at < width * height; ++at) {
+        const Int x = at % width, y = at / width, own = x < width / 2 ? 0 : level;
+        const bool bar = x / 2 == 0 || x / 2 == level;
+        ASSERT_EQ(waveform.at(x, y, 1), height - 1 - y == own ? 255 : own / 4) << x << ", " << y;
+        ASSERT_EQ(histogram.at(x, y, 1), bar ? 191 + own / 4 : own / 4) << x << ", " << y;
+    }
+}
+
+TEST(Effects, AgreeOnEveryLevelAndNumberOfThreads) {
+    const auto run = [](int threads, std::string_view level, const effects::EffectDescription& effect) {
+        const auto device = Device::create(software::Device::create(threads, std::string(level)));
+        const Values values{{"table", table(19, twisted)}, {"picture", texture(second, device)}, {"kind", 1.0f}};
+        return EffectRun(std::string(effect.name), Picture::noise(83, 90, 14), values, device).result();
+    };
+    for (const effects::EffectDescription& effect : effects::allEffects()) {
+        const Picture expected = run(1, "plain", effect);
+        for (const software::SimdLevel& level : software::simdLevels()) {
+            const bool built = std::string_view(SIMD_LEVELS).find(level.name) != std::string_view::npos;
+            if (!built || !level.supported()) continue;
+            EXPECT_TRUE(run(3, level.name, effect) == expected) << effect.name << " at " << level.name;
+        }
+    }
+}
+
+TEST(Effects, KeepNumbersWithinTheirRangesAndIgnoreOtherTypes) {
+    for (const effects::EffectDescription& effect : effects::allEffects()) {
+        const auto pass = EffectRun(std::string(effect.name), Picture(2, 2), {}).pass;
+        for (const effects::Parameter& each : effect.parameters) {
+            const std::string name(each.name);
+            if (each.kind != effects::ParameterKind::number) continue;
+            const auto valueAfter = [&](const std::any& value) {
+                pass->set(name, value);
+                return std::any_cast<float>(pass->get(name));
+            };
+            SCOPED_TRACE(std::string(effect.name) + ", " + name);
+            for (const std::any& ignored :
+                 {std::any(1), std::any(0.5), std::any(), std::any(std::numeric_limits<float>::quiet_NaN())}) {
+                EXPECT_EQ(valueAfter(ignored), each.initial);
+            }
+            EXPECT_EQ(valueAfter(std::numeric_limits<float>::infinity()), each.maximum);
+            EXPECT_EQ(valueAfter(-1e30f), each.minimum);
+        }
+        pass->set("no-such-property", 1.0f);
+        EXPECT_FALSE(pass->has("no-such-property") || pass->get("no-such-property").has_value());
+    }
+}
+
+TEST(Effects, AreNotMadeFromALibraryWithoutTheirFunctions) {
+    const auto other =
+        defaultDevice->makeDefaultShaderLibrary(*NSBundle::bundleForClass(MetalTextureConverter::anyClass()));
+    const auto texture = PictureTexture::create(defaultDevice, Picture(2, 2));
+    for (const effects::EffectDescription& effect : effects::allEffects()) {
+        const LogCapture log;
+        EXPECT_EQ(effect.make(defaultDevice, *other, texture, texture), nullptr) << effect.name;
+        EXPECT_FALSE(log.messages().empty()) << effect.name;
+    }
+}
+
+TEST(Effects, FailWithoutATableOrAPicture) {
+    for (const auto& [name, message] : {std::pair("look-up", "no table"), {"cross-fade", "no picture"}}) {
+        const EffectRun run(name, Picture(2, 2), {{"table", 1.0f}, {"picture", 3}});
+        const LogCapture log;
+        EXPECT_FALSE(run.effect->apply(nullptr));
+        EXPECT_THAT(log.messages(), testing::Contains(testing::HasSubstr(message)));
+    }
+}
+
+TEST(Effects, FollowTheSizeOfTheirInput) {
+    const Picture frame = Picture::noise(45, 21, 2);
+    for (const char* name : {"colour", "gaussian-blur", "unsharp-mask", "edges", "vignette", "scope"}) {
+        const EffectRun run(name, Picture::noise(20, 30, 1), {});
+        (void)run.result();
+        ASSERT_TRUE(run.input->resize(45, 21) && run.output->resize(45, 21));
+        const auto fill = BlitEffect::create(defaultDevice, PictureTexture::create(defaultDevice, frame), run.input,
+                                             PassType::computePass, MTLPixelFormat::bgra8Unorm);
+        EXPECT_TRUE(fill->apply(nullptr));
+        EXPECT_TRUE(run.result() == EffectRun(name, frame, {}).result()) << name;
+    }
+}
+
+TEST(Effects, TakeAnotherTableBetweenFrames) {
+    const Picture input = Picture::noise(1, 1, 1);
+    const EffectRun run("look-up", input, {{"table", table(3, twisted)}});
+    EXPECT_FALSE(run.result() == input);
+    run.pass->set("table", table(3, same));
+    EXPECT_TRUE(run.result() == input);
+}
+
+}  // namespace
+}  // namespace ondrix::test
