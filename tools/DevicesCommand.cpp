@@ -8,21 +8,9 @@
 #include <ondrix/core/DeviceManager.h>
 
 #include "Failure.h"
+#include "JsonText.h"
 
 namespace ondrix::tools {
-namespace {
-
-std::string quoted(const std::string& text) {
-    std::string result = "\"";
-    for (const char character : text) {
-        if (character == '"' || character == '\\') result += '\\';
-        if (static_cast<unsigned char>(character) >= 0x20) result += character;
-    }
-    return result + '"';
-}
-
-}  // namespace
-
 void DevicesCommand::add(CLI::App& program) {
     const auto command = std::make_shared<DevicesCommand>();
     CLI::App* const options = program.add_subcommand("devices", "List the GPUs that Ondrix can use");
@@ -35,7 +23,7 @@ void DevicesCommand::run() const {
     if (json_) {
         std::cout << '[';
         if (device != nullptr)
-            std::cout << "{\"name\": " << quoted(device->mtlDevice()->name()) << ", \"default\": true}";
+            std::cout << "{\"name\": " << jsonText(device->mtlDevice()->name()) << ", \"default\": true}";
         std::cout << "]\n";
     } else {
         std::cout << (device != nullptr ? device->mtlDevice()->name() + " (default)" : "no device") << '\n';

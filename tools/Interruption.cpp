@@ -1,5 +1,7 @@
 #include "Interruption.h"
 
+#include <atomic>
+
 #include <signal.h>
 
 #include "OutputFile.h"
@@ -7,17 +9,18 @@
 namespace ondrix::tools {
 namespace {
 
-volatile sig_atomic_t interrupted = 0;
+std::atomic<const Event*> interrupted = nullptr;
+static_assert(decltype(interrupted)::is_always_lock_free, "a signal handler reads it");
 
 extern "C" void noteInterruption(int) {
-    interrupted = 1;
+    if (const Event* const event = interrupted.load()) event->announce();
     OutputFile::endAtInterruptions();
 }
 
 }  // namespace
 
 Interruption::Interruption() {
-    interrupted = 0;
+    interrupted = &event_;
     struct sigaction action {};
     action.sa_handler = noteInterruption;
     action.sa_flags = SA_RESTART;  // so that no write fails half-way
@@ -28,8 +31,8 @@ Interruption::Interruption() {
     }
 }
 
-bool Interruption::requested() const noexcept {
-    return interrupted != 0;
+Interruption::~Interruption() {
+    interrupted = nullptr;
 }
 
 }  // namespace ondrix::tools

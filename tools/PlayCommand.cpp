@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
+#include <optional>
 #include <utility>
 
 #include <ondrix/platform/metalkit/HeadlessView.h>
@@ -12,7 +13,9 @@
 #include <ondrix/platform/sdl/WindowView.h>
 #endif
 
+#include "Complaint.h"
 #include "Failure.h"
+#include "LiveFunction.h"
 #include "Session.h"
 
 namespace ondrix::tools {
@@ -50,6 +53,8 @@ void PlayCommand::add(CLI::App& program) {
     options->add_option("INPUT", command->input_, "Movie file, or a live source such as v4l2:/dev/video0")->required();
     addPresentationOptions(*options, command->presentation_);
     addSizeOption(*options, command->size_, "Size of the window, that of the movie unless given");
+    addEffectOption(*options, command->effects_);
+    addWatchOption(*options, command->library_, addLibraryOptions(*options, command->library_));
     auto* const headless = options->add_flag("--headless", command->headless_, "Play without a window");
     options->add_option("--seconds", command->seconds_, "End after so many seconds, if not earlier")
         ->needs(headless)
@@ -59,12 +64,41 @@ void PlayCommand::add(CLI::App& program) {
 }
 
 void PlayCommand::run() const {
+    library_.check();
     const Interruption interruption;
     Session session;
     const auto input = PlayInput::open(input_);
-    const auto device = session.openDevice(input_, presentationFunctions)->mtlDevice();
+    const auto device = session.openDevice(input_, presentationFunctions);
     Playback playback(session, *input, interruption, presentation_, input_);
-    headless_ ? playHeadless(playback, *input, device) : playInWindow(playback, *input, device);
+
+    std::optional<EffectChain> chain;
+    if (!effects_.empty() || !library_.library.empty()) {
+        chain.emplace(session, effects_, uprightSize(*input), input_);
+        playback.setEffectChain(*chain);
+    }
+    std::optional<SourceLibrary> source;
+    std::optional<LiveFunction> live;
+    if (library_.watch) {
+        source.emplace(library_.library, *device);
+        const auto use = [&](const SourceLibrary::Build& build) { useFunction(*chain, build, playback); };
+        live.emplace(*source, use, interruption.event());
+    } else if (!library_.library.empty()) {
+        const auto folder = SourceLibrary::folderOf(library_.library, *device, interruption.event(), source);
+        chain->setFunction(library_, folder);
+    }
+    headless_ ? playHeadless(playback, *input, device->mtlDevice())
+              : playInWindow(playback, *input, device->mtlDevice());
+}
+
+void PlayCommand::useFunction(EffectChain& chain, const SourceLibrary::Build& build, Playback& playback) const {
+    if (build.error) return build.error->show();
+    try {
+        chain.setFunction(library_, build.folder);
+        playback.redraw();
+        std::cout << library_.library << ": in use, " << build.description() << std::endl;
+    } catch (const Failure& failure) {
+        complain(failure.what());
+    }
 }
 
 void PlayCommand::playHeadless(Playback& playback, PlayInput& input, const std::shared_ptr<MTLDevice>& device) const {

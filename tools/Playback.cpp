@@ -67,8 +67,11 @@ PlaybackFigures Playback::run(const std::shared_ptr<MTKView>& view, double secon
         profiler_->onEnded(convert);
         if (std::exchange(isNew_, true)) ++framesReplaced_;
     });
-    presentation_ = std::make_unique<Presentation>(session_, videoTexture_, viewTexture_, view->colorPixelFormat(),
-                                                   options_, file_);
+    std::shared_ptr<Texture> drawn = viewTexture_;
+    if (chain_ != nullptr) drawn = chain_->input();
+    presentation_ = std::make_unique<Presentation>(
+        session_, videoTexture_, std::move(drawn),
+        chain_ != nullptr ? MTLPixelFormat::bgra8Unorm : view->colorPixelFormat(), options_, file_);
     convertTimer_ = std::make_shared<ConvertTimer>(profiler_);
     input_.frameSource()->add(convertTimer_);
     videoTexture_->set(input_.frameSource());
@@ -110,16 +113,30 @@ void Playback::addStep(std::function<void()> step) {
 void Playback::draw() {
     const CGSize size = view_->drawableSize();
     const bool isResized = size.width != drawnSize_.width || size.height != drawnSize_.height;
-    if (!isNew_ && !(isResized && framesDrawn_ > 0)) return;
+    if (!isNew_ && !((isResized || isChanged_) && framesDrawn_ > 0)) return;
     const auto drawable = view_->currentDrawable();
     if (drawable == nullptr) return;
 
     profiler_->onStarted(effect);
-    presentation_->draw(drawable);
+    chain_ != nullptr ? drawThroughChain(drawable) : presentation_->draw(drawable);
     profiler_->onEnded(effect);
     isToBePresented_ = true;
     drawnSize_ = size;
+    isChanged_ = false;
     if (std::exchange(isNew_, false)) ++framesDrawn_;
+}
+
+void Playback::drawThroughChain(std::shared_ptr<MTLDrawable> drawable) {
+    chain_->resize({viewTexture_->width(), viewTexture_->height()});
+    presentation_->draw();
+    chain_->run();
+    if (copied_ != chain_->output()) {
+        copied_ = chain_->output();
+        copy_ = PresentTextureEffect::create(copied_->device(), copied_, viewTexture_, view_->colorPixelFormat(),
+                                             ContentMode::scaleToFill, ImageRotation::degrees0, false);
+        copy_->setShouldWaitForCompletion(true);
+    }
+    if (!copy_->apply(std::move(drawable))) session_.fail(file_, "the picture could not be shown");
 }
 
 void Playback::update() {

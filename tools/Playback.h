@@ -15,6 +15,7 @@
 #include <ondrix/video/VideoFrameSourceDelegate.h>
 #include <ondrix/video/VideoTexture.h>
 
+#include "EffectChain.h"
 #include "Interruption.h"
 #include "PlayInput.h"
 #include "Presentation.h"
@@ -47,6 +48,10 @@ public:
     Playback(const Playback&) = delete;
     Playback& operator=(const Playback&) = delete;
 
+    /// Runs over each frame after it was drawn; held by the caller. To be set before `run`.
+    void setEffectChain(EffectChain& chain) { chain_ = &chain; }
+    /// Draws the present frame again at the next refresh: the chain has changed.
+    void redraw() { isChanged_ = true; }
     /// Called with the figures of each period, of so many seconds, at its end.
     void setOnUpdate(double period, std::function<void(const PlaybackFigures&)> onUpdate);
     /// Plays for `seconds`, until `stop`, an interruption or, with `stopsAtEnd`, the end of the input. Throws
@@ -63,6 +68,8 @@ private:
     /// Calls `step` at every refresh after those that were added before; a `Failure` ends `run`, which throws it.
     void addStep(std::function<void()> step);
     void draw();
+    /// Draws through the chain and shows `drawable`.
+    void drawThroughChain(std::shared_ptr<MTLDrawable> drawable);
     void update();
     [[nodiscard]] PlaybackFigures figures() const;
 
@@ -81,8 +88,12 @@ private:
     std::shared_ptr<VideoTexture> videoTexture_;
     std::shared_ptr<RenderViewTexture> viewTexture_;
     std::unique_ptr<Presentation> presentation_;
+    EffectChain* chain_ = nullptr;
+    std::shared_ptr<Texture> copied_;             ///< the chain's output that `copy_` brings to the view
+    std::shared_ptr<PresentTextureEffect> copy_;  ///< null before the first drawing
 
     bool isNew_ = false;            ///< a frame came since the last drawing
+    bool isChanged_ = false;        ///< the present frame looks otherwise than it was drawn
     bool isToBePresented_ = false;  ///< a frame was drawn since the last refresh
     CGSize drawnSize_{};            ///< of the view at the last drawing
     std::int64_t framesDrawn_ = 0;

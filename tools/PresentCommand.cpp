@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "EffectChain.h"
 #include "Session.h"
 
 namespace ondrix::tools {
@@ -13,6 +14,7 @@ void PresentCommand::add(CLI::App& program) {
     options->add_option("OUTPUT", command->output_, "PNG file to write")->required();
     addSizeOption(*options, command->size_, "Size of the output")->required();
     addPresentationOptions(*options, command->options_);
+    addEffectOption(*options, command->effects_);
     options->callback([command] { command->run(); });
 }
 
@@ -20,9 +22,10 @@ void PresentCommand::run() const {
     Session session;
     session.openDevice(input_, presentationFunctions);
     const auto picture = session.loadPicture(input_);
-    const auto output = session.makeOutput(size_, output_);
-    Presentation(session, picture, output, MTLPixelFormat::bgra8Unorm, options_, output_).draw();
-    session.savePicture(*output, output_);
+    EffectChain chain(session, effects_, size_, output_);
+    Presentation(session, picture, chain.input(), MTLPixelFormat::bgra8Unorm, options_, output_).draw();
+    chain.run();
+    session.savePicture(*chain.output(), output_);
 }
 
 }  // namespace ondrix::tools

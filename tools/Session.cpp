@@ -1,5 +1,6 @@
 #include "Session.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <ondrix/conversion/MetalTextureConverter.h>
@@ -9,13 +10,17 @@
 #include <ondrix/shaders/Shader.h>
 #include <ondrix/shaders/ShaderLibrary.h>
 
+#include "Complaint.h"
 #include "Failure.h"
 #include "PictureWriter.h"
 
 namespace ondrix::tools {
 
 Session::Session() {
+    os::setLogLevel(os::LogType::info);  // whatever ONDRIX_LOG says
     previousSink_ = os::setLogSink([this](const os::LogMessage& message) {
+        if (message.category == "validation") return complain(std::string(message.text));
+        if (message.type < os::LogType::error) return;  // the others are the reasons that the program gives
         const std::lock_guard lock(mutex_);
         messages_.emplace_back(message.text);
     });
@@ -65,18 +70,35 @@ std::shared_ptr<Texture> Session::makeOutput(PictureSize size, const std::string
     return texture;
 }
 
-std::shared_ptr<Effect> Session::makeFunctionEffect(const std::string& library, const std::string& function,
+std::shared_ptr<Effect> Session::makeFunctionEffect(const LibraryOptions& options, const std::filesystem::path& folder,
                                                     const std::shared_ptr<Texture>& from,
                                                     const std::shared_ptr<Texture>& to) {
-    const auto shaders = device_->makeShaderLibrary(URL(library));
-    if (shaders == nullptr) fail(library, "not a shader library");
-    const auto shader = shaders->makeShader(function, ShaderType::computeShader);
-    if (shader == nullptr) fail(library, "no function " + function);
+    const auto library = device_->makeShaderLibrary(URL(folder));
+    if (library == nullptr) fail(options.library, "not a shader library");
+    const std::string function = options.function.empty() ? onlyFunction(options, folder) : options.function;
+    const auto shader = library->makeShader(function, ShaderType::computeShader);
+    if (shader == nullptr) fail(options.library, "no function " + function);
     shader->setShaderResource(from, 0);
     shader->setShaderResource(to, 1);
     auto effect = Effect::create(device_);
     effect->add(ComputePass::create(device_, shader, to), "apply");
     return effect;
+}
+
+std::string Session::onlyFunction(const LibraryOptions& options, const std::filesystem::path& folder) {
+    const auto library = device_->mtlDevice()->makeLibrary(URL(folder), nullptr);
+    std::vector<std::string> names;
+    const std::vector<std::string> all = library != nullptr ? library->functionNames() : names;
+    for (const std::string& name : all) {
+        const auto function = library->makeFunction(name);
+        if (function != nullptr && function->functionType() == MTLFunctionType::kernel) names.push_back(name);
+    }
+    if (names.size() == 1) return names.front();
+    if (names.empty()) throw Failure(options.library, "no compute function in it");
+    std::sort(names.begin(), names.end());
+    std::string list;
+    for (const std::string& name : names) list += (list.empty() ? "" : ", ") + name;
+    throw Failure(options.library, "which of its functions? Choose by --function: " + list);
 }
 
 void Session::run(Effect& effect, const std::string& file) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <initializer_list>
 #include <memory>
 #include <mutex>
@@ -13,6 +14,7 @@
 #include <ondrix/resources/Texture.h>
 #include <ondrix/types/ShaderType.h>
 
+#include "LibraryOptions.h"
 #include "PictureSize.h"
 
 namespace ondrix::tools {
@@ -40,8 +42,9 @@ public:
     std::shared_ptr<Texture> loadPicture(const std::string& file);
     /// A texture that is drawn to or written by a compute function, and then read.
     std::shared_ptr<Texture> makeOutput(PictureSize size, const std::string& file);
-    /// Runs the compute function of a library of the user's over `from`, its texture 0, into `to`, its texture 1.
-    std::shared_ptr<Effect> makeFunctionEffect(const std::string& library, const std::string& function,
+    /// Runs the user's compute function over `from`, its texture 0, into `to`, its texture 1. The library lies in
+    /// `folder`; failures are put down to what the options call it.
+    std::shared_ptr<Effect> makeFunctionEffect(const LibraryOptions& options, const std::filesystem::path& folder,
                                                const std::shared_ptr<Texture>& from,
                                                const std::shared_ptr<Texture>& to);
     /// Runs an effect to its end. What goes wrong on the device is a failure put down to `file`.
@@ -53,6 +56,8 @@ public:
     [[noreturn]] void fail(const std::string& file, const std::string& otherwise);
 
 private:
+    /// The name of the library's compute function, when it has no other.
+    std::string onlyFunction(const LibraryOptions& options, const std::filesystem::path& folder);
     std::string takeMessages();
 
     std::shared_ptr<Device> device_;

@@ -3,16 +3,19 @@
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <optional>
 
 #include <ondrix/conversion/MetalTextureConverter.h>
 #include <ondrix/platform/ffmpeg/MovieWriter.h>
 
+#include "EffectChain.h"
 #include "Failure.h"
 #include "FrameInput.h"
 #include "FrameTexture.h"
 #include "Interruption.h"
 #include "OutputFile.h"
 #include "Session.h"
+#include "SourceLibrary.h"
 #include "VideoJob.h"
 
 namespace ondrix::tools {
@@ -40,14 +43,8 @@ void VideoCommand::add(CLI::App& program) {
     options->add_option("OUTPUT", command->output_, "Movie file to write; its ending names the format")->required();
     addSizeOption(*options, command->size_, "Size of the output, that of the input unless given; even sides");
     addPresentationOptions(*options, command->presentation_);
-    auto* const library =
-        options->add_option("--library", command->library_, "Shader library, a folder NAME.oxlib")->type_name("FOLDER");
-    auto* const function = options
-                               ->add_option("--function", command->function_,
-                                            "Compute function of it that is run last, from texture 0 to texture 1")
-                               ->type_name("NAME");
-    library->needs(function);
-    function->needs(library);
+    addEffectOption(*options, command->effects_);
+    addLibraryOptions(*options, command->library_);
     options->add_option("--quality", command->quality_, "0 (best) to 51 (23)")->check(CLI::Range(0, 51));
     options->add_option("--preset", command->preset_, "Speed of the encoder, such as ultrafast or slow")
         ->type_name("NAME");
@@ -77,14 +74,13 @@ void VideoCommand::run() const {
     const auto device = session.openDevice(input_, presentationFunctions);
     const PictureSize size = outputSize(movie);
     FrameTexture texture(session, device, input_);
-    const auto drawn = session.makeOutput(size, output_);
-    Presentation presentation(session, texture.texture(), drawn, MTLPixelFormat::bgra8Unorm, presentation_, input_);
-
-    auto last = drawn;
-    std::shared_ptr<Effect> function;
-    if (!library_.empty()) {
-        last = session.makeOutput(size, output_);
-        function = session.makeFunctionEffect(library_, function_, drawn, last);
+    EffectChain chain(session, effects_, size, output_);
+    Presentation presentation(session, texture.texture(), chain.input(), MTLPixelFormat::bgra8Unorm, presentation_,
+                              input_);
+    std::optional<SourceLibrary> source;
+    if (!library_.library.empty()) {
+        const auto folder = SourceLibrary::folderOf(library_.library, *device, interruption.event(), source);
+        chain.setFunction(library_, folder);
     }
 
     OutputFile file(output_);
@@ -102,8 +98,7 @@ void VideoCommand::run() const {
     const auto writer = MovieWriter::create(URL(file.path()), settings, &error);
     if (writer == nullptr) throw Failure(output_, error.localizedDescription());
 
-    VideoJob job(
-        {session, input, texture, presentation, function.get(), *last, *device->textureConverter(), *writer, output_});
+    VideoJob job({session, input, texture, presentation, chain, *device->textureConverter(), *writer, output_});
     Progress progress(progress_, movie);
     const auto result = job.run(interruption, progress);
     file.keep();

@@ -2,7 +2,10 @@
 
 #include <CLI/CLI.hpp>
 #include <string>
+#include <vector>
 
+#include "EffectRequest.h"
+#include "LibraryOptions.h"
 #include "PictureSize.h"
 #include "Presentation.h"
 #include "Progress.h"
@@ -23,8 +26,8 @@ private:
     std::string output_;
     PictureSize size_;
     PresentationOptions presentation_;
-    std::string library_;
-    std::string function_;
+    std::vector<EffectRequest> effects_;
+    LibraryOptions library_;
     int quality_ = 23;
     std::string preset_;
     ProgressKind progress_ = ProgressKind::automatic;

@@ -31,8 +31,8 @@ VideoJob::~VideoJob() {
 }
 
 VideoJob::Result VideoJob::run(const Interruption& interruption, Progress& progress) {
-    pool_ =
-        parts_.converter.makePixelBufferPool(parts_.output.width(), parts_.output.height(), kCVPixelFormatType_32BGRA);
+    const Texture& output = *parts_.chain.output();
+    pool_ = parts_.converter.makePixelBufferPool(output.width(), output.height(), kCVPixelFormatType_32BGRA);
     if (pool_ == nullptr) parts_.session.fail(parts_.outputName, "no memory for frames");
     Result result;
     decoder_ = std::thread([this] { decode(); });
@@ -90,11 +90,11 @@ VideoJob::Frame VideoJob::process(const Frame& frame) {
 
     profiler_->onStarted(effect);
     parts_.presentation.draw();
-    if (parts_.function != nullptr) parts_.session.run(*parts_.function, parts_.outputName);
+    parts_.chain.run();
     profiler_->onEnded(effect);
 
     profiler_->onStarted(readBack);
-    const auto pixels = parts_.converter.makePixelBuffer(parts_.output, *pool_);
+    const auto pixels = parts_.converter.makePixelBuffer(*parts_.chain.output(), *pool_);
     auto processed = pixels != nullptr ? parts_.converter.makeSampleBuffer(pixels, *frame) : nullptr;
     profiler_->onEnded(readBack);
     if (processed == nullptr) parts_.session.fail(parts_.outputName, "the pixels could not be read back");

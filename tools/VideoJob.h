@@ -7,11 +7,11 @@
 #include <thread>
 
 #include <ondrix/conversion/MetalTextureConverter.h>
-#include <ondrix/passes/Effect.h>
 #include <ondrix/platform/ffmpeg/MovieWriter.h>
 #include <ondrix/profiling/Profiler.h>
 
 #include "BoundedQueue.h"
+#include "EffectChain.h"
 #include "FrameInput.h"
 #include "FrameTexture.h"
 #include "Interruption.h"
@@ -38,9 +38,8 @@ public:
         Session& session;
         FrameInput& input;
         FrameTexture& texture;       ///< shows the input's frames
-        Presentation& presentation;  ///< draws them
-        Effect* function;            ///< run afterwards; may be null
-        Texture& output;             ///< what comes out of all that
+        Presentation& presentation;  ///< draws them into the chain's input
+        EffectChain& chain;          ///< run afterwards
         MetalTextureConverter& converter;
         MovieWriter& writer;
         std::string outputName;

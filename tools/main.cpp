@@ -1,16 +1,19 @@
 #include <CLI/CLI.hpp>
-#include <algorithm>
-#include <cstdio>
 #include <iostream>
 #include <new>
 #include <string>
 
 #include "ApplyCommand.h"
 #include "BlitCommand.h"
+#include "Complaint.h"
 #include "DevicesCommand.h"
 #include "Failure.h"
 #include "NV12Command.h"
+#include "NewCommand.h"
 #include "PresentCommand.h"
+#ifdef ONDRIX_EFFECTS
+#include "EffectsCommand.h"
+#endif
 #ifdef ONDRIX_MEDIA
 #include "FrameCommand.h"
 #include "PlayCommand.h"
@@ -23,13 +26,6 @@ namespace {
 constexpr int failed = 1;
 constexpr int wrongUsage = 2;
 constexpr int interrupted = 130;
-
-/// Writes "ondrix: REASON" as exactly one line, whatever the reason is made of.
-void complain(std::string reason) {
-    const auto isControl = [](char character) { return static_cast<unsigned char>(character) < 0x20; };
-    std::replace_if(reason.begin(), reason.end(), isControl, '?');
-    std::fprintf(stderr, "ondrix: %s\n", reason.c_str());
-}
 
 }  // namespace
 
@@ -44,11 +40,15 @@ int main(int argc, char** argv) {
     BlitCommand::add(program);
     NV12Command::add(program);
     ApplyCommand::add(program);
+    NewCommand::add(program);
 #ifdef ONDRIX_MEDIA
     VideoCommand::add(program);
     FrameCommand::add(program);
     PlayCommand::add(program);
     SheetCommand::add(program);
+#endif
+#ifdef ONDRIX_EFFECTS
+    EffectsCommand::add(program);
 #endif
 
     try {

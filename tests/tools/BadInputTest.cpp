@@ -88,7 +88,7 @@ TEST(WrongUse, EndsWithStatusTwo) {
     expectWrong({"present", "a", "b", "c", "--size", "1x1"}, "c");
     expectWrong({"blit", "a", "b", "--size", "1x1", "--pass", "ray"}, "--pass");
     expectWrong({"nv12", "a", "b", "--size", "2x2"}, "--range");
-    expectWrong({"apply", "a", "b", "--library", "c"}, "--function");
+    expectWrong({"apply", "a", "b", "--function", "c"}, "--library");
     for (const char* size :
          {"", "0x10", "-5x5", "abc", "99999x99999", "100", "1x2x3", "1.5x2", " 1x1", "18446744073709551617x1"}) {
         SCOPED_TRACE(size);

@@ -1,21 +1,94 @@
 // The programs that people copy do what they say.
 #include <algorithm>
+#include <array>
 
 #include "Program.h"
 
 namespace {
 
-using Examples = ProgramTest;
+using testing::HasSubstr;
 
-// The property doesn't reach its pass, the program's own library isn't found, the passes run in the wrong order.
-TEST_F(Examples, PrintAPixelOfTheSmallOrOfTheDarkenedAndTurnedPicture) {
-    Picture picture = Picture::noise(320, 200, 1);
-    std::ranges::copy(std::array{90, 200, 12, 255}, picture.bytes.begin());
-    std::ranges::copy(std::array{40, 100, 200, 255}, picture.bytes.end() - 320 * 4);
-    const std::string input = folder.write("in.png", png(picture));
+class Examples : public ProgramTest {
+protected:
+    /// Of noise, but for its first pixel: red 12, green 200, blue 90.
+    static Picture picture() {
+        Picture picture = Picture::noise(320, 200, 1);
+        std::ranges::copy(std::array{90, 200, 12, 255}, picture.bytes.begin());
+        return picture;
+    }
+
+    const std::string input = folder.write("in.png", png(picture()));
+};
+
+TEST_F(Examples, StillPrintsAPixelOfTheScaledPicture) {
     EXPECT_EQ(runProgram(EXAMPLE_STILL, {input}).output, "top left: red 12, green 200, blue 90\n");
     EXPECT_EQ(runProgram(EXAMPLE_STILL, {file("missing.png")}).status, 1);
-    EXPECT_EQ(runProgram(EXAMPLE_OWN_SHADER, {input, "0.5"}).output, "top left: red 100, green 50, blue 20\n");
+}
+
+// The program's own library isn't found; the constants don't reach the function; rows are saved from the wrong place.
+TEST_F(Examples, StillShaderSavesTheDarkenedPicture) {
+    EXPECT_EQ(runProgram(EXAMPLE_STILL_SHADER, {input, out, "0.5"}).status, 0);
+    std::string expected = "P6 320 200 255\n";
+    const Picture original = picture();
+    for (std::size_t i = 0; i < original.bytes.size(); i += 4)
+        for (const std::size_t channel : {2, 1, 0})
+            expected += static_cast<char>((original.bytes[i + channel] + 1) / 2);  // half a level rounds up
+    EXPECT_EQ(content(out), expected);
+    EXPECT_EQ(runProgram(EXAMPLE_STILL_SHADER, {file("missing.png"), out, "1"}).status, 1);
+    EXPECT_EQ(runProgram(EXAMPLE_STILL_SHADER, {input, file("no/folder.ppm"), "1"}).status, 1);
+}
+
+// The kernel sees the constants of an earlier run, or runs over less than the whole picture.
+TEST_F(Examples, KernelCountsThePixelsThatDifferByMoreThanEachTolerance) {
+    Picture changed = picture();
+    changed.bytes[0] += 1;                            // blue of the first pixel
+    changed.bytes[changed.bytes.size() - 3] ^= 0x80;  // green of the last
+    const Outcome outcome = runProgram(EXAMPLE_KERNEL, {input, folder.write("changed.png", png(changed))});
+    EXPECT_EQ(outcome.output,
+              "2 pixels differ by more than 0\n1 pixels differ by more than 1\n"
+              "1 pixels differ by more than 2\n1 pixels differ by more than 3\n");
+    EXPECT_EQ(runProgram(EXAMPLE_KERNEL, {input, folder.write("small.png", png(Picture(2, 2)))}).status, 1);
+}
+
+// Rows or planes are mixed up on the way in or out, a frame shows the one before, the last one is lost.
+TEST_F(Examples, OwnMemoryMirrorsEveryFrameOfItsInput) {
+    const auto run = [this](const std::string& frames) {
+        return runProgram(
+            "/bin/sh", {"-c", "exec '" EXAMPLE_OWN_MEMORY "' 3 2 <'" + folder.write("frames", frames).string() + "'"});
+    };
+    const auto grey = [](int luma) { return static_cast<char>((luma - 16) * 1.164 + 0.5); };  // without colour
+    std::string frames, expected;
+    for (const int first : {20, 100}) {
+        for (int i = 0; i < 6; ++i) frames += static_cast<char>(first + 10 * i);
+        frames += "\x80\x80\x80\x80";
+        for (const int i : {2, 1, 0, 5, 4, 3}) expected += std::string(3, grey(first + 10 * i)) + '\xff';
+    }
+    const Outcome outcome = run(frames);
+    ASSERT_EQ(outcome.output.size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i)
+        EXPECT_NEAR(static_cast<std::uint8_t>(outcome.output[i]), static_cast<std::uint8_t>(expected[i]), 2) << i;
+    EXPECT_EQ(run(frames + "cut").status, 1);
+}
+
+#ifdef EXAMPLE_WINDOW
+// The view hands out no second drawable, or a draw fails.
+TEST_F(Examples, WindowDrawsWithoutADisplay) {
+    EXPECT_EQ(runProgram(EXAMPLE_WINDOW, {input, "5"}).output, "5 frames\n");
+    EXPECT_THAT(runProgram(EXAMPLE_WINDOW, {input}, {"SDL_VIDEODRIVER=none"}).errors, HasSubstr("no window: "));
+}
+#endif
+
+// The level isn't read, or a misspelt one silences the log; the program loses its own reasons.
+TEST_F(Examples, LogWhatTheEnvironmentAsksFor) {
+    const auto errors = [this](const char* level) {
+        return runProgram(EXAMPLE_STILL, {file("missing.png")}, {std::string("ONDRIX_LOG=") + level}).errors;
+    };
+    EXPECT_EQ(errors("off"), "");
+    EXPECT_EQ(errors("fault"), "");
+    EXPECT_THAT(errors("error"), HasSubstr("missing.png"));
+    EXPECT_THAT(errors("loud"), testing::AllOf(HasSubstr("ONDRIX_LOG is \"loud\""), HasSubstr("missing.png")));
+    expectReason(runOndrix({"present", file("missing.png"), out, "--size", "2x2"}, {"ONDRIX_LOG=off"}),
+                 file("missing.png"), "No such file");
 }
 
 }  // namespace

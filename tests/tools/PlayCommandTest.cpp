@@ -1,4 +1,5 @@
 // Playing without a window, and what a user reads when nothing can be played.
+#include <signal.h>
 #include <tests/media/Clip.h>
 
 #include "Program.h"
@@ -38,6 +39,23 @@ TEST_F(PlayCommand, EndsWithTheMovie) {
 TEST_F(PlayCommand, EndsAfterTheGivenTime) {
     expectFigures({"play", movie({0, 36'000'000}), "--headless", "--seconds", "1"});
     expectFigures({"play", "lavfi:testsrc2=size=64x48:rate=30", "--headless", "--seconds", "1"});
+}
+
+// An effect that keeps the size of the movie; a source that is never built again, or whose errors end the playback.
+TEST_F(PlayCommand, GoesOnWhileTheSourceOfItsFunctionChanges) {
+    const std::string good = content(ONDRIX_TEST_SOURCE), library = folder.write("live.cpp", good);
+    RunningProgram program(ONDRIX_PROGRAM,
+                           {"play", "lavfi:testsrc2=size=64x48:rate=30", "--headless", "--size", "41x33", "--effect",
+                            "edges,gaussian-blur", "--library", library, "--function", "Test::Invert", "--watch"},
+                           {});
+    (void)program.waitForLine(library + ": in use");
+    (void)folder.write("live.cpp", "mistake\n" + good);
+    EXPECT_THAT(program.waitForLine("ondrix: "), HasSubstr(library + ":1: "));
+    (void)folder.write("live.cpp", "\n");
+    EXPECT_THAT(program.waitForLine("ondrix: "), HasSubstr("'Test::Invert'"));
+    (void)folder.write("live.cpp", good);
+    EXPECT_THAT(program.waitForLine(library), HasSubstr(": in use"));
+    EXPECT_EQ(program.end(SIGINT), 0);
 }
 
 TEST_F(PlayCommand, SaysInOneLineWhatIsWrong) {

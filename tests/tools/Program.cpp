@@ -4,8 +4,10 @@
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include <string_view>
 
 #include <fcntl.h>
+#include <signal.h>
 #include <stdlib.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -53,6 +55,45 @@ Outcome runProgram(const char* path, const std::vector<std::string>& arguments,
 
 Outcome runOndrix(const std::vector<std::string>& arguments, const std::vector<std::string>& environment) {
     return runProgram(ONDRIX_PROGRAM, arguments, environment);
+}
+
+RunningProgram::RunningProgram(const char* path, const std::vector<std::string>& arguments,
+                               const std::vector<std::string>& environment) {
+    std::vector<char*> pointers{const_cast<char*>(path)};
+    for (const std::string& argument : arguments) pointers.push_back(const_cast<char*>(argument.c_str()));
+    pointers.push_back(nullptr);
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0 || (child_ = fork()) < 0) throw std::runtime_error("fork failed");
+    if (child_ == 0) {
+        for (const std::string& variable : environment) putenv(const_cast<char*>(variable.c_str()));
+        for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) dup2(ends[1], stream);
+        signal(SIGINT, SIG_DFL);
+        execv(path, pointers.data());
+        _exit(127);
+    }
+    close(ends[1]);
+    output_ = fdopen(ends[0], "r");
+}
+
+RunningProgram::~RunningProgram() {
+    if (child_ > 0) end(SIGKILL);
+    std::fclose(output_);
+}
+
+std::string RunningProgram::waitForLine(const std::string& text) {
+    char line[2048];
+    while (std::fgets(line, sizeof line, output_) != nullptr) {
+        if (std::string_view(line).find(text) != std::string_view::npos) return line;
+    }
+    return {};
+}
+
+int RunningProgram::end(int signal) {
+    int state = 0;
+    kill(child_, signal);
+    if (waitpid(child_, &state, 0) != child_) throw std::runtime_error("waitpid failed");
+    child_ = 0;
+    return WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state);
 }
 
 void expectReason(const Outcome& outcome, const std::string& file, const std::string& reason) {

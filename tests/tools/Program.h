@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <set>
 #include <string>
@@ -23,6 +24,25 @@ Outcome runProgram(const char* path, const std::vector<std::string>& arguments,
                    const std::vector<std::string>& environment = {});
 /// The same for the built program `ondrix`.
 Outcome runOndrix(const std::vector<std::string>& arguments, const std::vector<std::string>& environment = {});
+
+/// A program that goes on while a test looks at what it prints.
+class RunningProgram {
+public:
+    RunningProgram(const char* path, const std::vector<std::string>& arguments,
+                   const std::vector<std::string>& environment);
+    ~RunningProgram();
+    RunningProgram(const RunningProgram&) = delete;
+    RunningProgram& operator=(const RunningProgram&) = delete;
+
+    /// The next line on either stream that holds `text`, once it comes; empty when the program ends without.
+    std::string waitForLine(const std::string& text);
+    /// Sends the signal and waits; the exit status, or 128 + signal.
+    int end(int signal);
+
+private:
+    pid_t child_ = 0;
+    std::FILE* output_ = nullptr;
+};
 
 /// Expects one line that begins with the program and the file and holds the reason, and no output nor much memory.
 void expectReason(const Outcome& outcome, const std::string& file, const std::string& reason = "");

@@ -99,6 +99,18 @@ TEST_F(VideoCommand, IsAnExampleToo) {
 }
 #endif
 
+// Effects and a function in the wrong order, or over the frame instead of what was drawn.
+TEST_F(VideoCommand, RunsEffectsAndThenTheFunction) {
+    const std::vector<std::string> arguments{
+        "video",       movie({0, 40}),      moved,       "--effect",          "colour=exposure=8",
+        "--effect",    "vignette=radius=1", "--library", ONDRIX_TEST_LIBRARY, "--function",
+        "Test::Invert"};
+    EXPECT_EQ(runOndrix(arguments).errors, "");
+    EXPECT_EQ(runOndrix({"frame", moved, out, "--at", "0"}).errors, "");
+    EXPECT_THAT(picture(out).at(48, 24, 1), near(0));    // made white, then black
+    EXPECT_THAT(picture(out).at(16, 24, 1), near(255));  // was black
+}
+
 // A movie that is lost, that can't be played, that never ends, or that begins when its camera was switched on.
 TEST_F(VideoCommand, AnInterruptionCompletesTheMovie) {
     const Outcome outcome =
