@@ -9,20 +9,11 @@ namespace ondrix::shading::detail {
 template <class T>
 using Plain = std::remove_cvref_t<T>;
 
-/// Calls `pack` for the whole packs of `pixels` from `x` to `end`; returns where the shorter one begins. Groups of 256
-/// bytes, at four a pixel, are visited from right to left: memory that is read and written strictly from left to right
-/// arrives at little more than half of the speed, because the processor fetches a line only when the one before it was
-/// asked for.
+/// Calls `pack` for the whole packs of `pixels` from `x` to `end`; returns where the shorter one begins.
 template <int pixels = lanes::count, class Pack>
 ONDRIX_INLINE int forWholePacks(int x, int end, const Pack& pack) {
-    constexpr int group = lanes::plain ? 1 : 64 / pixels;
-    const int packs = x < end ? (end - x) / pixels : 0, grouped = packs - packs % group;
-    for (int i = 0; i < packs; i++) {
-        int place = i;
-        asm("" : "+r"(place));  // one loop, which is not to be split into two: functions are large
-        pack(x + (place < grouped ? place ^ (group - 1) : place) * pixels);
-    }
-    return x + packs * pixels;
+    for (; x + pixels <= end; x += pixels) pack(x);
+    return x;
 }
 
 template <auto function>

@@ -116,6 +116,8 @@ ONDRIX_INLINE void blendRows(const std::uint8_t* above, const std::uint8_t* belo
     const __m256i bias = _mm256_set1_epi16(-32768);
     int i = 0;
     for (; i + 16 <= bytes; i += 16) {
+        fetchToRead(above + i);
+        fetchToRead(below + i);
         const __m256i a = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(above + i)));
         const __m256i b = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(below + i)));
         const __m256i sum = _mm256_add_epi16(_mm256_mullo_epi16(a, w0), _mm256_mullo_epi16(b, w1));

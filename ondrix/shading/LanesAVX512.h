@@ -108,6 +108,8 @@ ONDRIX_INLINE void blendRows(const std::uint8_t* above, const std::uint8_t* belo
     const __m512i bias = _mm512_set1_epi16(-32768);
     int i = 0;
     for (; i + 32 <= bytes; i += 32) {
+        fetchToRead(above + i);
+        fetchToRead(below + i);
         const __m512i a = _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(above + i)));
         const __m512i b = _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(below + i)));
         const __m512i sum = _mm512_add_epi16(_mm512_mullo_epi16(a, w0), _mm512_mullo_epi16(b, w1));

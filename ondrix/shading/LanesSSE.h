@@ -116,6 +116,8 @@ ONDRIX_INLINE void blendRows(const std::uint8_t* above, const std::uint8_t* belo
     const __m128i bias = _mm_set1_epi16(-32768);
     int i = 0;
     for (; i + 8 <= bytes; i += 8) {
+        fetchToRead(above + i);
+        fetchToRead(below + i);
         const __m128i a = _mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(above + i)));
         const __m128i b = _mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(below + i)));
         const __m128i sum = _mm_add_epi16(_mm_mullo_epi16(a, w0), _mm_mullo_epi16(b, w1));

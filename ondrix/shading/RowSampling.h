@@ -218,6 +218,10 @@ ONDRIX_INLINE Texel readBox(const std::uint8_t* above, const std::uint8_t* below
         above = end[0];
         below = end[1];
     }
+    for (int line = 0; line < 8 * lanes::count; line += 64) {
+        lanes::fetchToRead(above + line);
+        lanes::fetchToRead(below + line);
+    }
     lanes::Ints even, odd, evenBelow, oddBelow;
     lanes::loadEvenAndOdd(above, even, odd);
     lanes::loadEvenAndOdd(below, evenBelow, oddBelow);
@@ -260,6 +264,8 @@ ONDRIX_INLINE Texel readCopy(const std::uint8_t* pixels, int count, Format forma
     if (count < lanes::count) {
         std::memcpy(end, pixels, 4 * static_cast<std::size_t>(count));
         pixels = end;
+    } else {
+        lanes::fetchToRead(pixels);
     }
     return texelFromBytes(Int(lanes::loadWords(pixels)), format);
 }

@@ -108,6 +108,7 @@ ONDRIX_INLINE void bytes(const TextureView& view, int x, int y, int count, Int w
         if (streaming && x % lanes::count == 0) {
             lanes::streamWords(pixels, words.v);
         } else {
+            lanes::fetchToWrite(pixels);
             lanes::storeWords(pixels, words.v);
         }
     } else {

@@ -12,7 +12,6 @@ namespace ondrix::software {
 
 struct CompletionThread::State {
     std::thread thread;
-    Placement placement;
     std::mutex mutex;
     std::condition_variable wakeUp;
     std::pmr::unsynchronized_pool_resource memory;  // guarded by mutex, as all that follows
@@ -31,6 +30,9 @@ struct CompletionThread::State {
                 asleep = true;
                 wakeUp.wait(lock, [this] { return !queue.empty() || stopping; });
                 asleep = false;
+                lock.unlock();
+                runOnAnyCore();
+                lock.lock();
             }
             if (queue.empty()) return;
             auto commandBuffer = std::move(queue.front());
@@ -73,7 +75,7 @@ void CompletionThread::post(std::shared_ptr<CommandBuffer> commandBuffer) {
         state_->queue.push_back(std::move(commandBuffer));
         state_->waiting.fetch_add(1, std::memory_order_relaxed);
         wake = state_->asleep;
-        if (wake) state_->placement.moveOffCallersCore(state_->thread.native_handle());
+        if (wake) moveOffCallersCore(state_->thread.native_handle());
     }
     if (wake) state_->wakeUp.notify_one();
 }

@@ -31,7 +31,6 @@ struct Executor::State {
     ExecutionContext context;  // used by the thread that executes
     CompletionThread completion;
     std::thread thread;
-    Placement placement;
 
     std::mutex mutex;
     std::condition_variable wakeUp;       // for the executor's thread
@@ -92,7 +91,7 @@ void Executor::State::request() {
     requested = true;
     calling.store(true, std::memory_order_relaxed);
     if (!sleeping) return;
-    placement.moveOffCallersCore(thread.native_handle());
+    moveOffCallersCore(thread.native_handle());
     wakeUp.notify_one();
 }
 
@@ -131,6 +130,7 @@ bool Executor::State::waitForRequest(Lock& lock) {
     looking = false;
     wakeUp.wait(lock, called);
     sleeping = false;
+    runOnAnyCore();
     return false;
 }
 

@@ -33,13 +33,16 @@ int processorCount() noexcept {
     return processors().count;
 }
 
-void Placement::moveOffCallersCore(pthread_t thread) noexcept {
+void moveOffCallersCore(pthread_t thread) noexcept {
     const int core = sched_getcpu();
-    if (core < 0 || core == avoided_) return;
+    if (core < 0) return;
     cpu_set_t others = processors().set;
     CPU_CLR(static_cast<std::size_t>(core), &others);
-    if (CPU_COUNT(&others) == 0) return;
-    if (pthread_setaffinity_np(thread, sizeof(others), &others) == 0) avoided_ = core;
+    if (CPU_COUNT(&others) > 0) pthread_setaffinity_np(thread, sizeof(others), &others);
+}
+
+void runOnAnyCore() noexcept {
+    if (processors().count > 1) pthread_setaffinity_np(pthread_self(), sizeof(cpu_set_t), &processors().set);
 }
 
 std::chrono::nanoseconds spinTime() noexcept {

@@ -13,15 +13,10 @@ namespace ondrix::software {
 [[nodiscard]] int processorCount() noexcept;
 
 /// Moves a sleeping thread of the device to another core than the caller's before it is woken: the kernel would wake it
-/// on the caller's core, where it waits for milliseconds while the caller goes on. One per thread, used by one caller
-/// at a time.
-class Placement {
-public:
-    void moveOffCallersCore(pthread_t thread) noexcept;
-
-private:
-    int avoided_ = -1;  ///< the core that the thread was last kept from
-};
+/// on the caller's core, where it waits for milliseconds while the caller goes on.
+void moveOffCallersCore(pthread_t thread) noexcept;
+/// Lets the calling thread run on every core again, so that it doesn't stay on one that another thread has come to.
+void runOnAnyCore() noexcept;
 
 /// Tells the processor that the caller only waits.
 inline void pause() noexcept {

@@ -20,7 +20,6 @@ constexpr std::int64_t surelyWorthWaking = std::int64_t{4} << 20;
 struct WorkerPool::Worker {
     std::size_t index = 0;
     std::thread thread;
-    Placement placement;
     alignas(64) std::atomic<int> asleep{0};
 };
 
@@ -53,7 +52,7 @@ void WorkerPool::start() noexcept {
             worker->index = workers_.size() + 1;
             Worker& reference = *worker;
             worker->thread = std::thread([this, &reference] { workerLoop(reference); });
-            worker->placement.moveOffCallersCore(worker->thread.native_handle());
+            moveOffCallersCore(worker->thread.native_handle());
             workers_.push_back(std::move(worker));
         }
     } catch (const std::exception&) {
@@ -119,7 +118,7 @@ void WorkerPool::wakeWorkers(int count) noexcept {
     for (const auto& worker : workers_) {
         if (count-- == 0) return;
         if (worker->asleep.load() == 0) continue;
-        worker->placement.moveOffCallersCore(worker->thread.native_handle());
+        moveOffCallersCore(worker->thread.native_handle());
         worker->asleep.store(0);
         worker->asleep.notify_one();
     }
@@ -135,7 +134,10 @@ void WorkerPool::workerLoop(Worker& worker) noexcept {
         if (!spinUntil([&] { return workIsOpen() || stopping_.load(std::memory_order_relaxed); })) {
             // Announced before the last look, as the caller opens the work before it looks for sleepers.
             worker.asleep.store(1);
-            if (!workIsOpen() && !stopping_.load()) worker.asleep.wait(1);
+            if (!workIsOpen() && !stopping_.load()) {
+                worker.asleep.wait(1);
+                runOnAnyCore();
+            }
             worker.asleep.store(0);
             continue;
         }
