@@ -22,7 +22,7 @@ struct Timing {
 };
 
 /// Measures all contenders of a row in turn, round by round, so that whatever else the machine does hits them alike:
-/// one run to warm up (or the row's idle time), then the timed one. Each round begins with another contender. Throws
+/// some runs to warm up (or the row's idle time), then the timed one. Each round begins with another contender. Throws
 /// std::runtime_error when a run fails.
 [[nodiscard]] std::vector<Timing> measureInterleaved(const Row& row, const Effort& effort);
 
