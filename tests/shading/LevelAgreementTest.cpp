@@ -72,6 +72,32 @@ TEST_P(LevelAgreement, UprightScaling) {
     }
 }
 
+// Rows that run along the texture's columns or backwards, exactly or with the small error of a rounded matrix: copies,
+// boxes and blends from cached lines, across the ends of blocks of lines.
+TEST_P(LevelAgreement, TurnedAndMirroredRows) {
+    for (const auto& [w, h] : {std::pair{1, 1}, {16, 33}, {37, 18}, {130, 20}}) {
+        for (const auto& [along, across] :
+             {std::pair{w, h}, {2 * w, 2 * h}, {w / 2 + 1, h}, {w, 3 * h + 1}, {w + 2, h + 2}}) {
+            for (const double skew : {0.0, 1e-9, -4e-8, 1e-3}) {
+                for (const bool turned : {true, false}) {
+                    for (const double direction : {1.0, -1.0}) {
+                        const shading::Plane alongPlane{0.5 + direction * (0.5 / w - 0.5), direction / w, skew};
+                        const shading::Plane acrossPlane{0.5 / h, skew, 1.0 / h};
+                        Image source(turned ? across : along, turned ? along : across, Format::bgra8, 8);
+                        Draw d{fill(w, h), {source.view()}, {linearClamp}};
+                        d.mapping.u = turned ? acrossPlane : alongPlane;
+                        d.mapping.v = turned ? alongPlane : acrossPlane;
+                        for (int first : {0, w / 3}) {
+                            d.x0 = first;
+                            expectSameDraw(OWN_LIBRARY, present, d, w, h, Format::bgra8);
+                        }
+                    }
+                }
+            }
+        }
+    }
+}
+
 TEST_P(LevelAgreement, EveryFormatFilterAndAddressMode) {
     for (Format from : formats) {
         Image source(13, 9, from, 3);
