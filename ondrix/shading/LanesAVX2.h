@@ -109,71 +109,29 @@ ONDRIX_INLINE void loadEvenAndOdd(const std::uint8_t* p, Ints& even, Ints& odd) 
     odd = ordered(_mm256_shuffle_ps(low, high, 0xdd));
 }
 
-ONDRIX_INLINE void blendRows(const std::uint8_t* above, const std::uint8_t* below, int weightBelow,
-                             std::uint16_t* blended, int bytes) {
-    const __m256i w1 = _mm256_set1_epi16(static_cast<short>(weightBelow));
-    const __m256i w0 = _mm256_set1_epi16(static_cast<short>(256 - weightBelow));
-    const __m256i bias = _mm256_set1_epi16(-32768);
-    int i = 0;
-    for (; i + 16 <= bytes; i += 16) {
-        fetchToRead(above + i);
-        fetchToRead(below + i);
-        const __m256i a = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(above + i)));
-        const __m256i b = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(below + i)));
-        const __m256i sum = _mm256_add_epi16(_mm256_mullo_epi16(a, w0), _mm256_mullo_epi16(b, w1));
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(blended + i), _mm256_add_epi16(sum, bias));
-    }
-    for (; i < bytes; i++) {
-        blended[i] = static_cast<std::uint16_t>(above[i] * (256 - weightBelow) + below[i] * weightBelow + 32768);
-    }
+ONDRIX_INLINE Ints multiplyBytePairs(Ints a, Ints b) {
+    return reinterpret_cast<Ints>(_mm256_maddubs_epi16(reinterpret_cast<__m256i>(a), reinterpret_cast<__m256i>(b)));
 }
 
-/// Element k holds the pixels 2k and 2k + 1.
-struct PixelSums {
-    __m256i parts[4];
-};
+ONDRIX_INLINE Ints packWords(Ints a, Ints b, Ints c, Ints d) {
+    const __m256i low = _mm256_packs_epi32(reinterpret_cast<__m256i>(a), reinterpret_cast<__m256i>(b));
+    const __m256i high = _mm256_packs_epi32(reinterpret_cast<__m256i>(c), reinterpret_cast<__m256i>(d));
+    return reinterpret_cast<Ints>(_mm256_packus_epi16(low, high));
+}
 
-ONDRIX_INLINE PixelSums blendColumns(const std::uint16_t* blended, const std::int32_t* columns,
-                                     const std::int32_t* weights, const std::uint16_t*, bool) {
-    const __m256i bias = _mm256_set1_epi32(32768 * 256);
-    const __m256i interleave =
-        _mm256_broadcastsi128_si256(_mm_setr_epi8(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15));
-    const auto left = [&](int i) __attribute__((always_inline)) {
-        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(blended + 4 * static_cast<std::int64_t>(columns[i])));
+ONDRIX_INLINE void pickPairs(const std::uint8_t* p, const std::int32_t* taps, Ints& first, Ints& second) {
+    const __m256i low = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+    const __m256i high = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + 32));
+    const auto pick = [&](__m256i index) __attribute__((always_inline)) {
+        // The lowest three bits of an index count, and the fourth as the sign that tells the halves apart.
+        const __m256 lower = _mm256_castsi256_ps(_mm256_permutevar8x32_epi32(low, index));
+        const __m256 upper = _mm256_castsi256_ps(_mm256_permutevar8x32_epi32(high, index));
+        return reinterpret_cast<Ints>(
+            _mm256_blendv_ps(lower, upper, _mm256_castsi256_ps(_mm256_slli_epi32(index, 28))));
     };
-    PixelSums sums;
-    for (int i = 0; i < 4; i++) {
-        const __m256i pixels = _mm256_inserti128_si256(_mm256_castsi128_si256(left(2 * i)), left(2 * i + 1), 1);
-        const __m256i weight = _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_set1_epi32(weights[2 * i])),
-                                                       _mm_set1_epi32(weights[2 * i + 1]), 1);
-        sums.parts[i] = _mm256_add_epi32(_mm256_madd_epi16(_mm256_shuffle_epi8(pixels, interleave), weight), bias);
-    }
-    return sums;
-}
-
-/// Packs even pixels before odd ones; this puts them back in order.
-ONDRIX_INLINE Ints inOrder(__m256i v) {
-    return reinterpret_cast<Ints>(_mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7)));
-}
-
-ONDRIX_INLINE void transpose(const PixelSums& sums, Ints& first, Ints& second, Ints& third, Ints& fourth) {
-    const __m256i t0 = _mm256_unpacklo_epi32(sums.parts[0], sums.parts[1]);
-    const __m256i t1 = _mm256_unpackhi_epi32(sums.parts[0], sums.parts[1]);
-    const __m256i t2 = _mm256_unpacklo_epi32(sums.parts[2], sums.parts[3]);
-    const __m256i t3 = _mm256_unpackhi_epi32(sums.parts[2], sums.parts[3]);
-    first = inOrder(_mm256_unpacklo_epi64(t0, t2));
-    second = inOrder(_mm256_unpackhi_epi64(t0, t2));
-    third = inOrder(_mm256_unpacklo_epi64(t1, t3));
-    fourth = inOrder(_mm256_unpackhi_epi64(t1, t3));
-}
-
-ONDRIX_INLINE Ints roundSums(const PixelSums& sums) {
-    const __m256i half = _mm256_set1_epi32(32768);
-    const auto rounded = [&](int i) __attribute__((always_inline)) {
-        return _mm256_srli_epi32(_mm256_add_epi32(sums.parts[i], half), 16);
-    };
-    return inOrder(
-        _mm256_packus_epi16(_mm256_packus_epi32(rounded(0), rounded(1)), _mm256_packus_epi32(rounded(2), rounded(3))));
+    const __m256i index = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(taps));
+    first = pick(index);
+    second = pick(_mm256_srli_epi32(index, 8));
 }
 
 }  // namespace ondrix::shading::lanes

@@ -31,6 +31,28 @@ inline void copyBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t si
 #endif
 }
 
+/// Copies pieces one after another, those that follow each other in memory at once. What was added last is copied by
+/// `finish`.
+struct BytesCopy {
+    bool streaming;  ///< as in `copyBytes`, for every piece
+    std::uint8_t* to = nullptr;
+    const std::uint8_t* from = nullptr;
+    std::size_t size = 0;
+
+    void add(std::uint8_t* nextTo, const std::uint8_t* nextFrom, std::size_t nextSize) {
+        if (to + size != nextTo || from + size != nextFrom) {
+            finish();
+            to = nextTo;
+            from = nextFrom;
+        }
+        size += nextSize;
+    }
+    void finish() {
+        if (size > 0) copyBytes(to, from, size, streaming);
+        size = 0;
+    }
+};
+
 #if !defined(ONDRIX_PLAIN)
 
 namespace detail {
@@ -57,6 +79,17 @@ struct OneHalf {
 struct Dealt {
     static constexpr int at(int i) { return i % 4 * (count / 4) + i / 4; }
 };
+struct DealtPairs {
+    static constexpr int at(int i) { return i / 4 * 2 + i % 2 + i % 4 / 2 * (count / 2); }
+};
+struct UndealtPairs {
+    static constexpr int at(int i) { return i % (count / 2) / 2 * 4 + i % 2 + i / (count / 2) * 2; }
+};
+template <int half>
+struct UpperHalvesOfPairs {
+    static constexpr int at(int i) { return i / 8 * 8 + half * 4 + i % 8 / 4 * 2 + 1; }
+};
+typedef std::int64_t Longs __attribute__((vector_size(count * 4)));
 }  // namespace detail
 
 /// Bytes of `a` and `b` in turn, from the lower or the upper eight (`half` 0 or 1) of every 16 bytes.
@@ -75,6 +108,35 @@ ONDRIX_INLINE Ints interleaveHalves(Ints a, Ints b) {
 template <int half>
 ONDRIX_INLINE Ints halfTwice(Ints v) {
     return detail::pick<Halves, detail::OneHalf<half>>(v, v);
+}
+
+/// Lanes dealt out in pairs to the lower and the upper half of every four: 0, 1, count / 2, count / 2 + 1, 2, 3, ...
+/// After that, interleaving bytes or halves gives the lower pixels and the upper ones in order.
+ONDRIX_INLINE Ints dealt(Ints v) {
+    return detail::pick<Ints, detail::DealtPairs>(v, v);
+}
+/// The way back.
+ONDRIX_INLINE Ints undealt(Ints v) {
+    return detail::pick<Ints, detail::UndealtPairs>(v, v);
+}
+
+/// Of every four lanes, the upper halves of the first two (`half` 0) or the last two, each four times.
+template <int half>
+ONDRIX_INLINE Ints upperHalvesOfPairs(Ints v) {
+    return detail::pick<Halves, detail::UpperHalvesOfPairs<half>>(v, v);
+}
+
+/// Turns every square of four lanes of the four packs: `first` holds the first lane of each four, and so on.
+ONDRIX_INLINE void transpose(Ints a, Ints b, Ints c, Ints d, Ints& first, Ints& second, Ints& third, Ints& fourth) {
+    using detail::Interleaved;
+    const Ints ab = detail::pick<Ints, Interleaved<count, 0>>(a, b),
+               cd = detail::pick<Ints, Interleaved<count, 0>>(c, d);
+    const Ints upperAB = detail::pick<Ints, Interleaved<count, 1>>(a, b);
+    const Ints upperCD = detail::pick<Ints, Interleaved<count, 1>>(c, d);
+    first = detail::pick<detail::Longs, Interleaved<count / 2, 0>>(ab, cd);
+    second = detail::pick<detail::Longs, Interleaved<count / 2, 1>>(ab, cd);
+    third = detail::pick<detail::Longs, Interleaved<count / 2, 0>>(upperAB, upperCD);
+    fourth = detail::pick<detail::Longs, Interleaved<count / 2, 1>>(upperAB, upperCD);
 }
 
 /// 4 * count bytes in groups of four, dealt out so that interleaving bytes and then halves brings them back into order:

@@ -148,57 +148,36 @@ ONDRIX_INLINE void loadEvenAndOdd(const std::uint8_t* p, Ints& even, Ints& odd) 
     }
 }
 
-/// Bytes of two rows blended at weights of 1/256 that add up to 256, less 32768, so that they fit signed 16-bit
-/// numbers.
-ONDRIX_INLINE void blendRows(const std::uint8_t* above, const std::uint8_t* below, int weightBelow,
-                             std::uint16_t* blended, int bytes) {
-    for (int i = 0; i < bytes; i++) {
-        blended[i] = static_cast<std::uint16_t>(above[i] * (256 - weightBelow) + below[i] * weightBelow + 32768);
-    }
-}
-
-/// Blended pixels between two columns, four sums for every pixel side by side: element k holds the pixels
-/// k * count / 4 ... of a pack (with fewer than four lanes, there are none and rows are never sampled this way).
-struct PixelSums {
-    Ints parts[4];
-};
-
-#if !defined(ONDRIX_PLAIN)
-/// Horizontal blend of a pack. `blended` as `blendRows` leaves it, four numbers a pixel; `columns` the left pixel of
-/// each; `weights` the weight of the left pixel in the low half and that of the right one in the high half.
-/// `permutation` and `compact` serve wider levels.
-ONDRIX_INLINE PixelSums blendColumns(const std::uint16_t* blended, const std::int32_t* columns,
-                                     const std::int32_t* weights, const std::uint16_t*, bool) {
-    PixelSums sums;
-    for (int i = 0; i < 4; i++) {
-        const std::uint16_t* left = blended + 4 * static_cast<std::int64_t>(columns[i]);
-        const int weight = weights[i] & 0xffff;
-        for (int c = 0; c < 4; c++) {
-            sums.parts[i][c] = (left[c] - 32768) * weight + (left[c + 4] - 32768) * (256 - weight) + 32768 * 256;
-        }
-    }
-    return sums;
-}
-
-/// One sum of every pixel in each result, in the order of the pixels' bytes.
-ONDRIX_INLINE void transpose(const PixelSums& sums, Ints& first, Ints& second, Ints& third, Ints& fourth) {
-    for (int i = 0; i < 4; i++) {
-        first[i] = sums.parts[i][0];
-        second[i] = sums.parts[i][1];
-        third[i] = sums.parts[i][2];
-        fourth[i] = sums.parts[i][3];
-    }
-}
-
-/// Sums rounded to bytes.
-ONDRIX_INLINE Ints roundSums(const PixelSums& sums) {
-    Ints first, second, third, fourth;
-    transpose(sums, first, second, third, fourth);
-    const auto rounded = [](Ints v) __attribute__((always_inline)) {
-        return (v + 32768) >> 16;
+/// Unsigned bytes of `a` times signed bytes of `b`, the products of every two neighbours added, as signed halves that
+/// must hold them.
+ONDRIX_INLINE Ints multiplyBytePairs(Ints a, Ints b) {
+    Halves result{};
+    const auto product = [&](int i) __attribute__((always_inline)) {
+        return static_cast<std::uint8_t>(reinterpret_cast<Bytes>(a)[i]) * reinterpret_cast<Bytes>(b)[i];
     };
-    return rounded(first) | rounded(second) << 8 | rounded(third) << 16 | rounded(fourth) << 24;
+    for (int i = 0; i < 2 * count; i++) result[i] = static_cast<std::int16_t>(product(2 * i) + product(2 * i + 1));
+    return reinterpret_cast<Ints>(result);
 }
-#endif
+
+/// Four times as many numbers of 0 to 255 as bytes: of every four lanes, those of `a`, then those of `b`, `c` and `d`.
+ONDRIX_INLINE Ints packWords(Ints a, Ints b, Ints c, Ints d) {
+    Bytes result{};
+    for (int i = 0; i < 4 * count; i++) {
+        const Ints from = i % 16 < 4 ? a : i % 16 < 8 ? b : i % 16 < 12 ? c : d;
+        result[i] = static_cast<std::int8_t>(from[i / 16 * 4 + i % 4]);
+    }
+    return reinterpret_cast<Ints>(result);
+}
+
+/// Words of the 2 * count at `p`: those that the lowest byte of each tap numbers, and those that the next byte does.
+ONDRIX_INLINE void pickPairs(const std::uint8_t* p, const std::int32_t* taps, Ints& first, Ints& second) {
+    for (int i = 0; i < count; i++) {
+        std::int32_t words[2];
+        std::memcpy(&words[0], p + 4 * (taps[i] & 255), 4);
+        std::memcpy(&words[1], p + 4 * (taps[i] >> 8 & 255), 4);
+        first[i] = words[0];
+        second[i] = words[1];
+    }
+}
 
 }  // namespace ondrix::shading::lanes

@@ -109,61 +109,28 @@ ONDRIX_INLINE void loadEvenAndOdd(const std::uint8_t* p, Ints& even, Ints& odd) 
     odd = reinterpret_cast<Ints>(_mm_shuffle_ps(low, high, 0xdd));
 }
 
-ONDRIX_INLINE void blendRows(const std::uint8_t* above, const std::uint8_t* below, int weightBelow,
-                             std::uint16_t* blended, int bytes) {
-    const __m128i w1 = _mm_set1_epi16(static_cast<short>(weightBelow));
-    const __m128i w0 = _mm_set1_epi16(static_cast<short>(256 - weightBelow));
-    const __m128i bias = _mm_set1_epi16(-32768);
-    int i = 0;
-    for (; i + 8 <= bytes; i += 8) {
-        fetchToRead(above + i);
-        fetchToRead(below + i);
-        const __m128i a = _mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(above + i)));
-        const __m128i b = _mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(below + i)));
-        const __m128i sum = _mm_add_epi16(_mm_mullo_epi16(a, w0), _mm_mullo_epi16(b, w1));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(blended + i), _mm_add_epi16(sum, bias));
-    }
-    for (; i < bytes; i++) {
-        blended[i] = static_cast<std::uint16_t>(above[i] * (256 - weightBelow) + below[i] * weightBelow + 32768);
-    }
+ONDRIX_INLINE Ints multiplyBytePairs(Ints a, Ints b) {
+    return reinterpret_cast<Ints>(_mm_maddubs_epi16(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
 }
 
-/// Element k holds pixel k.
-struct PixelSums {
-    __m128i parts[4];
-};
-
-ONDRIX_INLINE PixelSums blendColumns(const std::uint16_t* blended, const std::int32_t* columns,
-                                     const std::int32_t* weights, const std::uint16_t*, bool) {
-    const __m128i bias = _mm_set1_epi32(32768 * 256);
-    const __m128i interleave = _mm_setr_epi8(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15);
-    PixelSums sums;
-    for (int i = 0; i < 4; i++) {
-        const auto* left = reinterpret_cast<const __m128i*>(blended + 4 * static_cast<std::int64_t>(columns[i]));
-        const __m128i pairs = _mm_shuffle_epi8(_mm_loadu_si128(left), interleave);
-        sums.parts[i] = _mm_add_epi32(_mm_madd_epi16(pairs, _mm_set1_epi32(weights[i])), bias);
-    }
-    return sums;
+ONDRIX_INLINE Ints packWords(Ints a, Ints b, Ints c, Ints d) {
+    const __m128i low = _mm_packs_epi32(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b));
+    const __m128i high = _mm_packs_epi32(reinterpret_cast<__m128i>(c), reinterpret_cast<__m128i>(d));
+    return reinterpret_cast<Ints>(_mm_packus_epi16(low, high));
 }
 
-ONDRIX_INLINE void transpose(const PixelSums& sums, Ints& first, Ints& second, Ints& third, Ints& fourth) {
-    const __m128i t0 = _mm_unpacklo_epi32(sums.parts[0], sums.parts[1]);
-    const __m128i t1 = _mm_unpackhi_epi32(sums.parts[0], sums.parts[1]);
-    const __m128i t2 = _mm_unpacklo_epi32(sums.parts[2], sums.parts[3]);
-    const __m128i t3 = _mm_unpackhi_epi32(sums.parts[2], sums.parts[3]);
-    first = reinterpret_cast<Ints>(_mm_unpacklo_epi64(t0, t2));
-    second = reinterpret_cast<Ints>(_mm_unpackhi_epi64(t0, t2));
-    third = reinterpret_cast<Ints>(_mm_unpacklo_epi64(t1, t3));
-    fourth = reinterpret_cast<Ints>(_mm_unpackhi_epi64(t1, t3));
-}
-
-ONDRIX_INLINE Ints roundSums(const PixelSums& sums) {
-    const __m128i half = _mm_set1_epi32(32768);
-    const auto rounded = [&](int i) __attribute__((always_inline)) {
-        return _mm_srli_epi32(_mm_add_epi32(sums.parts[i], half), 16);
+ONDRIX_INLINE void pickPairs(const std::uint8_t* p, const std::int32_t* taps, Ints& first, Ints& second) {
+    const auto words = [&](int byte) __attribute__((always_inline)) {
+        const auto word = [&](int i) __attribute__((always_inline)) {
+            std::int32_t w;
+            std::memcpy(&w, p + 4 * static_cast<std::int64_t>(reinterpret_cast<const std::uint8_t*>(taps + i)[byte]),
+                        4);
+            return w;
+        };
+        return Ints{word(0), word(1), word(2), word(3)};
     };
-    return reinterpret_cast<Ints>(
-        _mm_packus_epi16(_mm_packus_epi32(rounded(0), rounded(1)), _mm_packus_epi32(rounded(2), rounded(3))));
+    first = words(0);
+    second = words(1);
 }
 
 }  // namespace ondrix::shading::lanes

@@ -5,9 +5,10 @@
 #include <ondrix/shading/TextureLines.h>
 
 /// Sampling a row at a time: where a draw reads a texture of four plain bytes along its rows or columns, linearly
-/// filtered with clamped edges, the columns are the same in every row. They are worked out once a draw, and two lines
-/// of the texture are blended once a row. Every result is bit for bit that of `sampling::straight`: all sums are exact
-/// integers, so it doesn't matter which of the two directions is blended first.
+/// filtered with clamped edges, the columns are the same in every row. They are worked out once a draw; the columns of
+/// each line of the texture are blended once, and two such lines for every row. Every result is bit for bit that of
+/// `sampling::straight`: all sums are exact integers, so it doesn't matter which of the two directions is blended
+/// first.
 namespace ondrix::shading::rows {
 
 enum class Kind {
@@ -22,35 +23,34 @@ struct Columns {
     std::uint64_t serial;  ///< of the draw; 0 before first use
     std::int32_t first, last;
     Kind kind;       ///< copy or box if the lines agree, else blend
-    bool hasTables;  ///< what follows up to `permutation` is filled in, as blending needs
-    bool compact;    ///< each group of four columns reads from at most eight texels in rising order
+    bool hasTables;  ///< what follows up to `taps` is filled in, as blending needs
+    bool compact;    ///< each pack of columns reads from one window of texels
     Lines lines;     ///< from the first texel that is read on
-    // One element for each column and a pack more, from `first` on.
-    std::int32_t* column;        ///< left texel, counted from the first of `lines`
-    std::int32_t* weights;       ///< weight of the left texel, that of the right one times 65536
-    std::uint16_t* permutation;  ///< see lanes::blendColumns
-    std::uint16_t* blended;      ///< the row's blended texels, four numbers each
+    // An element for each column and up to a pack more, from `first` on; within each pack as `lanes::dealt` has it.
+    std::int32_t* window;    ///< first texel, counted from the first of `lines`; if compact, only that of each pack
+    std::int32_t* taps;      ///< in bytes: texels to the left and right, counted from `window`; their weights
+    std::int32_t held[2];    ///< line of the texture that is in each half of `blended`, or -1
+    std::uint16_t* blended;  ///< columns of two lines, four numbers each: 256 times the level, less 32768
 
     static constexpr std::size_t aligned(std::size_t bytes) { return (bytes + 63) / 64 * 64; }
+    static constexpr std::size_t padded(std::int32_t targetWidth) { return static_cast<std::size_t>(targetWidth) + 64; }
     /// Room for the tables of a target of this width.
     static std::size_t scratchBytes(std::int32_t targetWidth, const TextureView& view) {
-        const auto padded = static_cast<std::size_t>(targetWidth) + 64;
-        return aligned(sizeof(Columns)) + 2 * aligned(4 * padded) + aligned(16 * padded) +
-               static_cast<std::size_t>(2 * Lines::bytesFor(view) + 512) + Lines::scratchBytes(view);
+        const std::size_t width = padded(targetWidth);
+        return aligned(sizeof(Columns)) + 2 * aligned(4 * width) + 2 * aligned(8 * width) + Lines::scratchBytes(view);
+    }
+    std::uint16_t* blendedLine(int half) const {
+        return blended + half * (aligned(8 * padded(last - first)) / sizeof(std::uint16_t));
     }
 };
 
 /// One row of a draw, ready to be read.
 struct Row {
     Kind kind = Kind::general;
-    bool compact = false;
     std::int32_t first = 0;  ///< column that the pointers below belong to
+    std::int32_t weights;    ///< of the lines to be blended, in halves
     const std::uint8_t* above = nullptr;
     const std::uint8_t* below = nullptr;
-    const std::int32_t* column = nullptr;
-    const std::int32_t* weights = nullptr;
-    const std::uint16_t* permutation = nullptr;
-    const std::uint16_t* blended = nullptr;
 };
 
 /// Texel and weight of a grid position under clamping: a weight of 0 at both edges, so no texel beyond them counts.
@@ -92,12 +92,12 @@ inline bool follows(const sampling::Line& line, double start, double step, std::
                                     std::int32_t last) {
     auto& c = *static_cast<Columns*>(scratch);
     auto* memory = static_cast<std::uint8_t*>(scratch) + Columns::aligned(sizeof(Columns));
-    const auto padded = static_cast<std::size_t>(targetWidth) + 64;
-    c.column = reinterpret_cast<std::int32_t*>(memory);
-    c.weights = reinterpret_cast<std::int32_t*>(memory += Columns::aligned(4 * padded));
-    c.permutation = reinterpret_cast<std::uint16_t*>(memory += Columns::aligned(4 * padded));
-    c.blended = reinterpret_cast<std::uint16_t*>(memory += Columns::aligned(16 * padded));
-    c.lines.memory = memory + 2 * Lines::bytesFor(view) + 512;
+    const std::size_t width = Columns::padded(targetWidth);
+    c.window = reinterpret_cast<std::int32_t*>(memory);
+    c.taps = reinterpret_cast<std::int32_t*>(memory += Columns::aligned(4 * width));
+    c.blended = reinterpret_cast<std::uint16_t*>(memory += Columns::aligned(4 * width));
+    c.lines.memory = memory + 2 * Columns::aligned(8 * width);
+    c.held[0] = c.held[1] = -1;
     c.serial = serial;
     c.first = first;
     c.last = last;
@@ -106,7 +106,7 @@ inline bool follows(const sampling::Line& line, double start, double step, std::
 
     const int size = course.length(view), direction = course.reversed ? -1 : 1, columns = last - first;
     const sampling::Line line = sampling::gridLine(at, course.along(), size);
-    const auto start = line.at(lanes::Ints{} + first)[0];
+    const auto start = line.at(first);
     const auto number = [&](std::int32_t grid) { return course.reversed ? 256 * (size - 1) - grid : grid; };
     const std::int32_t grid = number(start), texel = grid >> 8;
     if ((grid & 255) == 0 && grid >= 0 && texel + columns <= size &&
@@ -119,9 +119,10 @@ inline bool follows(const sampling::Line& line, double start, double step, std::
         c.lines.begin(view, course, texel, 2 * columns);
     } else {
         // The line is monotonous, so its ends are the first and the last texel.
-        const auto end = number(line.at(lanes::Ints{} + (last - 1))[0]);
+        const auto end = number(line.at(last - 1));
         const std::int32_t left = clampedTap(grid, size).texel, right = clampedTap(end, size).texel + 2;
-        c.lines.begin(view, course, left, (right < size ? right : size) - left);
+        const std::int32_t from = left < size - 1 ? left : size - 2;  // two texels at least
+        c.lines.begin(view, course, from < 0 ? 0 : from, (right < size ? right : size) - from);
     }
 }
 
@@ -132,42 +133,89 @@ inline bool isCopy(const Columns& c, const TextureView& view, const Varying2& at
     const int size = course.length(view), direction = course.reversed ? -1 : 1;
     const std::int32_t texel = c.lines.first + first - c.first;
     const int start = 256 * (course.reversed ? size - 1 - texel : texel);
-    const std::int32_t line = across.at(lanes::Ints{} + first)[0];
-    return c.kind == Kind::copy && (line & 255) == 0 && line == across.at(lanes::Ints{} + (last - 1))[0] &&
+    const std::int32_t line = across.at(first);
+    return c.kind == Kind::copy && (line & 255) == 0 && line == across.at(last - 1) &&
            follows(sampling::gridLine(at, course.along(), size), start, 256 * direction, first, last);
 }
 
-/// Fills in the tables for blending the columns.
-[[gnu::noinline]] inline void makeTables(Columns& c, const TextureView& view, const Varying2& at) {
-    c.hasTables = true;
+#if !defined(ONDRIX_PLAIN)
+
+/// Texels that a pack of columns picks from at once.
+inline constexpr int windowTexels = 2 * lanes::count;
+
+/// Fills in the tables for blending the columns; false when they were to be compact and can't.
+inline bool fillTables(Columns& c, const TextureView& view, const Varying2& at, bool compact) {
     const Course course = c.lines.course;
-    const int size = course.length(view), count = c.last - c.first, paddedCount = (count + 15) / 16 * 16 + 16;
+    const int size = course.length(view), count = c.last - c.first, texels = c.lines.texels;
     const sampling::Line line = sampling::gridLine(at, course.along(), size);
+    c.compact = compact;
+    const int windowEnd = texels - (compact ? windowTexels : 2);
+    if (windowEnd < 0) return false;
     for (int i = 0; i < count; i += lanes::count) {
-        const lanes::Ints grid = line.at(lanes::iota() + (c.first + i));
-        for (int k = 0; k < lanes::count && i + k < count; k++) {
-            const Tap tap = clampedTap(course.reversed ? 256 * (size - 1) - grid[k] : grid[k], size);
-            c.column[i + k] = tap.texel - c.lines.first;
-            c.weights[i + k] = (256 - tap.weight) | tap.weight << 16;
+        // Columns beyond the last one are like it.
+        const lanes::Ints column = lanes::smaller(lanes::dealt(lanes::iota() + i), lanes::broadcast(count - 1));
+        const lanes::Ints grid = line.at(column + c.first);
+        Tap taps[lanes::count];
+        std::int32_t lowest = texels;
+        for (int k = 0; k < lanes::count; k++) {
+            taps[k] = clampedTap(course.reversed ? 256 * (size - 1) - grid[k] : grid[k], size);
+            taps[k].texel -= c.lines.first;
+            lowest = taps[k].texel < lowest ? taps[k].texel : lowest;
+        }
+        for (int k = 0; k < lanes::count; k++) {
+            const auto [texel, weight] = taps[k];
+            const std::int32_t wanted = compact ? lowest : texel;
+            const std::int32_t window = wanted < windowEnd ? wanted : windowEnd;
+            // A byte can't hold a weight of 256, but twice the same texel amounts to that.
+            const std::int32_t left = texel - window, right = left + (weight != 0);
+            if (right >= windowTexels) return false;
+            c.window[i + k] = window;
+            c.taps[i + k] = left | right << 8 | (weight != 0 ? (256 - weight) << 16 | weight << 24 : 0x80800000);
         }
     }
-    for (int i = count; i < paddedCount; i++) {
-        c.column[i] = c.column[count - 1];
-        c.weights[i] = c.weights[count - 1];
-    }
-    c.compact = true;
-    for (int i = 0; i < paddedCount; i += 4) {
-        for (int k = 0; k < 4; k++) {
-            const std::int32_t distance = c.column[i + k] - c.column[i];
-            c.compact = c.compact && distance >= 0 && distance <= 6;
-            for (int channel = 0; channel < 4; channel++) {
-                std::uint16_t* pair = c.permutation + 8 * static_cast<std::ptrdiff_t>(i + k) + 2 * channel;
-                pair[0] = static_cast<std::uint16_t>(4 * distance + channel);
-                pair[1] = static_cast<std::uint16_t>(4 * distance + 4 + channel);
-            }
+    return true;
+}
+
+/// Blends the columns of a line.
+[[gnu::noinline]] inline void blendColumns(const Columns& c, const std::uint8_t* line, std::uint16_t* blended) {
+    const std::int32_t *taps = c.taps, *window = c.window;
+    auto* to = reinterpret_cast<std::uint8_t*>(blended);
+    const bool compact = c.compact;
+    for (int i = 0, count = c.last - c.first; i < count; i += lanes::count, to += 8 * lanes::count) {
+        const lanes::Ints these = lanes::load(taps + i);
+        lanes::Ints left, right;
+        if (__builtin_expect(compact, 1)) {
+            const std::uint8_t* texels = line + 4 * static_cast<std::int64_t>(window[i]);
+            lanes::fetchToRead(texels);
+            lanes::pickPairs(texels, taps + i, left, right);
+        } else {
+            lanes::Ints first, second;
+            lanes::gatherPairs(line, lanes::load(window + i), first, second);
+            left = (these & 1) != 0 ? second : first;
+            right = (these & 256) != 0 ? second : first;
         }
+        // Bytes less 128, as signed numbers.
+        left ^= static_cast<std::int32_t>(0x80808080);
+        right ^= static_cast<std::int32_t>(0x80808080);
+        lanes::storeWords(
+            to, lanes::multiplyBytePairs(lanes::upperHalvesOfPairs<0>(these), lanes::interleaveBytes<0>(left, right)));
+        lanes::storeWords(to + 4 * lanes::count, lanes::multiplyBytePairs(lanes::upperHalvesOfPairs<1>(these),
+                                                                          lanes::interleaveBytes<1>(left, right)));
     }
 }
+
+/// The blended columns of a line of the texture.
+inline const std::uint8_t* blendedLine(Columns& c, const TextureView& view, std::int32_t line) {
+    const int half = line % 2;
+    std::uint16_t* blended = c.blendedLine(half);
+    if (c.held[half] != line) {
+        c.held[half] = line;
+        blendColumns(c, c.lines.at(view, line), blended);
+    }
+    return reinterpret_cast<const std::uint8_t*>(blended);
+}
+
+#endif
 
 /// Gets one row ready, if it can be read as a row; `at` is the coordinate at its column 0, first <= x < last the
 /// columns wanted.
@@ -180,33 +228,30 @@ inline bool isCopy(const Columns& c, const TextureView& view, const Varying2& at
     }
     const int size = course.lines(view), skipped = first - c.first;
     const sampling::Line across = sampling::gridLine(at, course.across(), size);
-    const Tap tap = clampedTap(across.at(lanes::Ints{} + first)[0], size);
+    const Tap tap = clampedTap(across.at(first), size);
     Row row;
     row.first = first;
     if (course.skewed && !isCopy(c, view, at, across, first, last)) return row;
-    row.above = c.lines.at(view, tap.texel);
-    row.below = tap.weight != 0 ? c.lines.at(view, tap.texel + 1) : row.above;
     if (c.kind == Kind::copy && tap.weight == 0) {
         row.kind = Kind::copy;
-        row.above += 4 * static_cast<std::int64_t>(skipped);
+        row.above = c.lines.at(view, tap.texel) + 4 * static_cast<std::int64_t>(skipped);
         return row;
     }
     if (c.kind == Kind::box && tap.weight == 128) {
         row.kind = Kind::box;
-        row.above += 8 * static_cast<std::int64_t>(skipped);
-        row.below += 8 * static_cast<std::int64_t>(skipped);
+        row.above = c.lines.at(view, tap.texel) + 8 * static_cast<std::int64_t>(skipped);
+        row.below = c.lines.at(view, tap.texel + 1) + 8 * static_cast<std::int64_t>(skipped);
         return row;
     }
-    if (!c.hasTables) makeTables(c, view, at);
+#if !defined(ONDRIX_PLAIN)
+    if (c.lines.texels < 2) return row;
+    if (!c.hasTables) c.hasTables = fillTables(c, view, at, true) || fillTables(c, view, at, false);
     row.kind = Kind::blend;
-    row.compact = c.compact && skipped % 4 == 0;
-    row.column = c.column + skipped;
-    row.weights = c.weights + skipped;
-    row.permutation = c.permutation + 8 * static_cast<std::ptrdiff_t>(skipped);
-    row.blended = c.blended;
-    lanes::blendRows(row.above, row.below, tap.weight, c.blended, 4 * c.lines.texels);
-    // The right neighbour of the last texel, at weight 0.
-    std::memset(c.blended + 4 * static_cast<std::ptrdiff_t>(c.lines.texels), 0, 8);
+    row.weights = (256 - tap.weight) | tap.weight << 16;
+    row.above = blendedLine(c, view, tap.texel) + 8 * static_cast<std::int64_t>(skipped);
+    row.below = row.above;
+    if (tap.weight != 0) row.below = blendedLine(c, view, tap.texel + 1) + 8 * static_cast<std::int64_t>(skipped);
+#endif
     return row;
 }
 
@@ -248,13 +293,27 @@ ONDRIX_INLINE Texel readBox(const std::uint8_t* above, const std::uint8_t* below
 
 #if !defined(ONDRIX_PLAIN)
 ONDRIX_INLINE Texel readBlend(const Row& row, int i, Format format) {
-    const lanes::PixelSums sums =
-        lanes::blendColumns(row.blended, row.column + i, row.weights + i,
-                            row.permutation + 8 * static_cast<std::ptrdiff_t>(i), row.compact);
+    constexpr int half = 4 * lanes::count;  // bytes of half a pack
+    const std::uint8_t *above = row.above + 8 * static_cast<std::int64_t>(i),
+                       *below = row.below + 8 * static_cast<std::int64_t>(i);
+    const lanes::Ints a0 = lanes::loadWords(above), a1 = lanes::loadWords(above + half);
+    const lanes::Ints b0 = lanes::loadWords(below), b1 = lanes::loadWords(below + half);
+    const auto sums = [&](lanes::Ints pairs) __attribute__((always_inline)) {
+        return lanes::multiplyPairs(pairs, lanes::broadcast(row.weights)) + 32768 * 256;
+    };
+    // Each 16 bytes hold the four sums of a pixel.
+    const lanes::Ints s0 = sums(lanes::interleaveHalves<0>(a0, b0)), s1 = sums(lanes::interleaveHalves<1>(a0, b0));
+    const lanes::Ints s2 = sums(lanes::interleaveHalves<0>(a1, b1)), s3 = sums(lanes::interleaveHalves<1>(a1, b1));
     lanes::Ints first, second, third, fourth;
-    lanes::transpose(sums, first, second, third, fourth);
-    Texel texel = texelFromSums(Int(first), Int(second), Int(third), Int(fourth), format);
-    texel.exact = Int(lanes::roundSums(sums));
+    lanes::transpose(s0, s1, s2, s3, first, second, third, fourth);
+    const auto inOrder = [](lanes::Ints v) __attribute__((always_inline)) {
+        return Int(lanes::undealt(v));
+    };
+    Texel texel = texelFromSums(inOrder(first), inOrder(second), inOrder(third), inOrder(fourth), format);
+    const auto rounded = [](lanes::Ints v) __attribute__((always_inline)) {
+        return lanes::shiftRightLogical<16>(v + 32768);
+    };
+    texel.exact = inOrder(lanes::packWords(rounded(s0), rounded(s1), rounded(s2), rounded(s3)));
     return texel;
 }
 #endif

@@ -231,6 +231,15 @@ struct Line {
     double start, step;
 
     ONDRIX_INLINE lanes::Ints at(lanes::Ints column) const { return lanes::floorOfLine(start, step, column); }
+    /// The same for one column.
+    ONDRIX_INLINE std::int32_t at(std::int32_t column) const {
+        constexpr double limit = 1 << 30;
+        double d = start + static_cast<double>(column) * step;
+        d = d > -limit ? d : -limit;
+        d = d < limit ? d : limit;
+        const auto truncated = static_cast<std::int32_t>(d);
+        return truncated - (static_cast<double>(truncated) > d ? 1 : 0);
+    }
 };
 
 ONDRIX_INLINE Line texelLine(const Varying2& at, int component, int size) {
