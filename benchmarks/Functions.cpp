@@ -62,7 +62,7 @@ inline VertexOut<Float2> placeQuad(VertexInput<Float3, 0> position, VertexInput<
     return {*transform * Float4{position.x, position.y, 0, 1}, {texCoords}};
 }
 
-inline Texel showImage(const Varying2& uv, const Texture<0>& image, const Sampler<0>& linear) {
+inline Sampled showImage(const Varying2& uv, const Texture<0>& image, const Sampler<0>& linear) {
     return image.sample(linear, uv);
 }
 

@@ -8,13 +8,13 @@ inline VertexOut<Float2> VS_Main(VertexInput<Float3, 0> position, VertexInput<Fl
     return {{position.x, position.y, position.z, 1}, {texCoords}};
 }
 
-inline Texel FS_Main(const Varying2& uv, const Texture<0>& image, const Sampler<0>& linear) {
+inline Sampled FS_Main(const Varying2& uv, const Texture<0>& image, const Sampler<0>& linear) {
     return image.sample(linear, uv);
 }
 
 /// Copies position for position where both textures have the position.
-inline void CS_Main(const WholeRow& row, const Texture<0>& image, const Target<1>& output) {
-    output.copy(row, image);
+inline void CS_Main(const WholeRows& rows, const Texture<0>& image, const Target<1>& output) {
+    output.copy(rows, image);
 }
 
 const FunctionTable functions{

@@ -9,7 +9,7 @@ inline VertexOut<Float2> VS_Main(VertexInput<Float3, 0> position, VertexInput<Fl
     return {*transform * Float4{position.x, position.y, 0, 1}, {texCoords}};
 }
 
-inline Texel FS_Main(const Varying2& uv, const Texture<0>& image, const Sampler<0>& linear) {
+inline Sampled FS_Main(const Varying2& uv, const Texture<0>& image, const Sampler<0>& linear) {
     return image.sample(linear, uv);
 }
 

@@ -25,8 +25,8 @@ template <class... A, void (*function)(A...)>
 struct Compute<function> {
     using List = ParameterList<Plain<A>...>;
     static constexpr bool inStretches = (false || ... || std::is_same_v<Plain<A>, Stretch>);
-    static constexpr bool inRows = (false || ... || std::is_same_v<Plain<A>, WholeRow>);
-    using Run = std::conditional_t<inRows, WholeRow, std::conditional_t<inStretches, Stretch, Position>>;
+    static constexpr bool inRows = (false || ... || std::is_same_v<Plain<A>, WholeRows>);
+    using Run = std::conditional_t<inRows, WholeRows, std::conditional_t<inStretches, Stretch, Position>>;
     static constexpr int pixels = inStretches ? Stretch::pixels : lanes::count;
 
     static void run(const ComputeTask* task) {
@@ -46,38 +46,42 @@ struct Compute<function> {
             bound);
         width = width < task->width ? width : task->width;
         const std::int32_t end = height < task->y1 ? height : task->y1;
-        const bool expected = !lanes::plain && List::formatsAreExpected(bound);
-        std::int32_t interiorWidth = width, interiorHeight = lanes::plain ? 0 : end;
-        List::commonSides(bound, interiorWidth, interiorHeight);
-        for (std::int32_t y = task->y0; y < end; y++) {
-            const std::int32_t interior = y < interiorHeight ? interiorWidth : 0;
-            expected ? row<true>(bound, y, width, interior) : row<false>(bound, y, width, interior);
+        if constexpr (inRows) {
+            call(bound, WholeRows{task->y0, end - task->y0, width}, std::index_sequence_for<A...>{});
+        } else {
+            runRows(bound, task->y0, end, width);
         }
         if (task->streaming != 0) lanes::finishStreaming();
     }
 
 private:
+    static void runRows(const typename List::Bound& bound, std::int32_t y0, std::int32_t end, std::int32_t width) {
+        const bool expected = !lanes::plain && List::formatsAreExpected(bound);
+        std::int32_t interiorWidth = width, interiorHeight = lanes::plain ? 0 : end;
+        List::commonSides(bound, interiorWidth, interiorHeight);
+        for (std::int32_t y = y0; y < end; y++) {
+            const std::int32_t interior = y < interiorHeight ? interiorWidth : 0;
+            expected ? row<true>(bound, y, width, interior) : row<false>(bound, y, width, interior);
+        }
+    }
+
     template <bool expected>
     [[gnu::flatten, gnu::noinline]] static void row(const typename List::Bound& shared, int y, int width,
                                                     [[maybe_unused]] int interior) {
         typename List::Bound bound = shared;
         if constexpr (expected) List::assumeExpectedFormats(bound);
-        if constexpr (inRows) {
-            call(bound, WholeRow{y, width}, std::index_sequence_for<A...>{});
-        } else {
-            int x = 0;
-            if constexpr (expected) {
-                x = forWholePacks<pixels>(
-                    x, interior, [&](int at) __attribute__((always_inline)) {
-                        pack(bound, Run{at, y, pixels, true}, std::index_sequence_for<A...>{});
-                    });
-            }
+        int x = 0;
+        if constexpr (expected) {
             x = forWholePacks<pixels>(
-                x, width, [&](int at) __attribute__((always_inline)) {
-                    pack(bound, Run{at, y, pixels}, std::index_sequence_for<A...>{});
+                x, interior, [&](int at) __attribute__((always_inline)) {
+                    pack(bound, Run{at, y, pixels, true}, std::index_sequence_for<A...>{});
                 });
-            if (x < width) pack(bound, Run{x, y, width - x}, std::index_sequence_for<A...>{});
         }
+        x = forWholePacks<pixels>(
+            x, width, [&](int at) __attribute__((always_inline)) {
+                pack(bound, Run{at, y, pixels}, std::index_sequence_for<A...>{});
+            });
+        if (x < width) pack(bound, Run{x, y, width - x}, std::index_sequence_for<A...>{});
     }
 
     template <std::size_t... i>
@@ -122,6 +126,10 @@ struct Fragment<function> {
     /// Rows are sampled as rows where it is plain which texture, sampler and coordinate belong together: functions of
     /// one texture get this for their first sampler and their first varying.
     static constexpr bool rowsApply = !lanes::plain && textures == 1 && hasSampler;
+    /// The function's colour is that of its one texture where its one varying is.
+    static constexpr bool handsOn = std::is_same_v<Colour, Sampled> && textures == 1 &&
+                                    (0 + ... + (isSampler<Plain<A>> ? 1 : 0)) == 1 &&
+                                    (0 + ... + (isVarying<Plain<A>> ? 1 : 0)) == 1;
 
     static std::size_t scratchBytes(const Bindings* bindings, std::int32_t width) {
         if constexpr (rowsApply) {
@@ -135,10 +143,12 @@ struct Fragment<function> {
         const Bound bound = List::bind(task->bindings);
         const bool expected = !lanes::plain && List::formatsAreExpected(bound) &&
                               task->target.format == static_cast<std::uint32_t>(Format::bgra8);
+        lanes::BytesCopy copies{task->streaming != 0 && writing::canStream(task->target)};
         for (const Span* span = task->spans; span < task->spans + task->spanCount; span++) {
             if (span->x0 < span->x1)
-                expected ? runSpan<true>(*task, *span, bound) : runSpan<false>(*task, *span, bound);
+                expected ? runSpan<true>(*task, *span, bound, copies) : runSpan<false>(*task, *span, bound, copies);
         }
+        copies.finish();
         if (task->streaming != 0) lanes::finishStreaming();
     }
 
@@ -186,12 +196,13 @@ private:
     }
 
     template <bool expected>
-    static void runSpan(const FragmentTask& task, const Span& span, const Bound& bound) {
-        runSpan<expected>(task, span, bound, std::index_sequence_for<A...>{});
+    static void runSpan(const FragmentTask& task, const Span& span, const Bound& bound, lanes::BytesCopy& copies) {
+        runSpan<expected>(task, span, bound, copies, std::index_sequence_for<A...>{});
     }
 
     template <bool expected, std::size_t... i>
-    static void runSpan(const FragmentTask& task, const Span& span, const Bound& bound, std::index_sequence<i...>) {
+    static void runSpan(const FragmentTask& task, const Span& span, const Bound& bound,
+                        [[maybe_unused]] lanes::BytesCopy& copies, std::index_sequence<i...>) {
         const auto varyings = std::make_tuple(along<i>(task, span.y)...);
         if constexpr (rowsApply && (false || ... || isFirstVarying<i>())) {
             constexpr std::size_t coordinate = firstVarying();
@@ -202,6 +213,13 @@ private:
                                                          task.target.width, span.x0, span.x1);
                 switch (prepared.kind) {
                     case rows::Kind::copy:
+                        if (handsOn && task.target.format == texture.view.format &&
+                            (!copies.streaming || span.x0 % lanes::count == 0)) {
+                            copies.add(task.target.bytes + span.y * task.target.bytesPerRow + 4 * std::int64_t{span.x0},
+                                       prepared.above, 4 * static_cast<std::size_t>(span.x1 - span.x0));
+                            if (course->turned || course->reversed) copies.finish();  // the line is soon another one
+                            return;
+                        }
                         return row<expected, rows::Kind::copy>(task, span, bound, varyings, prepared);
                     case rows::Kind::box:
                         return row<expected, rows::Kind::box>(task, span, bound, varyings, prepared);

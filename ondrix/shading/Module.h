@@ -79,7 +79,7 @@ struct Plane {
 
 /// Pixels x0 <= x < x1 of row y.
 struct Span {
-    std::int32_t y = 0, x0 = 0, x1 = 0;
+    std::int32_t y, x0, x1;
 };
 
 /// Part of a dispatch: the positions x < width, y0 <= y < y1. Positions outside the written textures are left out by

@@ -33,7 +33,7 @@ struct Bind<Position> {
 template <>
 struct Bind<Stretch> : Bind<Position> {};
 template <>
-struct Bind<WholeRow> : Bind<Position> {};
+struct Bind<WholeRows> : Bind<Position> {};
 template <>
 struct Bind<UInt> : Bind<Position> {};
 

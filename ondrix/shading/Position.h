@@ -56,10 +56,11 @@ private:
     bool interior_ = false;
 };
 
-/// All positions of a row, for compute functions that only copy; used in place of `Position`.
-struct WholeRow {
-    int y = 0;
-    int count = 0;  ///< positions, from 0 on
+/// All positions of several rows, for compute functions that only copy; used in place of `Position`.
+struct WholeRows {
+    int y = 0;  ///< first row
+    int rows = 0;
+    int count = 0;  ///< positions of each row, from 0 on
 };
 
 /// Several packs side by side, for compute functions whose arithmetic takes so many pixels at once; used in place of

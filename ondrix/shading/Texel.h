@@ -14,6 +14,14 @@ struct Texel : Float4 {
     std::uint32_t exactFormat = 0;  ///< a format of four bytes, or 0 when there is no exact value
 };
 
+/// What `Texture::sample` gives at a varying. A fragment function of one texture, one sampler and one varying that
+/// returns a `Sampled` hands on the picture unchanged, so rows whose pixels are texels are copied as bytes.
+class Sampled : public Texel {
+    template <int, auto...>
+    friend struct Texture;
+    ONDRIX_INLINE explicit Sampled(const Texel& texel) : Texel(texel) {}
+};
+
 /// The pixels of a `Stretch`, four bytes each in the memory order of `format`.
 struct StretchBytes {
     Int packs[Stretch::packs];

@@ -52,8 +52,19 @@ struct Texture {
 
     /// Filtered; coordinates are 0...1 over the texture, (0, 0) its top-left corner.
     template <int samplerSlot>
-    ONDRIX_INLINE Texel sample(const Sampler<samplerSlot>& sampler, const Varying2& at) const {
+    ONDRIX_INLINE Sampled sample(const Sampler<samplerSlot>& sampler, const Varying2& at) const {
         ONDRIX_CHECK(checks::sample(report, slot, Float(at[0]).v[0], Float(at[1]).v[0]);)
+        return Sampled(sampleAlong(sampler, at));
+    }
+    template <int samplerSlot>
+    ONDRIX_INLINE Texel sample(const Sampler<samplerSlot>& sampler, Float2 at) const {
+        ONDRIX_CHECK(checks::sample(report, slot, at.x.v[0], at.y.v[0]);)
+        return sampling::general(view, sampler.view, at);
+    }
+
+private:
+    template <int samplerSlot>
+    ONDRIX_INLINE Texel sampleAlong(const Sampler<samplerSlot>& sampler, const Varying2& at) const {
         const auto format = static_cast<Format>(view.format);
         if (rowSampler == samplerSlot && at.index == 0) {
             [[maybe_unused]] const int i = at.position.x - row.first, count = at.position.count;
@@ -68,11 +79,6 @@ struct Texture {
 #endif
         }
         return sampling::straight(view, sampler.view, at);
-    }
-    template <int samplerSlot>
-    ONDRIX_INLINE Texel sample(const Sampler<samplerSlot>& sampler, Float2 at) const {
-        ONDRIX_CHECK(checks::sample(report, slot, at.x.v[0], at.y.v[0]);)
-        return sampling::general(view, sampler.view, at);
     }
 };
 
@@ -167,20 +173,25 @@ struct Target {
     }
     /// Copies position for position where both textures have the position.
     template <class From>
-    ONDRIX_INLINE void copy(const WholeRow& p, const From& from) const {
-        int count = p.count < width() ? p.count : width();
-        count = count < from.width() ? count : from.width();
-        if (p.y >= height() || p.y >= from.height()) return;
+    ONDRIX_INLINE void copy(const WholeRows& p, const From& from) const {
+        const auto smallest = [](int a, int b, int c) { return std::min(a, std::min(b, c)); };
+        const int count = smallest(p.count, width(), from.width());
+        const int end = smallest(p.y + p.rows, height(), from.height());
         const auto format = static_cast<Format>(view.format);
         if (!lanes::plain && view.format == from.view.format && isBytes(format)) {
-            std::uint8_t* to = view.bytes + p.y * view.bytesPerRow;
-            const std::uint8_t* bytes = from.view.bytes + p.y * from.view.bytesPerRow;
-            return lanes::copyBytes(to, bytes, static_cast<std::size_t>(count * bytesPerPixel(format)), streaming);
+            lanes::BytesCopy copy{streaming};
+            for (int y = p.y; y < end; y++) {
+                copy.add(view.bytes + y * view.bytesPerRow, from.view.bytes + y * from.view.bytesPerRow,
+                         static_cast<std::size_t>(count * bytesPerPixel(format)));
+            }
+            return copy.finish();
         }
-        for (int x = 0; x < count; x += lanes::count) {
-            const Position at{x, p.y, count - x < lanes::count ? count - x : lanes::count};
-            ONDRIX_CHECK(checks::startPixel(x, p.y);)
-            write(at, from.read(at));
+        for (int y = p.y; y < end; y++) {
+            for (int x = 0; x < count; x += lanes::count) {
+                const Position at{x, y, count - x < lanes::count ? count - x : lanes::count};
+                ONDRIX_CHECK(checks::startPixel(x, y);)
+                write(at, from.read(at));
+            }
         }
     }
     ONDRIX_INLINE void write(const Stretch& p, const StretchBytes& colours) const {

@@ -57,6 +57,8 @@ const Shape shapes[] = {
     {MTLPrimitiveType::line, {{0, 4}, {4, 0}}, {"...1", "..1.", ".1..", "1..."}},
     {MTLPrimitiveType::line, {{0, 1}, {7, 3.4}}, {".......", "111....", "...111.", "......1"}},
     {MTLPrimitiveType::line, {{2, 2}, {2, 2}}, {"....", "....", "...."}},
+    // Halves of two rectangles of the same sides, which don't fill one.
+    {MTLPrimitiveType::triangle, {{0, 0}, {4, 0}, {0, 4}, {0, 0}, {4, 0}, {4, 4}}, {"1111", "1111", "1.11", "...1"}},
     // The joint belongs to one line only, and values run along each line.
     {MTLPrimitiveType::lineStrip,
      {{0.5, 0.5, 1}, {4.5, 0.5, 5}, {4.5, 3.5, 8}},

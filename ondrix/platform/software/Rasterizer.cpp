@@ -109,11 +109,12 @@ shading::Span Primitive::span(std::int32_t y) const noexcept {
     for (int index = 0; index < halfPlaneCount; ++index) {
         const HalfPlane& side = halfPlanes[static_cast<std::size_t>(index)];
         const std::int64_t rest = side.b * y + side.c;
+        if (side.a * from + rest >= 0 && side.a * (to - 1) + rest >= 0) continue;  // no need to divide
         if (side.a > 0) {
             from = std::max(from, ceilingDivide(-rest, side.a));
         } else if (side.a < 0) {
             to = std::min(to, floorDivide(rest, -side.a) + 1);
-        } else if (rest < 0) {
+        } else {
             return {y, 0, 0};
         }
     }
@@ -121,9 +122,48 @@ shading::Span Primitive::span(std::int32_t y) const noexcept {
     return {y, static_cast<std::int32_t>(from), static_cast<std::int32_t>(to)};
 }
 
+namespace {
+
+bool holdsBox(const HalfPlane& side, const Primitive& box) {
+    const std::int64_t left = side.a * box.x0, right = side.a * (box.x1 - 1);
+    const std::int64_t top = side.b * box.y0, bottom = side.b * (box.y1 - 1);
+    return std::min(left, right) + std::min(top, bottom) + side.c >= 0;
+}
+
+/// Two triangles that are the halves of an upright rectangle: both have its box, and each begins where the other ends.
+bool fillTheirBox(std::span<const Primitive> primitives) {
+    if (primitives.size() != 2) return false;
+    const Primitive &first = primitives[0], &second = primitives[1];
+    if (first.halfPlaneCount != 3 || second.halfPlaneCount != 3 || first.x0 != second.x0 || first.x1 != second.x1 ||
+        first.y0 != second.y0 || first.y1 != second.y1) {
+        return false;
+    }
+    const HalfPlane* diagonals[2] = {};
+    for (int index = 0; index < 2; ++index) {
+        for (std::size_t side = 0; side < 3; ++side) {
+            const HalfPlane& halfPlane = primitives[static_cast<std::size_t>(index)].halfPlanes[side];
+            if (holdsBox(halfPlane, first)) continue;
+            if (diagonals[index] != nullptr) return false;
+            diagonals[index] = &halfPlane;
+        }
+        if (diagonals[index] == nullptr) return true;
+    }
+    const HalfPlane &a = *diagonals[0], &b = *diagonals[1];
+    return a.a == -b.a && a.b == -b.b && a.c == -b.c - 1;
+}
+
+}  // namespace
+
 int collectSpans(std::span<const Primitive> primitives, std::int32_t y0, std::int32_t y1,
                  shading::Span* spans) noexcept {
     int count = 0;
+    if (fillTheirBox(primitives)) {
+        const Primitive& box = primitives.front();
+        for (std::int32_t y = std::max(y0, box.y0); y < std::min(y1, box.y1); ++y) {
+            spans[count++] = {y, box.x0, box.x1};
+        }
+        return count;
+    }
     for (std::int32_t y = y0; y < y1; ++y) {
         const int rowStart = count;
         for (const Primitive& primitive : primitives) {

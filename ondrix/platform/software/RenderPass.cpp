@@ -144,10 +144,10 @@ private:
         for (std::int32_t y = y0; y < y1; ++y) {
             std::int32_t x = 0;
             for (; spans != end && spans->y == y; ++spans) {
-                clearPixel_.fill(pass_.target, y, x, spans->x0);
+                if (x < spans->x0) clearPixel_.fill(pass_.target, y, x, spans->x0);
                 x = spans->x1;
             }
-            clearPixel_.fill(pass_.target, y, x, pass_.target.width);
+            if (x < pass_.target.width) clearPixel_.fill(pass_.target, y, x, pass_.target.width);
         }
     }
 

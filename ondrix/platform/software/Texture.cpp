@@ -16,9 +16,9 @@ std::optional<MTLPixelFormatInfo> acceptedFormat(const MTLTextureDescriptor& des
 }
 
 std::uint64_t ownBytesPerRow(std::uint64_t pixelBytes) {
-    constexpr std::uint64_t padding = AlignedMemory::alignment;
-    const std::uint64_t bytesPerRow = (pixelBytes + padding - 1) / padding * padding + padding;
-    return bytesPerRow % 4096 == 0 ? bytesPerRow + padding : bytesPerRow;
+    constexpr std::uint64_t unit = AlignedMemory::alignment;
+    const std::uint64_t bytesPerRow = (pixelBytes + unit - 1) / unit * unit;
+    return bytesPerRow % 4096 == 0 ? bytesPerRow + unit : bytesPerRow;
 }
 
 }  // namespace
@@ -28,7 +28,7 @@ std::shared_ptr<Texture> Texture::create(const MTLTextureDescriptor& descriptor)
     if (!format) return nullptr;
     const std::uint64_t bytesPerRow = ownBytesPerRow(descriptor.width * static_cast<unsigned>(format->bytesPerPixel));
     try {
-        AlignedMemory memory = AlignedMemory::allocate(bytesPerRow * descriptor.height);
+        AlignedMemory memory = AlignedMemory::allocate(bytesPerRow * descriptor.height + AlignedMemory::alignment);
         if (memory.bytes() == nullptr) return nullptr;
         auto* bytes = reinterpret_cast<std::uint8_t*>(memory.bytes());
         return std::shared_ptr<Texture>(

@@ -10,8 +10,9 @@
 namespace ondrix::software {
 
 /// A texture in main memory: pixels of its own, or one plane of a surface that it keeps alive. Own rows start at
-/// multiples of 64 bytes with at least 64 bytes of padding behind them, and never lie a multiple of 4096 bytes apart,
-/// since the pixels of a column would then share a few cache lines.
+/// multiples of 64 bytes, follow each other without a gap where they can, so that many are copied at once, and never
+/// lie a multiple of 4096 bytes apart, since the pixels of a column would then share a few cache lines. There are 64
+/// bytes more after the last one.
 class Texture final : public MTLTexture {
 public:
     static constexpr std::uint64_t maximumSide = 16384;
