@@ -9,18 +9,18 @@ using namespace ondrix::benchmarks;
 
 namespace {
 
-inline void applyLevels(const Position& p, const Texture<0>& in, const Target<1>& out,
+inline void applyLevels(const Position& p, const Texture<0, Reach::own>& in, const Target<1>& out,
                         const Constants<Levels, 0>& levels) {
     const Float gain = levels->gain, offset = levels->offset;
     out.write(p, in.read(p) * gain + Float4{offset, offset, offset, offset});
 }
 
-inline void square(const Position& p, const Texture<0>& in, const Target<1>& out) {
+inline void square(const Position& p, const Texture<0, Reach::own>& in, const Target<1>& out) {
     const Float4 colour = in.read(p);
     out.write(p, colour * colour);
 }
 
-inline void mixInverse(const Position& p, const Texture<0>& in, const Target<1>& out,
+inline void mixInverse(const Position& p, const Texture<0, Reach::own>& in, const Target<1>& out,
                        const Constants<MixInverse, 0>& settings) {
     const Float4 colour = in.read(p);
     out.write(p, mix(colour, Float4{1, 1, 1, 1} - colour, settings->amount));
@@ -42,7 +42,7 @@ inline Float3 entry(const Texture<2>& table, Int red, Int green, Int blue) {
 }
 
 /// Every colour by the table, with linear interpolation between the eight entries around it.
-inline void lookUp(const Position& p, const Texture<0>& in, const Target<1>& out, const Texture<2>& table) {
+inline void lookUp(const Position& p, const Texture<0, Reach::own>& in, const Target<1>& out, const Texture<2>& table) {
     const int last = table.height() - 1;
     const Float4 colour = in.read(p);
     const Float3 at = saturate(colour).xyz() * last;

@@ -13,7 +13,7 @@ inline Float2 chroma(const Float3& colour) {
     return {(colour.z - brightness) * 0.5389f, (colour.x - brightness) * 0.6350f};
 }
 
-inline void CS_Main(const Position& p, const Texture<0>& in, const Target<1>& out,
+inline void CS_Main(const Position& p, const Texture<0, Reach::own>& in, const Target<1>& out,
                     const Constants<ChromaKey, 0>& settings) {
     const Texel colour = in.read(p);
     const Float3 key{settings->key[0], settings->key[1], settings->key[2]};

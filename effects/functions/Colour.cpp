@@ -7,7 +7,7 @@ using namespace ondrix::effects::functions;
 
 namespace {
 
-inline void CS_Main(const Position& p, const Texture<0>& in, const Target<1>& out,
+inline void CS_Main(const Position& p, const Texture<0, Reach::own>& in, const Target<1>& out,
                     const Constants<Colour, 0>& settings) {
     const Texel colour = in.read(p);
     const auto contrasted = [&](Float component) {

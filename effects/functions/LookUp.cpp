@@ -21,7 +21,7 @@ inline Place place(const LookUp& settings, int axis, Float component) {
     return {before, min(before + 1, last), at - Float(before)};
 }
 
-inline void CS_Main(const Position& p, const Texture<0>& in, const Texture<1, Format::rgba32f>& table,
+inline void CS_Main(const Position& p, const Texture<0, Reach::own>& in, const Texture<1, Format::rgba32f>& table,
                     const Target<2>& out, const Constants<LookUp, 0>& settings) {
     const Texel colour = in.read(p);
     const Place red = place(settings, 0, colour.x), green = place(settings, 1, colour.y),

@@ -8,7 +8,7 @@ using namespace ondrix::effects::functions;
 namespace {
 
 // `rows` is `in` blurred along its rows.
-inline void CS_Main(const Position& p, const Texture<0>& rows, const Texture<1>& in, const Target<2>& out,
+inline void CS_Main(const Position& p, const Texture<0>& rows, const Texture<1, Reach::own>& in, const Target<2>& out,
                     const Constants<UnsharpMask, 0>& settings) {
     const Texel colour = in.read(p);
     const Float4 blur = blurred(rows, p, settings->gaussian, {0, 1});

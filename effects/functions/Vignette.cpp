@@ -7,7 +7,7 @@ using namespace ondrix::effects::functions;
 
 namespace {
 
-inline void CS_Main(const Position& p, const Texture<0>& in, const Target<1>& out,
+inline void CS_Main(const Position& p, const Texture<0, Reach::own>& in, const Target<1>& out,
                     const Constants<Vignette, 0>& settings) {
     const Float2 middle{in.width() * 0.5f, in.height() * 0.5f};
     const Float distance = length(p.center() - middle) / length(middle);

@@ -13,7 +13,7 @@ inline Sampled FS_Main(const Varying2& uv, const Texture<0>& image, const Sample
 }
 
 /// Copies position for position where both textures have the position.
-inline void CS_Main(const WholeRows& rows, const Texture<0>& image, const Target<1>& output) {
+inline void CS_Main(const WholeRows& rows, const Texture<0, Reach::own>& image, const Target<1>& output) {
     output.copy(rows, image);
 }
 

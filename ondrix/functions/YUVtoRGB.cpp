@@ -11,7 +11,7 @@ struct Weights : YCbCrWeights {
         : YCbCrWeights(k.colorMatrix, k.chromaOffset.x, k.chromaOffset.y, k.lumaOffset.x) {}
 };
 
-inline void CS_Main(const Stretch& p, const Texture<0, Format::r8>& luma,
+inline void CS_Main(const Stretch& p, const Texture<0, Format::r8, Reach::own>& luma,
                     const Texture<1, Format::rg8, Sides::half>& chroma, const Target<2>& output,
                     const Constants<ondrix::YUVToRGBConstants, 0, Weights>& weights) {
     output.write(p, convertYCbCr(luma, chroma, p, *weights));

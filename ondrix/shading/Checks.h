@@ -53,7 +53,9 @@ inline std::int64_t distanceOutside(const TextureView& view, std::int64_t x, std
     return distance;
 }
 
-inline void read(Report* report, int slot, const TextureView& view, std::int32_t x, std::int32_t y) {
+inline void read(Report* report, int slot, const TextureView& view, std::int32_t x, std::int32_t y,
+                 Reach reach = Reach::anywhere) {
+    if (reach == Reach::own && (x != place.x || y != place.y)) note(report, Check::readElsewhere, slot, x, y, 0);
     const std::int64_t distance = distanceOutside(view, x, y);
     if (distance > 0) note(report, Check::readOutside, slot, x, y, distance);
 }

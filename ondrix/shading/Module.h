@@ -10,7 +10,7 @@
 namespace ondrix::shading {
 
 /// Grows with every change of this file; a module of another version is refused.
-inline constexpr std::uint32_t moduleVersion = 2;
+inline constexpr std::uint32_t moduleVersion = 3;
 
 inline constexpr int textureSlots = 31;
 inline constexpr int bufferSlots = 31;
@@ -43,8 +43,9 @@ enum class Check : std::int32_t {
     writtenOutside,    ///< a position outside the target was written
     writtenElsewhere,  ///< a target was written at another position than the function's own
     sampledNowhere,    ///< a coordinate was infinite or not a number
+    readElsewhere,     ///< a texture with Reach::own was read at another position than the function's own
 };
-inline constexpr int checkCount = 4;
+inline constexpr int checkCount = 5;
 
 /// What one check found at one texture slot. The pixel is the first in reading order that the function worked on when
 /// it found something; in vertex functions pixelX is the number of the vertex and pixelY is -1.
@@ -133,11 +134,15 @@ struct VertexTask {
     std::int32_t resultStride = 0;
 };
 
+/// Where a function reads a texture. With `own` only at the position that it writes, row for row, so a device may run
+/// it on the first rows of a texture while the last ones are not written yet.
+enum class Reach : std::uint32_t { anywhere = 0, own = 1 };
+
 enum class FunctionKind : std::uint32_t { vertex = 1, fragment = 2, compute = 3 };
 
 /// What a parameter of a GPU function is.
 enum class ParameterKind : std::uint32_t {
-    texture = 1,      ///< read; size unused
+    texture = 1,      ///< read; size: its Reach
     target = 2,       ///< written; size unused
     sampler = 3,      ///< size unused
     constants = 4,    ///< size: bytes that the buffer must provide

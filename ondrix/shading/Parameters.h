@@ -40,7 +40,8 @@ struct Bind<UInt> : Bind<Position> {};
 template <int slot, auto... options>
 struct Bind<Texture<slot, options...>> {
     static constexpr bool described = true;
-    static constexpr Parameter parameter{ParameterKind::texture, slot, 0};
+    static constexpr Parameter parameter{ParameterKind::texture, slot,
+                                         static_cast<std::uint32_t>(Texture<slot, options...>::reach)};
     static_assert(isSlot<slot, textureSlots>, "texture slots are 0 to 30");
     static Texture<slot, options...> make(const Bindings& b) {
         Texture<slot, options...> texture{b.textures[slot], {}, -1};

@@ -20,14 +20,6 @@ struct Position {
     ONDRIX_INLINE Position(int firstX, int rowY, int pixels, bool interior = false)
         : x(firstX), y(rowY), count(pixels), interiorX_(firstX), interiorY_(rowY), interior_(interior) {}
 
-    /// What lies beyond the range of an `int` wraps, and is outside every texture.
-    friend ONDRIX_INLINE Position operator+(Position p, Offset o) {
-        const auto sum = [](int a, int b) __attribute__((always_inline)) {
-            return static_cast<int>(static_cast<unsigned>(a) + static_cast<unsigned>(b));
-        };
-        return {sum(p.x, o.x), sum(p.y, o.y), p.count};
-    }
-
     /// Every texture and target of the function is known to hold a whole pack of pixels here. A position that was moved
     /// since is not.
     ONDRIX_INLINE bool isInterior() const { return interior_ && x == interiorX_ && y == interiorY_; }
@@ -55,6 +47,19 @@ private:
     int interiorX_ = 0, interiorY_ = 0;
     bool interior_ = false;
 };
+
+/// A position with an offset added: not the function's own any more, which textures with `Reach::own` insist on.
+struct OffsetPosition : Position {
+    ONDRIX_INLINE explicit OffsetPosition(const Position& moved) : Position(moved) {}
+};
+
+/// What lies beyond the range of an `int` wraps, and is outside every texture.
+ONDRIX_INLINE OffsetPosition operator+(const Position& p, Offset o) {
+    const auto sum = [](int a, int b) __attribute__((always_inline)) {
+        return static_cast<int>(static_cast<unsigned>(a) + static_cast<unsigned>(b));
+    };
+    return OffsetPosition({sum(p.x, o.x), sum(p.y, o.y), p.count});
+}
 
 /// All positions of several rows, for compute functions that only copy; used in place of `Position`.
 struct WholeRows {

@@ -21,14 +21,18 @@ constexpr T option(T value, First first, Rest... rest) {
 }
 }  // namespace detail
 
-/// A texture that a function reads. `slotIndex` is its slot. What may follow makes the usual case fast and restricts
-/// nothing: a format (bgra8 unless said otherwise), and `Sides::half` for one that is read at half the position, such
-/// as `Texture<1, Format::rg8, Sides::half>` for chroma.
+/// A texture that a function reads. `slotIndex` is its slot. What may follow makes the usual case fast: a format (bgra8
+/// unless said otherwise), and `Sides::half` for one that is read at half the position, such as
+/// `Texture<1, Format::rg8, Sides::half>` for chroma, restrict nothing. `Reach::own` promises that the texture is only
+/// read at the function's own position: all other ways to read it don't compile. The device then runs passes that
+/// follow one another on a few rows at a time, while these are in a core's cache.
 template <int slotIndex, auto... options>
 struct Texture {
     static constexpr int slot = slotIndex;
     static constexpr Format expected = detail::option(Format::bgra8, options...);
     static constexpr Sides sides = detail::option(Sides::full, options...);
+    static constexpr Reach reach = detail::option(Reach::anywhere, options...);
+    static_assert(reach == Reach::anywhere || sides == Sides::full, "half the position is not the function's own");
 
     TextureView view;
     rows::Row row;
@@ -40,12 +44,17 @@ struct Texture {
 
     /// The pixels at these positions; zero in all four components outside the texture.
     ONDRIX_INLINE Texel read(const Position& p) const {
-        ONDRIX_CHECK(if (p.count > 0) checks::read(report, slot, view, p.x, p.y);)
+        ONDRIX_CHECK(if (p.count > 0) checks::read(report, slot, view, p.x, p.y, reach);)
         // What is known of positions is known at half of them here.
         if constexpr (sides == Sides::half) return reading::run(view, {p.x, p.y, p.count});
         return reading::run(view, p);
     }
+    ONDRIX_INLINE Texel read(const OffsetPosition& p) const {
+        onlyReadAnywhere();
+        return read(static_cast<const Position&>(p));
+    }
     ONDRIX_INLINE Texel read(Int2 at) const {
+        onlyReadAnywhere();
         ONDRIX_CHECK(checks::read(report, slot, view, at.x.v[0], at.y.v[0]);)
         return reading::pixels(view, at);
     }
@@ -53,16 +62,23 @@ struct Texture {
     /// Filtered; coordinates are 0...1 over the texture, (0, 0) its top-left corner.
     template <int samplerSlot>
     ONDRIX_INLINE Sampled sample(const Sampler<samplerSlot>& sampler, const Varying2& at) const {
+        onlyReadAnywhere();
         ONDRIX_CHECK(checks::sample(report, slot, Float(at[0]).v[0], Float(at[1]).v[0]);)
         return Sampled(sampleAlong(sampler, at));
     }
     template <int samplerSlot>
     ONDRIX_INLINE Texel sample(const Sampler<samplerSlot>& sampler, Float2 at) const {
+        onlyReadAnywhere();
         ONDRIX_CHECK(checks::sample(report, slot, at.x.v[0], at.y.v[0]);)
         return sampling::general(view, sampler.view, at);
     }
 
 private:
+    static constexpr void onlyReadAnywhere() {
+        static_assert(reach == Reach::anywhere,
+                      "a texture with Reach::own is only read by read(p), p being the function's own position");
+    }
+
     template <int samplerSlot>
     ONDRIX_INLINE Texel sampleAlong(const Sampler<samplerSlot>& sampler, const Varying2& at) const {
         const auto format = static_cast<Format>(view.format);

@@ -120,7 +120,7 @@ ONDRIX_INLINE void convertHalf(lanes::Ints luma, lanes::Ints chroma, const YCbCr
 template <class Luma, class Chroma>
 ONDRIX_INLINE Texel convertYCbCr(const Luma& luma, const Chroma& chroma, const Position& p,
                                  const YCbCrWeights& weights) {
-    ONDRIX_CHECK(checks::read(luma.report, Luma::slot, luma.view, p.x, p.y);
+    ONDRIX_CHECK(checks::read(luma.report, Luma::slot, luma.view, p.x, p.y, Luma::reach);
                  checks::read(chroma.report, Chroma::slot, chroma.view, p.x >> 1, p.y >> 1);)
     const lanes::Ints scaled =
         lanes::multiplyHigh(lumaBytes(luma.view, p).v * 0x1010101, lanes::broadcast(weights.luma));

@@ -17,10 +17,22 @@ inline void CS_Fill(const Position& p, const Target<0>& out, const Constants<Col
     out.write(p, pack(*color));
 }
 
-inline void CS_ScaleAndAdd(const Position& p, const Texture<0>& in, const Target<1>& out,
+inline void CS_ScaleAndAdd(const Position& p, const Texture<0, Reach::own>& in, const Target<1>& out,
                            const Constants<ScaleAndAdd, 3>& k) {
     const Float4 value = in.read(p);
     out.write(p, Float4{value.x * (*k)[0] + (*k)[1], value.y, value.z, value.w});
+}
+
+/// Neighbours from two rows further up to two rows further down.
+inline void CS_Neighbours(const Position& p, const Texture<0>& in, const Target<1>& out) {
+    out.write(p, in.read(p + Offset{0, -2}) * 0.5f + in.read(p + Offset{1, 2}) * 0.5f);
+}
+
+/// Reads the row below, against what its parameter says.
+inline void CS_Straying(const Position& p, const Texture<0, Reach::own>& in, const Target<1>& out) {
+    Position below = p;
+    below.y++;
+    out.write(p, in.read(below));
 }
 
 /// A different value for each position.
@@ -68,6 +80,8 @@ inline Texel FS_Sample(const Varying2& at, const Texture<0>& image, const Sample
 const FunctionTable functions{
     computeFunction<CS_Fill>("fill"),
     computeFunction<CS_ScaleAndAdd>("scaleAndAdd"),
+    computeFunction<CS_Neighbours>("neighbours"),
+    computeFunction<CS_Straying>("straying"),
     computeFunction<CS_Pattern>("pattern"),
     computeFunction<CS_Careless>("careless"),
     vertexFunction<VS_Main>("vertexValue"),

@@ -9,6 +9,7 @@
 
 using namespace ondrix;
 using namespace ondrix::test;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -66,6 +67,17 @@ TEST_P(Validation, TellsWritesThatAreNotTheFunctionsOwn) {
                     HasSubstr("writes texture slot 1 (40x70) at positions outside, which is left out: 40 times"),
                     HasSubstr("other than its own, so the result depends on threads and SIMD level: 2800 times, "
                               "first (0, 1) for pixel (0, 0)")));
+}
+
+TEST_P(Validation, TellsReadsAgainstTheReach) {
+    const Gpu gpu(GetParam(), {}, true);
+    const LogCapture log;
+    auto commands = gpu.queue->makeCommandBuffer();
+    gpu.dispatch(*commands, "straying", {gpu.texture(40, 70), gpu.texture(40, 70)}, nullptr);
+    test::run(*commands);
+    EXPECT_THAT(log.messages(),
+                Contains(HasSubstr("reads texture slot 0 (40x70) at positions other than its own, against Reach::own, "
+                                   "so the result depends on threads: 2800 times, first (0, 1) for pixel (0, 0)")));
 }
 
 TEST_P(Validation, TellsCoordinatesThatAreNoNumbers) {

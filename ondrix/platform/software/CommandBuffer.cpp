@@ -136,7 +136,9 @@ void CommandBuffer::execute(ExecutionContext& context) {
         bool done = true;
         for (Command* command = first_; command != nullptr && done; command = command->next) {
             if (command->kind == Command::Kind::dispatch) {
-                done = run(static_cast<const DispatchCommand&>(*command), context);
+                const DispatchGroup group(static_cast<DispatchCommand&>(*command));
+                done = run(group, context);
+                command = group.last;
             } else {
                 done = run(static_cast<const RenderPassCommand&>(*command), context);
             }

@@ -47,6 +47,8 @@ struct DispatchCommand : Command {
     std::int32_t height = 0;       ///< rows
     std::int64_t bytesPerRow = 0;  ///< read and written for one row, about
     std::int64_t bytes = 0;        ///< of all textures that are read or written
+    std::uint64_t serial = 0;      ///< of this dispatch
+    bool streaming = false;        ///< results are stored past the caches; known when it runs
 };
 
 struct DrawCommand {

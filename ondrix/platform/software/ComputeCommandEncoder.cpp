@@ -97,6 +97,7 @@ std::string ComputeCommandEncoder::recordDispatch(MTLSize groups, MTLSize thread
         problem = bindings_.checkReads(entry, view, ("texture slot " + std::to_string(parameter.slot)).c_str());
         if (!problem.empty()) return problem;
     }
+    command->serial = nextSerial();
     if (groups.depth == 0 || threads.depth == 0) return {};
     command->width = gridSide(groups.width, threads.width, width);
     command->height = gridSide(groups.height, threads.height, height);

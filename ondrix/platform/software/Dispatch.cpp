@@ -1,4 +1,3 @@
-#include <ondrix/platform/software/Caches.h>
 #include <ondrix/platform/software/Dispatch.h>
 #include <ondrix/platform/software/Strips.h>
 #include <ondrix/platform/software/Validation.h>
@@ -7,33 +6,36 @@ namespace ondrix::software {
 
 namespace {
 
-struct DispatchRun {
-    const DispatchCommand& command;
+struct GroupRun {
+    const DispatchGroup& group;
     Strips strips;
-    std::uint64_t serial;
-    bool streaming;
 
     static void strip(void* context, int strip, void* scratch) {
-        const auto& run = *static_cast<const DispatchRun*>(context);
-        const BoundFunction& function = run.command.function;
-        const shading::ComputeTask task{function.bindings,     run.command.width, run.strips.begin(strip),
-                                        run.strips.end(strip), run.serial,        scratch,
-                                        run.streaming};
-        function.entry->runCompute(&task);
+        const auto& run = *static_cast<const GroupRun*>(context);
+        run.group.forEach([&](const DispatchCommand& command) {
+            const BoundFunction& function = command.function;
+            const shading::ComputeTask task{function.bindings,     command.width,  run.strips.begin(strip),
+                                            run.strips.end(strip), command.serial, scratch,
+                                            command.streaming};
+            function.entry->runCompute(&task);
+        });
     }
 };
 
 }  // namespace
 
-bool run(const DispatchCommand& command, ExecutionContext& context) {
-    command.function.copyConstants();
-    if (!context.pool.reserveScratch(command.function.scratchBytes(command.width))) return false;
-    const WrittenPixels written(command);
-    DispatchRun run{command, Strips(0, command.height, command.bytesPerRow, context.pool.threadCount()), nextSerial(),
-                    exceedsCaches(command.bytes)};
-    context.pool.run(run.strips.count(), DispatchRun::strip, &run, command.bytes);
+bool run(const DispatchGroup& group, ExecutionContext& context) {
+    bool reserved = true;
+    group.forEach([&](const DispatchCommand& command) {
+        command.function.copyConstants();
+        reserved = reserved && context.pool.reserveScratch(command.function.scratchBytes(command.width));
+    });
+    if (!reserved) return false;
+    const WrittenPixels written(*group.first);  // of a group of one, if it is watched at all
+    GroupRun run{group, Strips(0, group.first->height, group.bytesPerRow, context.pool.threadCount())};
+    context.pool.run(run.strips.count(), GroupRun::strip, &run, group.bytes);
     written.tell();
-    tellFindings(command.function);
+    tellFindings(group.first->function);
     return true;
 }
 

@@ -47,6 +47,10 @@ std::string describe(Check check, const Finding& finding, const std::string& tex
             return "writes " + texture +
                    " at positions other than its own, so the result depends on threads and SIMD " + "level: " + count +
                    " times, first " + position + " " + place(finding);
+        case Check::readElsewhere:
+            return "reads " + texture +
+                   " at positions other than its own, against Reach::own, so the result depends on threads: " + count +
+                   " times, first " + position + " " + place(finding);
         case Check::sampledNowhere:
             break;
     }

@@ -1,0 +1,102 @@
+#include <span>
+
+#include <ondrix/platform/software/Caches.h>
+#include <ondrix/platform/software/DispatchGroup.h>
+#include <ondrix/platform/software/Texture.h>
+
+namespace ondrix::software {
+
+namespace {
+
+/// To compare each dispatch with all others of its group stays cheap, and their rows fit into a cache.
+constexpr int mostDispatches = 8;
+
+/// A texture that a dispatch reads or writes.
+struct Use {
+    const shading::TextureView& view;
+    bool written;
+    bool ownPosition;  ///< a row is only touched by the work on that row
+};
+
+/// Calls `visit` for each texture of a dispatch.
+template <typename Visit>
+void forEachUse(const DispatchCommand& command, Visit visit) {
+    const shading::Entry& entry = *command.function.entry;
+    for (const shading::Parameter& parameter : std::span(entry.parameters, entry.parameterCount)) {
+        const bool written = parameter.kind == shading::ParameterKind::target;
+        if (!written && parameter.kind != shading::ParameterKind::texture) continue;
+        const bool own = written || parameter.size == static_cast<std::uint32_t>(shading::Reach::own);
+        visit(Use{command.function.bindings.textures[parameter.slot], written, own});
+    }
+}
+
+bool same(const shading::TextureView& a, const shading::TextureView& b) noexcept {
+    return a.bytes == b.bytes && a.bytesPerRow == b.bytesPerRow && a.width == b.width && a.height == b.height &&
+           a.format == b.format;
+}
+
+/// What two dispatches have in common.
+struct Common {
+    bool memory = false;      ///< some
+    bool handedOver = false;  ///< some that the earlier one writes
+    bool rowByRow = true;     ///< no row of it that one of them writes is used in the other's work on another row
+};
+
+Common common(const DispatchCommand& earlier, const DispatchCommand& later) noexcept {
+    Common result;
+    forEachUse(earlier, [&](const Use& a) {
+        forEachUse(later, [&](const Use& b) {
+            if (!overlap(a.view, b.view)) return;
+            result.memory = true;
+            result.handedOver = result.handedOver || a.written;
+            if (!a.written && !b.written) return;
+            if (!same(a.view, b.view) || !a.ownPosition || !b.ownPosition) result.rowByRow = false;
+        });
+    });
+    return result;
+}
+
+}  // namespace
+
+DispatchGroup::DispatchGroup(DispatchCommand& begin) noexcept : first(&begin) {
+    take(begin);
+    while (last->next != nullptr && last->next->kind == Command::Kind::dispatch) {
+        auto& next = static_cast<DispatchCommand&>(*last->next);
+        if (!canTake(next)) break;
+        take(next);
+    }
+}
+
+/// Dispatches may run together when the work of each on a row comes after all work of the earlier ones that it depends
+/// on, and before all work of the later ones that depends on it. Strips run in any order on several threads, and within
+/// a strip one dispatch comes after the other. So whatever one of two dispatches writes, the other may only use at its
+/// own position, which is then the same row of the same strip. That holds for memory that overlaps without being the
+/// same texture as little as for neighbours. What both only read doesn't matter. Dispatches that have no memory in
+/// common gain nothing and stay apart; those that are watched for findings run alone.
+bool DispatchGroup::canTake(const DispatchCommand& command) const noexcept {
+    if (count == mostDispatches || command.height != first->height) return false;
+    if (first->function.bindings.report != nullptr || command.function.bindings.report != nullptr) return false;
+    bool memory = false, rowByRow = true;
+    forEach([&](const DispatchCommand& earlier) {
+        const Common both = common(earlier, command);
+        memory = memory || both.memory;
+        rowByRow = rowByRow && both.rowByRow;
+    });
+    return memory && rowByRow;
+}
+
+void DispatchGroup::take(DispatchCommand& command) noexcept {
+    command.streaming = exceedsCaches(command.bytes);
+    if (count > 0) {
+        // What is used once more should be in the cache then.
+        forEach([&](DispatchCommand& earlier) {
+            if (earlier.streaming && common(earlier, command).handedOver) earlier.streaming = false;
+        });
+    }
+    bytesPerRow += command.bytesPerRow;
+    bytes += command.bytes;
+    last = &command;
+    ++count;
+}
+
+}  // namespace ondrix::software
