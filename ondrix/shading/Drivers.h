@@ -28,6 +28,9 @@ struct Compute<function> {
     static constexpr bool inRows = (false || ... || std::is_same_v<Plain<A>, WholeRows>);
     using Run = std::conditional_t<inRows, WholeRows, std::conditional_t<inStretches, Stretch, Position>>;
     static constexpr int pixels = inStretches ? Stretch::pixels : lanes::count;
+    /// How far from the edges packs are whose surroundings are known to exist: further than most functions look.
+    static constexpr int margin = List::readsAnywhere && !inStretches ? 16 : 0;
+    static_assert(margin % lanes::count == 0);
 
     static void run(const ComputeTask* task) {
         typename List::Bound bound = List::bind(task->bindings);
@@ -57,31 +60,32 @@ struct Compute<function> {
 private:
     static void runRows(const typename List::Bound& bound, std::int32_t y0, std::int32_t end, std::int32_t width) {
         const bool expected = !lanes::plain && List::formatsAreExpected(bound);
-        std::int32_t interiorWidth = width, interiorHeight = lanes::plain ? 0 : end;
+        std::int32_t interiorWidth = width, interiorHeight = lanes::plain ? 0 : INT32_MAX;
         List::commonSides(bound, interiorWidth, interiorHeight);
         for (std::int32_t y = y0; y < end; y++) {
-            const std::int32_t interior = y < interiorHeight ? interiorWidth : 0;
-            expected ? row<true>(bound, y, width, interior) : row<false>(bound, y, width, interior);
+            const bool inside = y >= margin && y < interiorHeight - margin;
+            const std::int32_t interiorEnd = inside ? interiorWidth - margin : 0;
+            expected ? row<true>(bound, y, width, interiorEnd) : row<false>(bound, y, width, interiorEnd);
         }
     }
 
     template <bool expected>
     [[gnu::flatten, gnu::noinline]] static void row(const typename List::Bound& shared, int y, int width,
-                                                    [[maybe_unused]] int interior) {
+                                                    [[maybe_unused]] int interiorEnd) {
         typename List::Bound bound = shared;
-        if constexpr (expected) List::assumeExpectedFormats(bound);
-        int x = 0;
+        int interior = margin;  // where the packs end that are known to be inside
         if constexpr (expected) {
-            x = forWholePacks<pixels>(
-                x, interior, [&](int at) __attribute__((always_inline)) {
-                    pack(bound, Run{at, y, pixels, true}, std::index_sequence_for<A...>{});
+            List::assumeExpectedFormats(bound);
+            interior = forWholePacks<pixels>(
+                margin, interiorEnd, [&](int at) __attribute__((always_inline)) {
+                    pack(bound, Run{at, y, pixels, margin}, std::index_sequence_for<A...>{});
                 });
         }
-        x = forWholePacks<pixels>(
-            x, width, [&](int at) __attribute__((always_inline)) {
-                pack(bound, Run{at, y, pixels}, std::index_sequence_for<A...>{});
-            });
-        if (x < width) pack(bound, Run{x, y, width - x}, std::index_sequence_for<A...>{});
+        for (int x = 0; x < width; x += pixels) {
+            if (x == margin && (x = interior) >= width) break;
+            const int count = width - x < pixels ? width - x : pixels;
+            pack(bound, Run{x, y, count}, std::index_sequence_for<A...>{});
+        }
     }
 
     template <std::size_t... i>

@@ -76,7 +76,7 @@ ONDRIX_INLINE void fetchToWrite([[maybe_unused]] const std::uint8_t* p) {
 }
 
 ONDRIX_INLINE Floats broadcast(float f) {
-    return Floats{} + f;
+    return f - Floats{};  // keeps the sign of zero, and is nothing to compute
 }
 ONDRIX_INLINE Ints broadcast(std::int32_t i) {
     return Ints{} + i;

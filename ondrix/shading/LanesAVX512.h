@@ -60,17 +60,29 @@ ONDRIX_INLINE Ints loadBytePairsTwice(const std::uint8_t* p) {
     return reinterpret_cast<Ints>(_mm512_permutexvar_epi32(twice, _mm512_castsi256_si512(pairs)));
 }
 
+/// A pattern of bytes for every 16 bytes. It lies in memory at its full size, since compilers spread a shorter one anew
+/// wherever a call may lie between two uses.
+struct BytePattern {
+    alignas(64) std::int8_t bytes[64];
+
+    constexpr BytePattern(const std::int8_t (&pattern)[16]) : bytes{} {
+        for (int i = 0; i < 64; i++) bytes[i] = pattern[i % 16];
+    }
+    ONDRIX_INLINE __m512i load() const { return _mm512_load_si512(bytes); }
+};
+template <int k>
+inline constexpr BytePattern byteOfWords({k, -1, -1, -1, k + 4, -1, -1, -1, k + 8, -1, -1, -1, k + 12, -1, -1, -1});
+inline constexpr BytePattern bytesInTurn({0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15});
+
 template <int k>
 ONDRIX_INLINE Ints byteOf(Ints v) {
-    const __m128i pattern = _mm_setr_epi8(k, -1, -1, -1, k + 4, -1, -1, -1, k + 8, -1, -1, -1, k + 12, -1, -1, -1);
-    return reinterpret_cast<Ints>(_mm512_shuffle_epi8(reinterpret_cast<__m512i>(v), _mm512_broadcast_i32x4(pattern)));
+    return reinterpret_cast<Ints>(_mm512_shuffle_epi8(reinterpret_cast<__m512i>(v), byteOfWords<k>.load()));
 }
 
 ONDRIX_INLINE Ints packBytes(Ints first, Ints second, Ints third, Ints fourth) {
     const __m512i low = _mm512_packs_epi32(reinterpret_cast<__m512i>(first), reinterpret_cast<__m512i>(second));
     const __m512i high = _mm512_packs_epi32(reinterpret_cast<__m512i>(third), reinterpret_cast<__m512i>(fourth));
-    const __m128i pattern = _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
-    return reinterpret_cast<Ints>(_mm512_shuffle_epi8(_mm512_packus_epi16(low, high), _mm512_broadcast_i32x4(pattern)));
+    return reinterpret_cast<Ints>(_mm512_shuffle_epi8(_mm512_packus_epi16(low, high), bytesInTurn.load()));
 }
 
 ONDRIX_INLINE Ints multiplyPairs(Ints a, Ints b) {

@@ -125,6 +125,10 @@ inline constexpr bool isTexture = false;
 template <int slot, auto... options>
 inline constexpr bool isTexture<Texture<slot, options...>> = true;
 template <class T>
+inline constexpr Reach reachOf = Reach::own;
+template <int slot, auto... options>
+inline constexpr Reach reachOf<Texture<slot, options...>> = Texture<slot, options...>::reach;
+template <class T>
 inline constexpr bool isTarget = false;
 template <int slot, Format format>
 inline constexpr bool isTarget<Target<slot, format>> = true;
@@ -169,6 +173,8 @@ struct ParameterList {
         }
         return false;
     }
+    /// Whether some texture may be read at other positions than the function's own.
+    static constexpr bool readsAnywhere = (false || ... || (isTexture<P> && reachOf<P> == Reach::anywhere));
     /// False when a slot is written that is also read or written by another parameter.
     static constexpr bool targetsAreApart() {
         const auto isBound = [](ParameterKind kind) {

@@ -16,13 +16,21 @@ struct Position {
     int count = 0;     ///< pixels that exist, 0 to the size of a pack
 
     Position() = default;
-    /// `interior` tells that every texture and target of the function holds a whole pack of pixels here.
-    ONDRIX_INLINE Position(int firstX, int rowY, int pixels, bool interior = false)
-        : x(firstX), y(rowY), count(pixels), interiorX_(firstX), interiorY_(rowY), interior_(interior) {}
+    /// Every texture and target of the function holds a whole pack of pixels here, and `margin` pixels more on all
+    /// sides; nothing is known of that when `margin` is negative.
+    ONDRIX_INLINE Position(int firstX, int rowY, int pixels, int margin = -1)
+        : x(firstX), y(rowY), count(pixels), originX_(firstX), originY_(rowY), margin_(margin) {}
 
-    /// Every texture and target of the function is known to hold a whole pack of pixels here. A position that was moved
-    /// since is not.
-    ONDRIX_INLINE bool isInterior() const { return interior_ && x == interiorX_ && y == interiorY_; }
+    /// Every texture and target of the function is known to hold a whole pack of pixels here.
+    ONDRIX_INLINE bool isInterior() const {
+        const auto isNear = [this](int offset) __attribute__((always_inline)) {
+            return offset >= -margin_ && offset <= margin_;
+        };
+        return margin_ >= 0 && isNear(offset_.x) && isNear(offset_.y) && x == sum(originX_, offset_.x) &&
+               y == sum(originY_, offset_.y);
+    }
+    /// The same, where no offset was added.
+    ONDRIX_INLINE bool isInteriorOrigin() const { return margin_ >= 0 && x == originX_ && y == originY_; }
 
     /// The part of the run that lies inside a texture; may be empty.
     template <class T>
@@ -44,21 +52,29 @@ struct Position {
     ONDRIX_INLINE Float2 center() const { return {Float(Int(lanes::iota()) + x) + 0.5f, Float(y) + 0.5f}; }
 
 private:
-    int interiorX_ = 0, interiorY_ = 0;
-    bool interior_ = false;
+    friend struct OffsetPosition;
+
+    static ONDRIX_INLINE int sum(int a, int b) {
+        return static_cast<int>(static_cast<unsigned>(a) + static_cast<unsigned>(b));
+    }
+
+    int originX_ = 0, originY_ = 0;  // where it was before offsets were added
+    Offset offset_;
+    int margin_ = -1;
 };
 
 /// A position with an offset added: not the function's own any more, which textures with `Reach::own` insist on.
 struct OffsetPosition : Position {
-    ONDRIX_INLINE explicit OffsetPosition(const Position& moved) : Position(moved) {}
+    ONDRIX_INLINE OffsetPosition(const Position& p, Offset offset) : Position(p) {
+        x = sum(p.x, offset.x);
+        y = sum(p.y, offset.y);
+        offset_ = {sum(p.offset_.x, offset.x), sum(p.offset_.y, offset.y)};
+    }
 };
 
 /// What lies beyond the range of an `int` wraps, and is outside every texture.
-ONDRIX_INLINE OffsetPosition operator+(const Position& p, Offset o) {
-    const auto sum = [](int a, int b) __attribute__((always_inline)) {
-        return static_cast<int>(static_cast<unsigned>(a) + static_cast<unsigned>(b));
-    };
-    return OffsetPosition({sum(p.x, o.x), sum(p.y, o.y), p.count});
+ONDRIX_INLINE OffsetPosition operator+(const Position& p, Offset offset) {
+    return {p, offset};
 }
 
 /// All positions of several rows, for compute functions that only copy; used in place of `Position`.
@@ -78,14 +94,14 @@ struct Stretch {
     const int count;        ///< pixels that exist, 0 to `pixels`
     const bool isInterior;  ///< as in `Position`, for all packs
 
-    ONDRIX_INLINE Stretch(int firstX, int rowY, int existing, bool interior = false)
-        : x(firstX), y(rowY), count(existing), isInterior(interior) {}
+    ONDRIX_INLINE Stretch(int firstX, int rowY, int existing, int margin = -1)
+        : x(firstX), y(rowY), count(existing), isInterior(margin >= 0) {}
 
     /// Pack `i`, which may have no pixels left.
     ONDRIX_INLINE Position pack(int i) const {
         ONDRIX_CHECK(checks::startPixel(x + i * lanes::count, y);)
         const int left = count - i * lanes::count;
-        return {x + i * lanes::count, y, left < 0 ? 0 : left < lanes::count ? left : lanes::count, isInterior};
+        return {x + i * lanes::count, y, left < 0 ? 0 : left < lanes::count ? left : lanes::count, isInterior ? 0 : -1};
     }
 };
 

@@ -91,7 +91,7 @@ ONDRIX_INLINE Texel run(const TextureView& view, const Position& p) {
     const bool inside = p.wholePackIn(view.width, view.height);
     const std::uint8_t* row = view.bytes + y * view.bytesPerRow;
     if (isFourBytes(format)) {
-        if (p.isInterior()) lanes::fetchToRead(row + 4 * static_cast<std::int64_t>(x));
+        if (p.isInteriorOrigin()) lanes::fetchToRead(row + 4 * static_cast<std::int64_t>(x));
         const lanes::Ints words =
             inside ? lanes::loadWords(row + 4 * static_cast<std::int64_t>(x)) : clippedWords(view, x, y, count);
         return texelFromBytes(Int(words), format);

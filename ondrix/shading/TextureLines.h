@@ -22,7 +22,7 @@ struct Course {
 /// Columns of a texture that are turned at once: those of one line of the cache.
 inline constexpr int linesAtOnce = 16;
 /// How far ahead the rows of a column are fetched.
-inline constexpr int linesAhead = 32;
+inline constexpr int linesAhead = 64;
 
 /// One step of `turnSquare`: of each pair of rows that are `half` apart, the words between are exchanged.
 template <int half, std::size_t... lane>

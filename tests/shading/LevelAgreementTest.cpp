@@ -158,18 +158,18 @@ TEST_P(LevelAgreement, OwnFunctions) {
 // into the picture.
 TEST_P(LevelAgreement, PositionsOutsideAreZeroAndLeftAlone) {
     constexpr int least = std::numeric_limits<int>::min(), most = std::numeric_limits<int>::max();
-    for (int w : {7, 16, 37}) {
+    for (const auto& [w, h] : {std::pair{7, 5}, {16, 5}, {37, 5}, {90, 40}}) {
         for (Format format : {Format::bgra8, Format::r8, Format::rg8, Format::r32f, Format::rgba16f}) {
-            Image source(w, 5, format, 5), half((w + 1) / 2, 3, format, 6);
-            for (int x : {0, 1, -1, 15 - w, w, least, most, most - 15, least + 16, 1 << 30}) {
-                for (int y : {0, 2, -1, least, most}) {
+            Image source(w, h, format, 5), half((w + 1) / 2, (h + 1) / 2, format, 6);
+            for (int x : {0, 1, -1, 16, -17, 15 - w, w, least, most, most - 15, least + 16, 1 << 30}) {
+                for (int y : {0, 2, -16, 17, least, most}) {
                     const int by[] = {x, y};
                     for (const char* name : {"ShiftedRun", "ShiftedPixels", "MovedPosition"}) {
-                        Image to(w, 5, format, 0), expected(w, 5, format, 0);
-                        dispatch(open(TEST_LIBRARY, GetParam()), name, {source.view(), to.view()}, w, 5, by);
-                        for (int i = 0; i < w * 5; i++) {
+                        Image to(w, h, format, 0), expected(w, h, format, 0);
+                        dispatch(open(TEST_LIBRARY, GetParam()), name, {source.view(), to.view()}, w, h, by);
+                        for (int i = 0; i < w * h; i++) {
                             const std::int64_t fromX = std::int64_t{i % w} + x, fromY = std::int64_t{i / w} + y;
-                            const bool inside = fromX >= 0 && fromX < w && fromY >= 0 && fromY < 5;
+                            const bool inside = fromX >= 0 && fromX < w && fromY >= 0 && fromY < h;
                             float colour[4] = {};
                             if (inside) {
                                 const auto* pixel = source.pixel(static_cast<int>(fromX), static_cast<int>(fromY));
@@ -179,11 +179,11 @@ TEST_P(LevelAgreement, PositionsOutsideAreZeroAndLeftAlone) {
                         }
                         ASSERT_EQ(to.bytes(), expected.bytes()) << name << " by " << x << ", " << y << " in " << w;
                     }
-                    expectSame(TEST_LIBRARY, w, 5, format, [&](const auto& module, Image& to) {
-                        dispatch(module, "SmallTexture", {half.view(), to.view()}, w, 5, by);
+                    expectSame(TEST_LIBRARY, w, h, format, [&](const auto& module, Image& to) {
+                        dispatch(module, "SmallTexture", {half.view(), to.view()}, w, h, by);
                     });
-                    Image to(w, 5, format, 0);
-                    dispatch(open(TEST_LIBRARY, GetParam()), "WrittenElsewhere", {source.view(), to.view()}, w, 5, by);
+                    Image to(w, h, format, 0);
+                    dispatch(open(TEST_LIBRARY, GetParam()), "WrittenElsewhere", {source.view(), to.view()}, w, h, by);
                     ASSERT_TRUE(to.guardsIntact());
                 }
             }
