@@ -34,8 +34,9 @@ public:
 
     /// Shows the drawable once the work is done.
     virtual void present(std::shared_ptr<MTLDrawable> drawable) = 0;
-    /// Handlers run in the order they were added, on one thread of the device, after the work is done or has failed.
-    /// They may encode, commit and wait for other command buffers. Add them before `commit`.
+    /// Handlers run in the order they were added, on one thread of the device, after the work is done or has failed: at
+    /// once or, while callers wait for their command buffers, up to a millisecond later. They may encode, commit and
+    /// wait for other command buffers. Add them before `commit`.
     virtual void addCompletedHandler(MTLCommandBufferHandler handler) = 0;
     /// Hands the work over. A second call does nothing.
     virtual void commit() = 0;

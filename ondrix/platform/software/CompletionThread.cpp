@@ -10,6 +10,14 @@
 
 namespace ondrix::software {
 
+namespace {
+
+/// Long enough for command buffers without work, short enough not to keep a worker from its core.
+constexpr std::chrono::microseconds spinTime{5};
+constexpr std::size_t mostGathered = 16;
+
+}  // namespace
+
 struct CompletionThread::State {
     std::thread thread;
     std::mutex mutex;
@@ -18,22 +26,34 @@ struct CompletionThread::State {
     std::pmr::deque<std::shared_ptr<CommandBuffer>> queue{&memory};
     bool asleep = false;
     bool stopping = false;
-    std::atomic<int> waiting{0};  ///< length of the queue, plus one when stopping: for spinning only
+    std::atomic<int> waiting{0};  ///< length of the queue, for spinning only
+
+    /// Called with the lock held, and lets go of it first: the thread would wake up only to wait for it.
+    void wake(std::unique_lock<std::mutex>& lock) {
+        if (!asleep) return;
+        asleep = false;
+        moveOffCallersCore(thread.native_handle());
+        lock.unlock();
+        wakeUp.notify_one();
+    }
+
+    /// Called with the lock held; returns when there is a command buffer or the thread is to stop.
+    void lookOut(std::unique_lock<std::mutex>& lock) {
+        lock.unlock();
+        spinUntil(spinTime, [this] { return waiting.load(std::memory_order_relaxed) != 0; });
+        lock.lock();
+        if (!queue.empty() || stopping) return;
+        asleep = true;
+        wakeUp.wait(lock, [this] { return !asleep; });
+        lock.unlock();
+        runOnAnyCore();
+        lock.lock();
+    }
 
     void run() {
         std::unique_lock lock(mutex);
         for (;;) {
-            if (queue.empty()) {
-                lock.unlock();
-                spinUntil([this] { return waiting.load(std::memory_order_relaxed) != 0; });
-                lock.lock();
-                asleep = true;
-                wakeUp.wait(lock, [this] { return !queue.empty() || stopping; });
-                asleep = false;
-                lock.unlock();
-                runOnAnyCore();
-                lock.lock();
-            }
+            if (queue.empty() && !stopping) lookOut(lock);
             if (queue.empty()) return;
             auto commandBuffer = std::move(queue.front());
             queue.pop_front();
@@ -50,11 +70,10 @@ CompletionThread::CompletionThread() : state_(std::make_shared<State>()) {}
 
 CompletionThread::~CompletionThread() {
     {
-        const std::scoped_lock lock(state_->mutex);
+        std::unique_lock lock(state_->mutex);
         state_->stopping = true;
-        state_->waiting.fetch_add(1, std::memory_order_relaxed);
+        state_->wake(lock);
     }
-    state_->wakeUp.notify_one();
     joinOrLetGo(state_->thread);
 }
 
@@ -68,16 +87,17 @@ bool CompletionThread::start() noexcept {
     }
 }
 
-void CompletionThread::post(std::shared_ptr<CommandBuffer> commandBuffer) {
-    bool wake = false;
-    {
-        const std::scoped_lock lock(state_->mutex);
-        state_->queue.push_back(std::move(commandBuffer));
-        state_->waiting.fetch_add(1, std::memory_order_relaxed);
-        wake = state_->asleep;
-        if (wake) moveOffCallersCore(state_->thread.native_handle());
-    }
-    if (wake) state_->wakeUp.notify_one();
+void CompletionThread::post(std::shared_ptr<CommandBuffer> commandBuffer, bool atOnce) {
+    State& state = *state_;
+    std::unique_lock lock(state.mutex);
+    state.queue.push_back(std::move(commandBuffer));
+    state.waiting.fetch_add(1, std::memory_order_relaxed);
+    if (atOnce || state.queue.size() >= mostGathered) state.wake(lock);
+}
+
+void CompletionThread::callGathered() {
+    std::unique_lock lock(state_->mutex);
+    if (!state_->queue.empty()) state_->wake(lock);
 }
 
 }  // namespace ondrix::software

@@ -21,6 +21,8 @@ namespace {
 /// every so often, and sleeps for good when there has been no commit for a number of such rounds.
 constexpr std::chrono::milliseconds roundTime{1};
 constexpr int roundsBeforeSleep = 20;
+/// How long a thread looks out for what it waits for before it sleeps.
+constexpr std::chrono::microseconds spinTime{20};
 
 }  // namespace
 
@@ -76,7 +78,8 @@ void Executor::State::executeFront(Lock& lock) {
         commandBuffer.reset();
         lock.lock();
     } else if (completion.start()) {
-        completion.post(std::move(commandBuffer));
+        // While callers wait, `waitForRequest` looks after the handlers in its next round.
+        completion.post(std::move(commandBuffer), !(looking && callersWait));
     } else {
         lock.unlock();
         commandBuffer->callHandlers();
@@ -113,13 +116,15 @@ bool Executor::State::waitForRequest(Lock& lock) {
     calling.store(stopping, std::memory_order_relaxed);
     if (!callersWait) {
         lock.unlock();
-        spinUntil([this] { return calling.load(std::memory_order_relaxed); });
+        spinUntil(spinTime, [this] { return calling.load(std::memory_order_relaxed); });
         lock.lock();
     }
     looking = sleeping = true;
     unsigned commitsSeen = commits;
     for (int quietRounds = 0; quietRounds < roundsBeforeSleep && !called(); ++quietRounds) {
-        if (wakeUp.wait_for(lock, roundTime, called)) break;
+        const bool isCalled = wakeUp.wait_for(lock, roundTime, called);
+        completion.callGathered();
+        if (isCalled) break;
         if (!pending.empty() && !executing) {
             looking = sleeping = callersWait = false;
             return true;
@@ -181,7 +186,7 @@ void Executor::waitUntilCompleted(CommandBuffer& commandBuffer) {
             continue;
         }
         lock.unlock();
-        spinUntil([&] { return commandBuffer.isFinished(); });
+        spinUntil(spinTime, [&] { return commandBuffer.isFinished(); });
         lock.lock();
         ++state.sleepingWaiters;
         state.oneFinished.wait(lock, [&] { return commandBuffer.isFinished() || !state.executing; });

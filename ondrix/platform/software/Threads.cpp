@@ -45,10 +45,6 @@ void runOnAnyCore() noexcept {
     if (processors().count > 1) pthread_setaffinity_np(pthread_self(), sizeof(cpu_set_t), &processors().set);
 }
 
-std::chrono::nanoseconds spinTime() noexcept {
-    return std::chrono::microseconds(processorCount() > 1 ? 20 : 0);
-}
-
 void joinOrLetGo(std::thread& thread) {
     if (!thread.joinable()) return;
     if (thread.get_id() == std::this_thread::get_id()) {

@@ -27,14 +27,10 @@ inline void pause() noexcept {
 #endif
 }
 
-/// How long a thread looks out for more work before it sleeps; nothing on a machine with one processor.
-[[nodiscard]] std::chrono::nanoseconds spinTime() noexcept;
-
-/// Waits for `condition` for the time of `spinTime()`; returns its last value.
+/// Waits for `condition`, up to `time`; looks only once on a machine with one processor. Returns its last value.
 template <typename Condition>
-bool spinUntil(Condition condition) {
-    const auto time = spinTime();
-    if (time.count() == 0) return condition();
+bool spinUntil(std::chrono::nanoseconds time, Condition condition) {
+    if (processorCount() == 1) return condition();
     const auto end = std::chrono::steady_clock::now() + time;
     do {
         for (int turn = 0; turn < 32; ++turn) {
