@@ -131,7 +131,7 @@ struct Fragment<function> {
     /// one texture get this for their first sampler and their first varying.
     static constexpr bool rowsApply = !lanes::plain && textures == 1 && hasSampler;
     /// The function's colour is that of its one texture where its one varying is.
-    static constexpr bool handsOn = std::is_same_v<Colour, Sampled> && textures == 1 &&
+    static constexpr bool handsOn = rowsApply && std::is_same_v<Colour, Sampled> &&
                                     (0 + ... + (isSampler<Plain<A>> ? 1 : 0)) == 1 &&
                                     (0 + ... + (isVarying<Plain<A>> ? 1 : 0)) == 1;
 
@@ -149,8 +149,13 @@ struct Fragment<function> {
                               task->target.format == static_cast<std::uint32_t>(Format::bgra8);
         lanes::BytesCopy copies{task->streaming != 0 && writing::canStream(task->target)};
         for (const Span* span = task->spans; span < task->spans + task->spanCount; span++) {
-            if (span->x0 < span->x1)
-                expected ? runSpan<true>(*task, *span, bound, copies) : runSpan<false>(*task, *span, bound, copies);
+            if (span->x0 >= span->x1) continue;
+            if constexpr (handsOn) {
+                const TextureView& view = theTexture(bound).view;
+                const auto* texels = rows::copiedTexels(task->scratch, view, task->serial, task->planes[1], *span);
+                if (texels != nullptr && copyRow(*task, *span, view, texels, copies)) continue;
+            }
+            expected ? runSpan<true>(*task, *span, bound, copies) : runSpan<false>(*task, *span, bound, copies);
         }
         copies.finish();
         if (task->streaming != 0) lanes::finishStreaming();
@@ -217,10 +222,7 @@ private:
                                                          task.target.width, span.x0, span.x1);
                 switch (prepared.kind) {
                     case rows::Kind::copy:
-                        if (handsOn && task.target.format == texture.view.format &&
-                            (!copies.streaming || span.x0 % lanes::count == 0)) {
-                            copies.add(task.target.bytes + span.y * task.target.bytesPerRow + 4 * std::int64_t{span.x0},
-                                       prepared.above, 4 * static_cast<std::size_t>(span.x1 - span.x0));
+                        if (handsOn && copyRow(task, span, texture.view, prepared.above, copies)) {
                             if (course->turned || course->reversed) copies.finish();  // the line is soon another one
                             return;
                         }
@@ -235,6 +237,15 @@ private:
             }
         }
         row<expected, rows::Kind::general>(task, span, bound, varyings, rows::Row{});
+    }
+
+    /// False where the row can't be copied as bytes.
+    static bool copyRow(const FragmentTask& task, const Span& span, const TextureView& texture,
+                        const std::uint8_t* texels, lanes::BytesCopy& copies) {
+        if (task.target.format != texture.format || (copies.streaming && span.x0 % lanes::count != 0)) return false;
+        copies.add(task.target.bytes + span.y * task.target.bytesPerRow + 4 * std::int64_t{span.x0}, texels,
+                   4 * static_cast<std::size_t>(span.x1 - span.x0));
+        return true;
     }
 
     static constexpr std::size_t firstVarying() {

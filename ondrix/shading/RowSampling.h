@@ -255,6 +255,21 @@ inline const std::uint8_t* blendedLine(Columns& c, const TextureView& view, std:
     return row;
 }
 
+/// The texels that a row copies as the rows before it did, straight from a line of the texture; null where it is unlike
+/// them. `across` is the coordinate that changes from row to row.
+inline const std::uint8_t* copiedTexels(const void* scratch, const TextureView& view, std::uint64_t serial,
+                                        const Plane& across, const Span& span) {
+    const auto& c = *static_cast<const Columns*>(scratch);
+    const Course course = c.lines.course;
+    const bool alike = c.serial == serial && c.kind == Kind::copy && !course.turned && !course.reversed &&
+                       !course.skewed && span.x0 >= c.first && span.x1 <= c.last;
+    if (!alike) return nullptr;
+    const sampling::Line line = sampling::gridLine(across.base + span.y * across.dy, across.dx, view.height);
+    const Tap tap = clampedTap(line.at(span.x0), view.height);
+    if (tap.weight != 0) return nullptr;
+    return view.bytes + tap.texel * view.bytesPerRow + 4 * std::int64_t{c.lines.first + span.x0 - c.first};
+}
+
 ONDRIX_INLINE Texel readBox(const std::uint8_t* above, const std::uint8_t* below, int count, Format format) {
     alignas(64) std::uint8_t end[2][8 * lanes::count];
     if (count < lanes::count) {

@@ -245,8 +245,12 @@ struct Line {
 ONDRIX_INLINE Line texelLine(const Varying2& at, int component, int size) {
     return {at.row[component] * size, at.columnStep[component] * size};
 }
+/// `row` and `step` as in `Varying`.
+ONDRIX_INLINE Line gridLine(double row, double step, int size) {
+    return {row * (256.0 * size) - 127.5, step * (256.0 * size)};
+}
 ONDRIX_INLINE Line gridLine(const Varying2& at, int component, int size) {
-    return {at.row[component] * (256.0 * size) - 127.5, at.columnStep[component] * (256.0 * size)};
+    return gridLine(at.row[component], at.columnStep[component], size);
 }
 
 /// At straight lines of coordinates; positions are computed in double precision.
