@@ -83,10 +83,6 @@ ONDRIX_INLINE Ints multiplyPairs(Ints a, Ints b) {
     return reinterpret_cast<Ints>(_mm256_madd_epi16(reinterpret_cast<__m256i>(a), reinterpret_cast<__m256i>(b)));
 }
 
-ONDRIX_INLINE Ints multiplyHalves(Ints a, Ints b) {
-    return reinterpret_cast<Ints>(_mm256_mullo_epi16(reinterpret_cast<__m256i>(a), reinterpret_cast<__m256i>(b)));
-}
-
 ONDRIX_INLINE Ints multiplyHigh(Ints a, Ints b) {
     return reinterpret_cast<Ints>(_mm256_mulhi_epu16(reinterpret_cast<__m256i>(a), reinterpret_cast<__m256i>(b)));
 }
@@ -119,19 +115,14 @@ ONDRIX_INLINE Ints packWords(Ints a, Ints b, Ints c, Ints d) {
     return reinterpret_cast<Ints>(_mm256_packus_epi16(low, high));
 }
 
-ONDRIX_INLINE void pickPairs(const std::uint8_t* p, const std::int32_t* taps, Ints& first, Ints& second) {
-    const __m256i low = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
-    const __m256i high = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + 32));
-    const auto pick = [&](__m256i index) __attribute__((always_inline)) {
-        // The lowest three bits of an index count, and the fourth as the sign that tells the halves apart.
-        const __m256 lower = _mm256_castsi256_ps(_mm256_permutevar8x32_epi32(low, index));
-        const __m256 upper = _mm256_castsi256_ps(_mm256_permutevar8x32_epi32(high, index));
-        return reinterpret_cast<Ints>(
-            _mm256_blendv_ps(lower, upper, _mm256_castsi256_ps(_mm256_slli_epi32(index, 28))));
+ONDRIX_INLINE Ints pickWords(const std::uint8_t* p, Ints index) {
+    const auto i = reinterpret_cast<__m256i>(index);
+    const auto half = [&](int k) __attribute__((always_inline)) {
+        const __m256i words = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p) + k);
+        return _mm256_castsi256_ps(_mm256_permutevar8x32_epi32(words, i));
     };
-    const __m256i index = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(taps));
-    first = pick(index);
-    second = pick(_mm256_srli_epi32(index, 8));
+    // The lowest three bits number a word of each half, and the fourth, as a sign, the half.
+    return reinterpret_cast<Ints>(_mm256_blendv_ps(half(0), half(1), _mm256_castsi256_ps(_mm256_slli_epi32(i, 28))));
 }
 
 }  // namespace ondrix::shading::lanes

@@ -89,10 +89,6 @@ ONDRIX_INLINE Ints multiplyPairs(Ints a, Ints b) {
     return reinterpret_cast<Ints>(_mm512_madd_epi16(reinterpret_cast<__m512i>(a), reinterpret_cast<__m512i>(b)));
 }
 
-ONDRIX_INLINE Ints multiplyHalves(Ints a, Ints b) {
-    return reinterpret_cast<Ints>(_mm512_mullo_epi16(reinterpret_cast<__m512i>(a), reinterpret_cast<__m512i>(b)));
-}
-
 ONDRIX_INLINE Ints multiplyHigh(Ints a, Ints b) {
     return reinterpret_cast<Ints>(_mm512_mulhi_epu16(reinterpret_cast<__m512i>(a), reinterpret_cast<__m512i>(b)));
 }
@@ -123,11 +119,9 @@ ONDRIX_INLINE Ints packWords(Ints a, Ints b, Ints c, Ints d) {
     return reinterpret_cast<Ints>(_mm512_packus_epi16(low, high));
 }
 
-ONDRIX_INLINE void pickPairs(const std::uint8_t* p, const std::int32_t* taps, Ints& first, Ints& second) {
-    const __m512i low = _mm512_loadu_si512(p), high = _mm512_loadu_si512(p + 64), index = _mm512_loadu_si512(taps);
-    // Only the lowest five bits of an index count.
-    first = reinterpret_cast<Ints>(_mm512_permutex2var_epi32(low, index, high));
-    second = reinterpret_cast<Ints>(_mm512_permutex2var_epi32(low, _mm512_srli_epi32(index, 8), high));
+ONDRIX_INLINE Ints pickWords(const std::uint8_t* p, Ints index) {
+    return reinterpret_cast<Ints>(
+        _mm512_permutex2var_epi32(_mm512_loadu_si512(p), reinterpret_cast<__m512i>(index), _mm512_loadu_si512(p + 64)));
 }
 
 }  // namespace ondrix::shading::lanes

@@ -89,6 +89,10 @@ template <int half>
 struct UpperHalvesOfPairs {
     static constexpr int at(int i) { return i / 8 * 8 + half * 4 + i % 8 / 4 * 2 + 1; }
 };
+template <int k>
+struct LaneOfFour {
+    static constexpr int at(int i) { return i / 4 * 4 + k; }
+};
 typedef std::int64_t Longs __attribute__((vector_size(count * 4)));
 }  // namespace detail
 
@@ -126,17 +130,24 @@ ONDRIX_INLINE Ints upperHalvesOfPairs(Ints v) {
     return detail::pick<Halves, detail::UpperHalvesOfPairs<half>>(v, v);
 }
 
-/// Turns every square of four lanes of the four packs: `first` holds the first lane of each four, and so on.
-ONDRIX_INLINE void transpose(Ints a, Ints b, Ints c, Ints d, Ints& first, Ints& second, Ints& third, Ints& fourth) {
+/// Of every four lanes, lane k four times.
+template <int k>
+ONDRIX_INLINE Ints laneOfFour(Ints v) {
+    return detail::pick<Ints, detail::LaneOfFour<k>>(v, v);
+}
+
+/// Turns every square of four lanes of the four packs: the first result holds the first lane of each four, and so on.
+ONDRIX_INLINE void transpose(const Ints (&packs)[4], Ints (&result)[4]) {
     using detail::Interleaved;
-    const Ints ab = detail::pick<Ints, Interleaved<count, 0>>(a, b),
-               cd = detail::pick<Ints, Interleaved<count, 0>>(c, d);
-    const Ints upperAB = detail::pick<Ints, Interleaved<count, 1>>(a, b);
-    const Ints upperCD = detail::pick<Ints, Interleaved<count, 1>>(c, d);
-    first = detail::pick<detail::Longs, Interleaved<count / 2, 0>>(ab, cd);
-    second = detail::pick<detail::Longs, Interleaved<count / 2, 1>>(ab, cd);
-    third = detail::pick<detail::Longs, Interleaved<count / 2, 0>>(upperAB, upperCD);
-    fourth = detail::pick<detail::Longs, Interleaved<count / 2, 1>>(upperAB, upperCD);
+    using detail::pick;
+    const Ints lower[2] = {pick<Ints, Interleaved<count, 0>>(packs[0], packs[1]),
+                           pick<Ints, Interleaved<count, 0>>(packs[2], packs[3])};
+    const Ints upper[2] = {pick<Ints, Interleaved<count, 1>>(packs[0], packs[1]),
+                           pick<Ints, Interleaved<count, 1>>(packs[2], packs[3])};
+    result[0] = pick<detail::Longs, Interleaved<count / 2, 0>>(lower[0], lower[1]);
+    result[1] = pick<detail::Longs, Interleaved<count / 2, 1>>(lower[0], lower[1]);
+    result[2] = pick<detail::Longs, Interleaved<count / 2, 0>>(upper[0], upper[1]);
+    result[3] = pick<detail::Longs, Interleaved<count / 2, 1>>(upper[0], upper[1]);
 }
 
 /// 4 * count bytes in groups of four, dealt out so that interleaving bytes and then halves brings them back into order:

@@ -102,11 +102,6 @@ ONDRIX_INLINE Ints multiplyPairs(Ints a, Ints b) {
     return (a << 16 >> 16) * (b << 16 >> 16) + (a >> 16) * (b >> 16);
 }
 
-/// Low halves and high halves each multiplied, the products modulo 2^16.
-ONDRIX_INLINE Ints multiplyHalves(Ints a, Ints b) {
-    return ((a & 0xffff) * (b & 0xffff) & 0xffff) | shiftRightLogical<16>(a) * shiftRightLogical<16>(b) << 16;
-}
-
 /// The upper 16 bits of the products of unsigned halves.
 ONDRIX_INLINE Ints multiplyHigh(Ints a, Ints b) {
     Halves result{};
@@ -169,15 +164,9 @@ ONDRIX_INLINE Ints packWords(Ints a, Ints b, Ints c, Ints d) {
     return reinterpret_cast<Ints>(result);
 }
 
-/// Words of the 2 * count at `p`: those that the lowest byte of each tap numbers, and those that the next byte does.
-ONDRIX_INLINE void pickPairs(const std::uint8_t* p, const std::int32_t* taps, Ints& first, Ints& second) {
-    for (int i = 0; i < count; i++) {
-        std::int32_t words[2];
-        std::memcpy(&words[0], p + 4 * (taps[i] & 255), 4);
-        std::memcpy(&words[1], p + 4 * (taps[i] >> 8 & 255), 4);
-        first[i] = words[0];
-        second[i] = words[1];
-    }
+/// Words of the 2 * count at `p`, numbered by the lowest bits of each lane.
+ONDRIX_INLINE Ints pickWords(const std::uint8_t* p, Ints index) {
+    return gather(p, index & (2 * count - 1));
 }
 
 }  // namespace ondrix::shading::lanes

@@ -86,10 +86,6 @@ ONDRIX_INLINE Ints multiplyPairs(Ints a, Ints b) {
     return reinterpret_cast<Ints>(_mm_madd_epi16(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
 }
 
-ONDRIX_INLINE Ints multiplyHalves(Ints a, Ints b) {
-    return reinterpret_cast<Ints>(_mm_mullo_epi16(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
-}
-
 ONDRIX_INLINE Ints multiplyHigh(Ints a, Ints b) {
     return reinterpret_cast<Ints>(_mm_mulhi_epu16(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
 }
@@ -119,18 +115,8 @@ ONDRIX_INLINE Ints packWords(Ints a, Ints b, Ints c, Ints d) {
     return reinterpret_cast<Ints>(_mm_packus_epi16(low, high));
 }
 
-ONDRIX_INLINE void pickPairs(const std::uint8_t* p, const std::int32_t* taps, Ints& first, Ints& second) {
-    const auto words = [&](int byte) __attribute__((always_inline)) {
-        const auto word = [&](int i) __attribute__((always_inline)) {
-            std::int32_t w;
-            std::memcpy(&w, p + 4 * static_cast<std::int64_t>(reinterpret_cast<const std::uint8_t*>(taps + i)[byte]),
-                        4);
-            return w;
-        };
-        return Ints{word(0), word(1), word(2), word(3)};
-    };
-    first = words(0);
-    second = words(1);
+ONDRIX_INLINE Ints pickWords(const std::uint8_t* p, Ints index) {
+    return gather(p, index & (2 * count - 1));
 }
 
 }  // namespace ondrix::shading::lanes

@@ -140,16 +140,13 @@ inline bool isCopy(const Columns& c, const TextureView& view, const Varying2& at
 
 #if !defined(ONDRIX_PLAIN)
 
-/// Texels that a pack of columns picks from at once.
-inline constexpr int windowTexels = 2 * lanes::count;
-
 /// Fills in the tables for blending the columns; false when they were to be compact and can't.
 inline bool fillTables(Columns& c, const TextureView& view, const Varying2& at, bool compact) {
     const Course course = c.lines.course;
     const int size = course.length(view), count = c.last - c.first, texels = c.lines.texels;
     const sampling::Line line = sampling::gridLine(at, course.along(), size);
     c.compact = compact;
-    const int windowEnd = texels - (compact ? windowTexels : 2);
+    const int windowEnd = texels - (compact ? sampling::windowTexels : 2);
     if (windowEnd < 0) return false;
     for (int i = 0; i < count; i += lanes::count) {
         // Columns beyond the last one are like it.
@@ -168,7 +165,7 @@ inline bool fillTables(Columns& c, const TextureView& view, const Varying2& at, 
             const std::int32_t window = wanted < windowEnd ? wanted : windowEnd;
             // A byte can't hold a weight of 256, but twice the same texel amounts to that.
             const std::int32_t left = texel - window, right = left + (weight != 0);
-            if (right >= windowTexels) return false;
+            if (right >= sampling::windowTexels) return false;
             c.window[i + k] = window;
             c.taps[i + k] = left | right << 8 | (weight != 0 ? (256 - weight) << 16 | weight << 24 : 0x80800000);
         }
@@ -187,7 +184,8 @@ inline bool fillTables(Columns& c, const TextureView& view, const Varying2& at, 
         if (__builtin_expect(compact, 1)) {
             const std::uint8_t* texels = line + 4 * static_cast<std::int64_t>(window[i]);
             lanes::fetchToRead(texels);
-            lanes::pickPairs(texels, taps + i, left, right);
+            left = lanes::pickWords(texels, these);
+            right = lanes::pickWords(texels, these >> 8);
         } else {
             lanes::Ints first, second;
             lanes::gatherPairs(line, lanes::load(window + i), first, second);
@@ -313,23 +311,12 @@ ONDRIX_INLINE Texel readBlend(const Row& row, int i, Format format) {
                        *below = row.below + 8 * static_cast<std::int64_t>(i);
     const lanes::Ints a0 = lanes::loadWords(above), a1 = lanes::loadWords(above + half);
     const lanes::Ints b0 = lanes::loadWords(below), b1 = lanes::loadWords(below + half);
-    const auto sums = [&](lanes::Ints pairs) __attribute__((always_inline)) {
-        return lanes::multiplyPairs(pairs, lanes::broadcast(row.weights)) + 32768 * 256;
-    };
-    // Each 16 bytes hold the four sums of a pixel.
-    const lanes::Ints s0 = sums(lanes::interleaveHalves<0>(a0, b0)), s1 = sums(lanes::interleaveHalves<1>(a0, b0));
-    const lanes::Ints s2 = sums(lanes::interleaveHalves<0>(a1, b1)), s3 = sums(lanes::interleaveHalves<1>(a1, b1));
-    lanes::Ints first, second, third, fourth;
-    lanes::transpose(s0, s1, s2, s3, first, second, third, fourth);
-    const auto inOrder = [](lanes::Ints v) __attribute__((always_inline)) {
-        return Int(lanes::undealt(v));
-    };
-    Texel texel = texelFromSums(inOrder(first), inOrder(second), inOrder(third), inOrder(fourth), format);
-    const auto rounded = [](lanes::Ints v) __attribute__((always_inline)) {
-        return lanes::shiftRightLogical<16>(v + 32768);
-    };
-    texel.exact = inOrder(lanes::packWords(rounded(s0), rounded(s1), rounded(s2), rounded(s3)));
-    return texel;
+    const lanes::Ints weights = lanes::broadcast(row.weights);
+    return sampling::blendLines(
+        {lanes::interleaveHalves<0>(a0, b0), lanes::interleaveHalves<1>(a0, b0), lanes::interleaveHalves<0>(a1, b1),
+         lanes::interleaveHalves<1>(a1, b1)},
+        {weights, weights, weights, weights}, format,
+        [](lanes::Ints v) __attribute__((always_inline)) { return lanes::undealt(v); });
 }
 #endif
 

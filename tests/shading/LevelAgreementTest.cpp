@@ -98,6 +98,22 @@ TEST_P(LevelAgreement, TurnedAndMirroredRows) {
     }
 }
 
+// Texels picked from windows of few rows, or fetched one by one, in the middle and at all edges.
+TEST_P(LevelAgreement, TurnsByAnyAngle) {
+    for (const auto& [w, h] : {std::pair{31, 9}, {33, 9}, {75, 40}}) {
+        Image source(w, h, Format::bgra8, 8);
+        for (const double angle : {1e-5, 0.02, -0.12, 0.5, 0.8, -1.5, 3.0}) {
+            for (const double scale : {0.3, 1.0, 2.2}) {
+                const double c = scale * std::cos(angle), s = scale * std::sin(angle);
+                Draw d{fill(w + 5, h + 3), {source.view()}, {linearClamp}};
+                d.mapping = {{0.5 - (c * w - s * h) / 2 / w, c / w, -s / w},
+                             {0.5 - (s * w + c * h) / 2 / h, s / h, c / h}};
+                expectSameDraw(OWN_LIBRARY, present, d, w + 5, h + 3, Format::bgra8);
+            }
+        }
+    }
+}
+
 TEST_P(LevelAgreement, EveryFormatFilterAndAddressMode) {
     for (Format from : formats) {
         Image source(13, 9, from, 3);
