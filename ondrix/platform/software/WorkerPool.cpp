@@ -26,7 +26,10 @@ struct WorkerPool::Worker {
     alignas(64) std::atomic<int> asleep{0};
 };
 
-WorkerPool::WorkerPool(int threadCount) : threadCount_(threadCount), scratch_(static_cast<std::size_t>(threadCount)) {}
+WorkerPool::WorkerPool(int threadCount)
+    : threadCount_(threadCount),
+      scratch_(static_cast<std::size_t>(threadCount)),
+      parts_(static_cast<std::size_t>(threadCount)) {}
 
 WorkerPool::~WorkerPool() {
     stopping_.store(true);
@@ -63,12 +66,25 @@ void WorkerPool::start() noexcept {
     }
 }
 
-void WorkerPool::takeStrips(void* scratch) noexcept {
-    for (;;) {
-        const int strip = nextStrip_.fetch_add(1, std::memory_order_relaxed);
-        if (strip >= stripCount_) return;
-        work_(context_, strip, scratch);
+int WorkerPool::takeStrip(std::size_t index) noexcept {
+    for (std::size_t turn = 0; turn < parts_.size(); ++turn) {
+        Part& part = parts_[(index + turn) % parts_.size()];
+        if (part.next.load(std::memory_order_relaxed) >= part.end) continue;
+        const int strip = part.next.fetch_add(1, std::memory_order_relaxed);
+        if (strip < part.end) return strip;
     }
+    return -1;
+}
+
+void WorkerPool::takeStrips(std::size_t index) noexcept {
+    void* scratch = scratch_[index].bytes();
+    for (int strip = takeStrip(index); strip >= 0; strip = takeStrip(index)) work_(context_, strip, scratch);
+}
+
+int WorkerPool::stripsLeft() const noexcept {
+    int left = 0;
+    for (const Part& part : parts_) left += std::max(0, part.end - part.next.load(std::memory_order_relaxed));
+    return left;
 }
 
 void WorkerPool::run(int stripCount, Work work, void* context, std::int64_t bytes) noexcept {
@@ -79,25 +95,29 @@ void WorkerPool::run(int stripCount, Work work, void* context, std::int64_t byte
     }
     work_ = work;
     context_ = context;
-    stripCount_ = stripCount;
-    nextStrip_.store(0, std::memory_order_relaxed);
+    for (int index = 0; index < threadCount_; ++index) {
+        Part& part = parts_[static_cast<std::size_t>(index)];
+        const auto boundary = [&](int i) { return static_cast<int>(std::int64_t{stripCount} * i / threadCount_); };
+        part.next.store(boundary(index), std::memory_order_relaxed);
+        part.end = boundary(index + 1);
+    }
     epoch_.fetch_add(1);  // open: workers that look out join
 
     if (bytes > surelyWorthWaking) {
         wakeWorkers(std::min(stripCount - 1, threadCount_ - 1));
-        takeStrips(scratch);
+        takeStrips(0);
     }
     // The first strips tell whether the rest is worth waking the sleepers for.
     using Clock = std::chrono::steady_clock;
     const auto begin = Clock::now();
     for (int done = 1;; ++done) {
-        const int strip = nextStrip_.fetch_add(1, std::memory_order_relaxed);
-        if (strip >= stripCount) break;
+        const int strip = takeStrip(0);
+        if (strip < 0) break;
         work(context, strip, scratch);
-        const int left = stripCount - nextStrip_.load(std::memory_order_relaxed);
+        const int left = stripsLeft();
         if (left > 0 && (Clock::now() - begin) / done * left > worthWaking) {
             wakeWorkers(std::min(left, threadCount_ - 1));
-            takeStrips(scratch);
+            takeStrips(0);
             break;
         }
     }
@@ -148,7 +168,7 @@ void WorkerPool::workerLoop(Worker& worker) noexcept {
         const std::uint64_t epoch = epoch_.load();
         if ((epoch & 1) != 0 && epoch != seen) {
             seen = epoch;
-            takeStrips(scratch_[worker.index].bytes());
+            takeStrips(worker.index);
         }
         inside_.fetch_sub(1);
     }

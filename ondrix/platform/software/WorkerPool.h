@@ -10,10 +10,11 @@
 
 namespace ondrix::software {
 
-/// Shares the strips of one piece of work among worker threads and the calling thread. Which thread does which strip is
-/// left to chance, so strips must not depend on each other. Threads start with the first work that is worth it; after
-/// work they look out for more for a short while, then sleep. One caller at a time; destroyed by any thread but its own
-/// workers.
+/// Shares the strips of one piece of work among worker threads and the calling thread. Each begins with a part of its
+/// own, always the same one, whose pixels are likely to be in its caches from the work before; whoever is done takes
+/// over strips of others. So strips must not depend on each other. Threads start with the first work that is worth it;
+/// after work they look out for more for a short while, then sleep. One caller at a time; destroyed by any thread but
+/// its own workers.
 class WorkerPool {
 public:
     using Work = void (*)(void* context, int strip, void* scratch);
@@ -38,7 +39,11 @@ private:
 
     void start() noexcept;
     void workerLoop(Worker& worker) noexcept;
-    void takeStrips(void* scratch) noexcept;
+    /// A strip for the thread `index`, the caller being 0; -1 when none are left.
+    int takeStrip(std::size_t index) noexcept;
+    void takeStrips(std::size_t index) noexcept;
+    /// Strips that nobody has taken.
+    [[nodiscard]] int stripsLeft() const noexcept;
     void wakeWorkers(int count) noexcept;
 
     const int threadCount_;
@@ -49,8 +54,11 @@ private:
     // The work of the moment. The plain members are written while no worker is inside.
     Work work_ = nullptr;
     void* context_ = nullptr;
-    int stripCount_ = 0;
-    std::atomic<int> nextStrip_{0};
+    struct alignas(64) Part {
+        std::atomic<int> next{0};  ///< first strip that isn't taken; may lie beyond the end
+        int end = 0;
+    };
+    std::vector<Part> parts_;              ///< one for each thread
     std::atomic<std::uint64_t> epoch_{0};  ///< odd while there is work to join
     std::atomic<int> inside_{0};           ///< workers that may touch the work
     std::atomic<bool> stopping_{false};
