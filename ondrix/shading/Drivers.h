@@ -111,12 +111,12 @@ private:
 
 template <auto function>
 struct Fragment {
-    static_assert(sizeof(function) == 0, "a fragment function returns Float4 or Texel");
+    static_assert(sizeof(function) == 0, "a fragment function returns Float4, Texel or Sampled");
 };
 
 template <class Colour, class... A, Colour (*function)(A...)>
 struct Fragment<function> {
-    static_assert(std::is_convertible_v<Colour, Float4>, "a fragment function returns Float4 or Texel");
+    static_assert(std::is_convertible_v<Colour, Float4>, "a fragment function returns Float4, Texel or Sampled");
     using List = ParameterList<Plain<A>...>;
     using Bound = typename List::Bound;
     using Rows = std::tuple<Plain<A>...>;  // what each varying is along a row; other elements unused
