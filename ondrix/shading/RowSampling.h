@@ -47,8 +47,8 @@ struct Columns {
 /// One row of a draw, ready to be read.
 struct Row {
     Kind kind = Kind::general;
-    std::int32_t first = 0;  ///< column that the pointers below belong to
-    std::int32_t weights;    ///< of the lines to be blended, in halves
+    std::int32_t first = 0;    ///< column that the pointers below belong to
+    std::int32_t weights = 0;  ///< of the lines to be blended, in halves
     const std::uint8_t* above = nullptr;
     const std::uint8_t* below = nullptr;
 };
