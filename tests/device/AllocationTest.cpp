@@ -104,7 +104,7 @@ TEST_F(Allocation, NotForEffects) {
                 ++started;
                 while (started - finished->count > mostUnfinished) std::this_thread::yield();
             };
-            // A busy machine may have a thread help for the first time now, which takes memory once and not again.
+            // Seldom, on a busy machine, something takes memory once in all these frames; what isn't known.
             int taken = 1;
             for (int turn = 0; turn < 3 && taken > 0; ++turn) taken = inFrames(200, frame);
             EXPECT_EQ(taken, 0) << wait;
