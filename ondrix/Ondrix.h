@@ -4,8 +4,10 @@
 
 #include <ondrix/conversion/MetalComputeCommandRunner.h>
 #include <ondrix/conversion/MetalTextureConverter.h>
+#include <ondrix/conversion/YUVToRGBConstants.h>
 #include <ondrix/core/Device.h>
 #include <ondrix/core/DeviceManager.h>
+#include <ondrix/core/Failure.h>
 #include <ondrix/core/Logger.h>
 #include <ondrix/core/ManagedResource.h>
 #include <ondrix/core/ResourceTracker.h>
@@ -19,8 +21,13 @@
 #include <ondrix/passes/PresentTextureEffect.h>
 #include <ondrix/passes/PresentTexturePass.h>
 #include <ondrix/passes/RenderPass.h>
+#include <ondrix/platform/avfoundation/AVPlayer.h>
+#include <ondrix/platform/corevideo/PixelBufferLock.h>
+#include <ondrix/platform/metalkit/HeadlessView.h>
+#include <ondrix/platform/quartzcore/CACurrentMediaTime.h>
 #include <ondrix/profiling/Profiler.h>
 #include <ondrix/resources/ConstantBuffer.h>
+#include <ondrix/resources/Pixels.h>
 #include <ondrix/resources/Sampler.h>
 #include <ondrix/resources/Texture.h>
 #include <ondrix/resources/TextureDelegate.h>

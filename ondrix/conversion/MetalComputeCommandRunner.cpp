@@ -2,6 +2,7 @@
 #include <utility>
 
 #include <ondrix/conversion/MetalComputeCommandRunner.h>
+#include <ondrix/core/Failure.h>
 #include <ondrix/core/Logger.h>
 #include <ondrix/core/ThreadGroupDispatchSize.h>
 #include <ondrix/resources/ConstantBytes.h>
@@ -16,8 +17,10 @@ MetalComputeCommandRunner::MetalComputeCommandRunner(std::shared_ptr<MTLDevice> 
 std::shared_ptr<MetalComputeCommandRunner> MetalComputeCommandRunner::create(std::shared_ptr<MTLDevice> device,
                                                                              std::shared_ptr<MTLFunction> function) {
     assert(device != nullptr && function != nullptr);
-    auto pipelineState = device->makeComputePipelineState(function, nullptr);
+    NSError reason;
+    auto pipelineState = device->makeComputePipelineState(function, &reason);
     if (pipelineState == nullptr) {
+        Failure::because(reason);
         Logger::gfx().error("Failed to create compute pipeline state for the MetalComputeCommandRunner.");
         return nullptr;
     }
@@ -41,8 +44,10 @@ std::shared_ptr<MetalComputeCommandRunner> MetalComputeCommandRunner::create(std
                                                                              const NSBundle& bundle,
                                                                              const std::string& functionName) {
     assert(device != nullptr);
-    auto shaderLib = device->makeDefaultLibrary(bundle, nullptr);
+    NSError reason;
+    auto shaderLib = device->makeDefaultLibrary(bundle, &reason);
     if (shaderLib == nullptr) {
+        Failure::because(reason);
         Logger::gfx().error("Failed to create default library with the bundle '%s'.", bundle.bundlePath().c_str());
         return nullptr;
     }
@@ -85,18 +90,20 @@ bool MetalComputeCommandRunner::updateConstantBuffer(const void* withData, Int l
     return true;
 }
 
-bool MetalComputeCommandRunner::run(const std::map<Int, std::shared_ptr<MTLTexture>>& withTextures,
-                                    Int outputTextureWidth, Int outputTextureHeight,
-                                    const std::map<Int, std::shared_ptr<MTLSamplerState>>* samplers,
-                                    bool waitUntilCompleted) {
-    if (outputTextureWidth < 0 || outputTextureHeight < 0) return false;
+std::shared_ptr<MTLCommandBuffer> MetalComputeCommandRunner::commit(
+    const std::map<Int, std::shared_ptr<MTLTexture>>& withTextures, Int outputTextureWidth, Int outputTextureHeight,
+    const std::map<Int, std::shared_ptr<MTLSamplerState>>* samplers) const {
+    if (outputTextureWidth < 0 || outputTextureHeight < 0) {
+        Failure::because("The output has a negative side.");
+        return nullptr;
+    }
     const auto commandQueue = device_->makeCommandQueue();
-    if (commandQueue == nullptr) return false;
-    const auto commandBuffer = commandQueue->makeCommandBuffer();
-    if (commandBuffer == nullptr) return false;
-    const auto encoder = commandBuffer->makeComputeCommandEncoder();
-    if (encoder == nullptr) return false;
-
+    const auto commandBuffer = commandQueue != nullptr ? commandQueue->makeCommandBuffer() : nullptr;
+    const auto encoder = commandBuffer != nullptr ? commandBuffer->makeComputeCommandEncoder() : nullptr;
+    if (encoder == nullptr) {
+        Failure::because("The device makes no command queue, command buffer or encoder.");
+        return nullptr;
+    }
     encoder->setComputePipelineState(pipelineState_);
     for (const auto& [index, texture] : withTextures) encoder->setTexture(texture, index);
     if (samplers != nullptr) {
@@ -110,8 +117,64 @@ bool MetalComputeCommandRunner::run(const std::map<Int, std::shared_ptr<MTLTextu
     encoder->dispatchThreadgroups(threadGroupsPerGrid, threadGroupSize);
     encoder->endEncoding();
     commandBuffer->commit();
+    return commandBuffer;
+}
+
+bool MetalComputeCommandRunner::run(const std::map<Int, std::shared_ptr<MTLTexture>>& withTextures,
+                                    Int outputTextureWidth, Int outputTextureHeight,
+                                    const std::map<Int, std::shared_ptr<MTLSamplerState>>* samplers,
+                                    bool waitUntilCompleted) {
+    const auto commandBuffer = commit(withTextures, outputTextureWidth, outputTextureHeight, samplers);
+    if (commandBuffer == nullptr) return false;
     if (waitUntilCompleted) commandBuffer->waitUntilCompleted();
     return true;
+}
+
+bool MetalComputeCommandRunner::run(const std::map<Int, std::shared_ptr<MTLTexture>>& withTextures,
+                                    Int outputTextureWidth, Int outputTextureHeight,
+                                    const std::map<Int, std::shared_ptr<MTLSamplerState>>* samplers,
+                                    bool waitUntilCompleted, NSError* error) {
+    return Failure::toldTo(error, [&] {
+        const auto commandBuffer = commit(withTextures, outputTextureWidth, outputTextureHeight, samplers);
+        if (commandBuffer == nullptr) return false;
+        if (!waitUntilCompleted) return true;
+        commandBuffer->waitUntilCompleted();
+        if (commandBuffer->status() != MTLCommandBufferStatus::error) return true;
+        Failure::because(commandBuffer->error().value_or(NSError()));
+        return false;
+    });
+}
+
+std::shared_ptr<MetalComputeCommandRunner> MetalComputeCommandRunner::create(std::shared_ptr<MTLDevice> device,
+                                                                             std::shared_ptr<MTLFunction> function,
+                                                                             NSError* error) {
+    return Failure::toldTo(error, [&] { return create(std::move(device), std::move(function)); });
+}
+
+std::shared_ptr<MetalComputeCommandRunner> MetalComputeCommandRunner::create(std::shared_ptr<MTLDevice> device,
+                                                                             std::shared_ptr<MTLLibrary> shaderLib,
+                                                                             const std::string& functionName,
+                                                                             NSError* error) {
+    return Failure::toldTo(error, [&] { return create(std::move(device), std::move(shaderLib), functionName); });
+}
+
+std::shared_ptr<MetalComputeCommandRunner> MetalComputeCommandRunner::create(std::shared_ptr<MTLDevice> device,
+                                                                             const NSBundle& bundle,
+                                                                             const std::string& functionName,
+                                                                             NSError* error) {
+    return Failure::toldTo(error, [&] { return create(std::move(device), bundle, functionName); });
+}
+
+bool MetalComputeCommandRunner::makeConstantBuffer(const void* withData, Int length, Int index, NSError* error) {
+    return Failure::toldTo(error, [&] { return makeConstantBuffer(withData, length, index); });
+}
+
+bool MetalComputeCommandRunner::makeConstantBuffer(Int length, Int index, NSError* error) {
+    return Failure::toldTo(error, [&] { return makeConstantBuffer(length, index); });
+}
+
+bool MetalComputeCommandRunner::updateConstantBuffer(const void* withData, Int length, Int index, NSError* error) {
+    return Failure::toldTo(error, [&] { return updateConstantBuffer(withData, length, index); });
 }
 
 }  // namespace ondrix

@@ -11,8 +11,9 @@
 namespace ondrix {
 
 /// Runs one compute function on platform objects, without a `Device` or an effect. It keeps the pipeline and the
-/// constant buffers; textures and samplers are given to each run. Used from one thread at a time. A buffer that an
-/// unfinished run reads may be updated, but which of the run's threads then see which 32-bit words is not defined.
+/// constant buffers; textures and samplers are given to each run. Runs may go on in several threads at once;
+/// buffers are made and updated while nobody else runs or updates. A buffer that an unfinished run reads may be
+/// updated, but which of the run's threads then see which 32-bit words is not defined.
 class MetalComputeCommandRunner {
 public:
     /// Null, with a message, when the library, the function or the pipeline can't be had.
@@ -25,6 +26,18 @@ public:
     [[nodiscard]] static std::shared_ptr<MetalComputeCommandRunner> create(std::shared_ptr<MTLDevice> device,
                                                                            const NSBundle& bundle,
                                                                            const std::string& functionName);
+    /// With the reason of a failure for the caller, in which case nothing is logged; `error` may be null.
+    [[nodiscard]] static std::shared_ptr<MetalComputeCommandRunner> create(std::shared_ptr<MTLDevice> device,
+                                                                           std::shared_ptr<MTLFunction> function,
+                                                                           NSError* error);
+    [[nodiscard]] static std::shared_ptr<MetalComputeCommandRunner> create(std::shared_ptr<MTLDevice> device,
+                                                                           std::shared_ptr<MTLLibrary> shaderLib,
+                                                                           const std::string& functionName,
+                                                                           NSError* error);
+    [[nodiscard]] static std::shared_ptr<MetalComputeCommandRunner> create(std::shared_ptr<MTLDevice> device,
+                                                                           const NSBundle& bundle,
+                                                                           const std::string& functionName,
+                                                                           NSError* error);
     virtual ~MetalComputeCommandRunner() = default;
     MetalComputeCommandRunner(const MetalComputeCommandRunner&) = delete;
     MetalComputeCommandRunner& operator=(const MetalComputeCommandRunner&) = delete;
@@ -45,11 +58,25 @@ public:
                      Int outputTextureHeight, const std::map<Int, std::shared_ptr<MTLSamplerState>>* samplers,
                      bool waitUntilCompleted);
 
+    /// With the reason of a failure for the caller; `error` may be null. This `run` is false also when it waits and the
+    /// GPU ends the work with an error.
+    [[nodiscard]] bool makeConstantBuffer(const void* withData, Int length, Int index, NSError* error);
+    [[nodiscard]] bool makeConstantBuffer(Int length, Int index, NSError* error);
+    [[nodiscard]] bool updateConstantBuffer(const void* withData, Int length, Int index, NSError* error);
+    [[nodiscard]] bool run(const std::map<Int, std::shared_ptr<MTLTexture>>& withTextures, Int outputTextureWidth,
+                           Int outputTextureHeight, const std::map<Int, std::shared_ptr<MTLSamplerState>>* samplers,
+                           bool waitUntilCompleted, NSError* error);
+
 protected:
     MetalComputeCommandRunner(std::shared_ptr<MTLDevice> device, std::shared_ptr<MTLFunction> function,
                               std::shared_ptr<MTLComputePipelineState> pipelineState);
 
 private:
+    /// Null when nothing was committed.
+    [[nodiscard]] std::shared_ptr<MTLCommandBuffer> commit(
+        const std::map<Int, std::shared_ptr<MTLTexture>>& withTextures, Int outputTextureWidth, Int outputTextureHeight,
+        const std::map<Int, std::shared_ptr<MTLSamplerState>>* samplers) const;
+
     std::shared_ptr<MTLDevice> device_;
     std::shared_ptr<MTLComputePipelineState> pipelineState_;
     std::shared_ptr<MTLFunction> shader_;

@@ -6,6 +6,7 @@
 
 #include <ondrix/core/ManagedResource.h>
 #include <ondrix/platform/foundation/NSBundle.h>
+#include <ondrix/platform/foundation/NSError.h>
 #include <ondrix/platform/foundation/URL.h>
 #include <ondrix/platform/metal/MTLDevice.h>
 #include <ondrix/types/Int.h>
@@ -26,20 +27,32 @@ class VideoTexture;
 
 /// One GPU and the factory of everything on it. Every object made here holds its device, so a device lives as long as
 /// anything made from it; the device itself holds only its quad mesh and its texture converter. A factory that fails
-/// logs one message, returns null and leaves the device as it was. After construction nothing changes, so factories may
-/// be used from any thread.
+/// logs one message, returns null and leaves the device as it was; with a trailing `NSError*` that isn't null it writes
+/// the reason there and logs nothing. After construction nothing changes, so factories may be used from any thread.
 class Device : public ManagedResource, public std::enable_shared_from_this<Device> {
 public:
     /// Null, with a message, when the quad mesh or the texture converter can't be made.
     [[nodiscard]] static std::shared_ptr<Device> create(std::shared_ptr<MTLDevice> mtlDevice);
+    [[nodiscard]] static std::shared_ptr<Device> create(std::shared_ptr<MTLDevice> mtlDevice, NSError* error);
     ~Device() override;
 
     [[nodiscard]] const std::shared_ptr<MTLDevice>& mtlDevice() const noexcept { return mtlDevice_; }
     /// A strip of two triangles over the whole output, texture coordinate (0, 0) at the top left; holding it holds the
     /// device.
     [[nodiscard]] virtual std::shared_ptr<Mesh> defaultQuadMesh() const;
+
+protected:
+    virtual void setDefaultQuadMesh(std::shared_ptr<Mesh> mesh);
+
+public:
     [[nodiscard]] virtual std::shared_ptr<MetalTextureConverter> textureConverter() const;
 
+protected:
+    virtual void setTextureConverter(std::shared_ptr<MetalTextureConverter> converter);
+    [[nodiscard]] virtual std::shared_ptr<ResourceTracker> resourceTracker() const;
+    virtual void setResourceTracker(std::shared_ptr<ResourceTracker> tracker);
+
+public:
     void prepareForRelease() override;  ///< does nothing
     void cleanup() override;            ///< does nothing
 
@@ -87,15 +100,38 @@ public:
     /// A new mesh like the default one on every call.
     [[nodiscard]] virtual std::shared_ptr<Mesh> makeQuadMesh();
 
+    /// A texture around one of the platform's, which must be of this device; its pixels are shared, not copied.
+    [[nodiscard]] std::shared_ptr<Texture> makeTexture(std::shared_ptr<MTLTexture> mtlTexture);
+    /// The library of the framework's own functions, such as "Ondrix::Blit::CS_Main".
+    [[nodiscard]] std::shared_ptr<ShaderLibrary> makeFrameworkShaderLibrary(NSError* error);
+
+    /// The operations above, with the reason of a failure for the caller; `error` may be null.
+    [[nodiscard]] std::shared_ptr<ShaderLibrary> makeShaderLibrary(AnyClass bundleForClass,
+                                                                   const std::string& resourceName,
+                                                                   const std::string& extension, NSError* error);
+    [[nodiscard]] std::shared_ptr<ShaderLibrary> makeShaderLibrary(const URL& fromURL, NSError* error);
+    [[nodiscard]] std::shared_ptr<ShaderLibrary> makeDefaultShaderLibrary(NSError* error);
+    [[nodiscard]] std::shared_ptr<ShaderLibrary> makeDefaultShaderLibrary(const NSBundle& bundle, NSError* error);
+    [[nodiscard]] std::shared_ptr<ConstantBuffer> makeConstantBuffer(const void* withData, Int length, NSError* error);
+    [[nodiscard]] std::shared_ptr<Sampler> makeSampler(MTLSamplerMinMagFilter minFilter,
+                                                       MTLSamplerMinMagFilter magFilter,
+                                                       MTLSamplerAddressMode sAddressMode,
+                                                       MTLSamplerAddressMode tAddressMode, Int maxAnisotropy,
+                                                       MTLSamplerBorderColor borderColor, NSError* error);
+    [[nodiscard]] std::shared_ptr<Texture> makeTexture(const URL& fromURL, bool sRGB, NSError* error);
+    [[nodiscard]] std::shared_ptr<Texture> makeTexture(const NSBundle& fromBundle, const std::string& fileName,
+                                                       const std::string& fileExtension, bool sRGB, NSError* error);
+    [[nodiscard]] std::shared_ptr<Texture> makeTexture(Int width, Int height, MTLPixelFormat pixelFormat,
+                                                       MTLTextureUsage usages, NSError* error);
+    [[nodiscard]] std::shared_ptr<Texture> makeTexture(Size2<Int> size, MTLPixelFormat pixelFormat,
+                                                       MTLTextureUsage usages, NSError* error);
+    [[nodiscard]] std::shared_ptr<Mesh> makeQuadMesh(NSError* error);
+
 protected:
     explicit Device(std::shared_ptr<MTLDevice> mtlDevice);
     /// The second half of construction: makes the quad mesh and the converter. False when either can't be made.
     [[nodiscard]] bool start();
 
-    virtual void setDefaultQuadMesh(std::shared_ptr<Mesh> mesh);
-    virtual void setTextureConverter(std::shared_ptr<MetalTextureConverter> converter);
-    [[nodiscard]] virtual std::shared_ptr<ResourceTracker> resourceTracker() const;
-    virtual void setResourceTracker(std::shared_ptr<ResourceTracker> tracker);
     [[nodiscard]] virtual std::shared_ptr<MetalTextureConverter> makeTextureConverter();
 
 private:
@@ -105,7 +141,6 @@ private:
     [[nodiscard]] std::shared_ptr<MTLTexture> makeMTLTexture(Int width, Int height, MTLPixelFormat pixelFormat,
                                                              MTLTextureUsage usages);
     [[nodiscard]] std::shared_ptr<MTLTexture> loadMTLTexture(const URL& fromURL, bool sRGB, NSError& error);
-    [[nodiscard]] std::shared_ptr<Texture> wrap(std::shared_ptr<MTLTexture> mtlTexture);
     [[nodiscard]] std::shared_ptr<ShaderLibrary> wrap(std::shared_ptr<MTLLibrary> mtlLibrary);
 
     std::shared_ptr<MTLDevice> mtlDevice_;

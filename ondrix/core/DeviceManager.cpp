@@ -9,7 +9,7 @@ DeviceManager::DeviceManager() {
 }
 
 DeviceManager& DeviceManager::shared() {
-    static DeviceManager* const manager = new DeviceManager;
+    static const auto& manager = *new std::shared_ptr<DeviceManager>(new DeviceManager);
     return *manager;
 }
 

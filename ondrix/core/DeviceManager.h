@@ -9,7 +9,8 @@ namespace ondrix {
 
 /// The owner of the process's default device, which is built on the system's default GPU. There is one manager, made on
 /// first use from whatever thread and never destroyed; its default device is read and dropped on one thread at a time.
-class DeviceManager : public ManagedResource {
+/// A tracker of resources takes it as `DeviceManager::shared().shared_from_this()`.
+class DeviceManager : public ManagedResource, public std::enable_shared_from_this<DeviceManager> {
 public:
     [[nodiscard]] static DeviceManager& shared();
 

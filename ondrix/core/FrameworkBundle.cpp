@@ -1,10 +1,15 @@
-#include <ondrix/conversion/MetalTextureConverter.h>
 #include <ondrix/core/FrameworkBundle.h>
 
 namespace ondrix {
 
+namespace {
+
+constexpr char codeOfTheFramework = 0;
+
+}  // namespace
+
 std::shared_ptr<NSBundle> frameworkBundle() {
-    return NSBundle::bundleForClass(MetalTextureConverter::anyClass());
+    return NSBundle::bundleForClass({&codeOfTheFramework});
 }
 
 }  // namespace ondrix

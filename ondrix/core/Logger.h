@@ -13,6 +13,11 @@ public:
     /// category "gfx". Its subsystem is the main bundle's identifier, or the program's file name without one. Made on
     /// first use and never destroyed.
     [[nodiscard]] static const Logger& gfx();
+
+    /// Logs the message. `gfx` tells it instead to a caller who asked for the reason by an `NSError*`, see `Failure`.
+    [[gnu::format(printf, 2, 3)]] void error(const char* format, ...) const noexcept;
+    /// Whether anybody will see an error: arguments that are costly to build wait for that.
+    [[nodiscard]] static bool wantsErrors() noexcept;
 };
 
 }  // namespace ondrix

@@ -2,7 +2,7 @@
 #include <cstdio>
 #include <string>
 
-#include <ondrix/core/ClassName.h>
+#include <ondrix/base/ClassName.h>
 #include <ondrix/core/ResourceTracker.h>
 
 namespace ondrix {
@@ -23,6 +23,10 @@ void ResourceTracker::printTrackedResources() {
     // Declared before the lock: the last reference to a resource may drop here, and its destructor may use the tracker.
     std::vector<std::shared_ptr<ManagedResource>> alive;
     const std::lock_guard lock(lock_);
+    // Whatever needs memory comes before the list is touched.
+    const std::string doubleLine(80, '=');
+    const std::string singleLine(80, '-');
+    alive.reserve(resources_.size());
     std::erase_if(resources_, [&alive](const ResourceInfo& info) {
         std::shared_ptr<ManagedResource> resource = info.resource.lock();
         if (resource == nullptr) return true;
@@ -30,8 +34,6 @@ void ResourceTracker::printTrackedResources() {
         return false;
     });
 
-    const std::string doubleLine(80, '=');
-    const std::string singleLine(80, '-');
     std::printf("%s\n Tracked resources:\n%s\n", doubleLine.c_str(), singleLine.c_str());
     int position = 0;
     for (const auto& resource : alive) std::printf(" - %3d: %s\n", position++, className(*resource).c_str());

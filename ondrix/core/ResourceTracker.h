@@ -4,7 +4,7 @@
 #include <mutex>
 #include <vector>
 
-#include <ondrix/core/Identity.h>
+#include <ondrix/base/Identity.h>
 #include <ondrix/core/ManagedResource.h>
 
 namespace ondrix {

@@ -1,4 +1,6 @@
+#include <charconv>
 #include <cstdio>
+#include <iterator>
 
 #include <ondrix/core/Utility.h>
 #include <ondrix/platform/os/mach_time.h>
@@ -12,7 +14,11 @@ void Utility::measure(const std::string& label, const std::function<void()>& blo
     block();
     const std::uint64_t end = mach_absolute_time();
     const double milliseconds = static_cast<double>(end - start) * timebase.numer / timebase.denom / 1000000.0;
-    std::printf("%s took %.3f ms\n", label.c_str(), milliseconds);
+    // A point whatever the application's locale has.
+    char digits[400];  // of the largest double, with three decimals
+    const char* const endOfDigits =
+        std::to_chars(std::begin(digits), std::end(digits), milliseconds, std::chars_format::fixed, 3).ptr;
+    std::printf("%s took %.*s ms\n", label.c_str(), static_cast<int>(endOfDigits - digits), digits);
 }
 
 }  // namespace ondrix

@@ -1,7 +1,6 @@
 #include <cassert>
 #include <utility>
 
-#include <ondrix/core/FatalError.h>
 #include <ondrix/passes/BlitComputePass.h>
 #include <ondrix/passes/PassParts.h>
 
@@ -12,17 +11,19 @@ BlitComputePass::BlitComputePass(std::shared_ptr<Device> device, std::shared_ptr
     : ComputePass(std::move(device), std::move(computeShader), std::move(outputTexture)),
       inputTexture_(std::move(inputTexture)) {}
 
-std::shared_ptr<BlitComputePass> BlitComputePass::create(std::shared_ptr<Device> device,
-                                                         std::shared_ptr<Texture> inputTexture,
-                                                         std::shared_ptr<Texture> outputTexture) {
+std::shared_ptr<BlitComputePass> BlitComputePass::make(IfMissing ifMissing, std::shared_ptr<Device> device,
+                                                       std::shared_ptr<Texture> inputTexture,
+                                                       std::shared_ptr<Texture> outputTexture) {
     assert(device != nullptr && inputTexture != nullptr && outputTexture != nullptr);
-    const auto library = frameworkShaderLibrary(*device);
+    const auto library = frameworkShaderLibrary(*device, ifMissing);
+    if (library == nullptr) return nullptr;
     auto shader = library->makeShader("Ondrix::Blit::CS_Main", ShaderType::computeShader);
-    if (shader == nullptr) fatalError("Failed to load compute shader for the blit pass.");
+    if (shader == nullptr) return lacks(ifMissing, "Failed to load compute shader for the blit pass.");
     shader->setShaderResource(inputTexture, 0);
     shader->setShaderResource(outputTexture, 1);
-    return std::shared_ptr<BlitComputePass>(
+    std::shared_ptr<BlitComputePass> pass(
         new BlitComputePass(std::move(device), std::move(shader), std::move(inputTexture), std::move(outputTexture)));
+    return ifMissing == IfMissing::fail && !pass->hasPipeline() ? nullptr : pass;
 }
 
 void BlitComputePass::set(std::shared_ptr<Texture> inputTexture) {

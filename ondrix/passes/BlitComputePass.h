@@ -6,6 +6,8 @@
 
 namespace ondrix {
 
+enum class IfMissing : unsigned char;
+
 /// Copies an input texture to the output position for position, where both have the position. Made by `BlitEffect`.
 class BlitComputePass : public ComputePass {
 public:
@@ -21,10 +23,10 @@ protected:
 private:
     friend class BlitEffect;
 
-    /// Stops the process with a message when the framework's shader library or its function is missing.
-    [[nodiscard]] static std::shared_ptr<BlitComputePass> create(std::shared_ptr<Device> device,
-                                                                 std::shared_ptr<Texture> inputTexture,
-                                                                 std::shared_ptr<Texture> outputTexture);
+    /// Needs the framework's shader library and its function; where the process goes on without, null.
+    [[nodiscard]] static std::shared_ptr<BlitComputePass> make(IfMissing ifMissing, std::shared_ptr<Device> device,
+                                                               std::shared_ptr<Texture> inputTexture,
+                                                               std::shared_ptr<Texture> outputTexture);
 
     std::shared_ptr<Texture> inputTexture_;
 };

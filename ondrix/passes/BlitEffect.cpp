@@ -1,30 +1,58 @@
+#include <cassert>
 #include <utility>
 
-#include <ondrix/core/FatalError.h>
+#include <ondrix/base/FatalError.h>
+#include <ondrix/core/Failure.h>
 #include <ondrix/passes/BlitComputePass.h>
 #include <ondrix/passes/BlitEffect.h>
 #include <ondrix/passes/BlitRenderPass.h>
+#include <ondrix/passes/PassParts.h>
 
 namespace ondrix {
 
-BlitEffect::BlitEffect(std::shared_ptr<Device> device, std::shared_ptr<BlitRenderPass> renderPass,
-                       std::shared_ptr<BlitComputePass> computePass)
-    : Effect(std::move(device)), renderPass_(std::move(renderPass)), computePass_(std::move(computePass)) {}
+BlitEffect::BlitEffect(std::shared_ptr<Device> device, std::shared_ptr<MTLCommandQueue> commandQueue,
+                       std::shared_ptr<BlitRenderPass> renderPass, std::shared_ptr<BlitComputePass> computePass)
+    : Effect(std::move(device), std::move(commandQueue)),
+      renderPass_(std::move(renderPass)),
+      computePass_(std::move(computePass)) {
+    assert((renderPass_ != nullptr) != (computePass_ != nullptr));
+}
 
 std::shared_ptr<BlitEffect> BlitEffect::create(std::shared_ptr<Device> device, std::shared_ptr<Texture> inputTexture,
                                                std::shared_ptr<Texture> outputTexture, PassType passType,
                                                MTLPixelFormat outputPixelFormat) {
+    return make(IfMissing::stopProcess, std::move(device), std::move(inputTexture), std::move(outputTexture), passType,
+                outputPixelFormat);
+}
+
+std::shared_ptr<BlitEffect> BlitEffect::create(std::shared_ptr<Device> device, std::shared_ptr<Texture> inputTexture,
+                                               std::shared_ptr<Texture> outputTexture, PassType passType,
+                                               MTLPixelFormat outputPixelFormat, NSError* error) {
+    return Failure::toldTo(error, [&] {
+        return make(IfMissing::fail, std::move(device), std::move(inputTexture), std::move(outputTexture), passType,
+                    outputPixelFormat);
+    });
+}
+
+std::shared_ptr<BlitEffect> BlitEffect::make(IfMissing ifMissing, std::shared_ptr<Device> device,
+                                             std::shared_ptr<Texture> inputTexture,
+                                             std::shared_ptr<Texture> outputTexture, PassType passType,
+                                             MTLPixelFormat outputPixelFormat) {
     std::shared_ptr<BlitRenderPass> renderPass;
     std::shared_ptr<BlitComputePass> computePass;
     std::shared_ptr<Pass> pass;
     if (passType == PassType::computePass) {
-        pass = computePass = BlitComputePass::create(device, std::move(inputTexture), std::move(outputTexture));
+        pass = computePass =
+            BlitComputePass::make(ifMissing, device, std::move(inputTexture), std::move(outputTexture));
     } else {
-        pass = renderPass =
-            BlitRenderPass::create(device, std::move(inputTexture), std::move(outputTexture), outputPixelFormat);
+        pass = renderPass = BlitRenderPass::make(ifMissing, device, std::move(inputTexture), std::move(outputTexture),
+                                                 outputPixelFormat);
     }
+    if (pass == nullptr) return nullptr;
+    auto commandQueue = makeCommandQueue(*device, ifMissing);
+    if (commandQueue == nullptr) return nullptr;
     const std::shared_ptr<BlitEffect> effect(
-        new BlitEffect(std::move(device), std::move(renderPass), std::move(computePass)));
+        new BlitEffect(std::move(device), std::move(commandQueue), std::move(renderPass), std::move(computePass)));
     effect->add(std::move(pass), "blit");
     return effect;
 }

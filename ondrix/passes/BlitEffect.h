@@ -22,16 +22,27 @@ public:
                                                             std::shared_ptr<Texture> inputTexture,
                                                             std::shared_ptr<Texture> outputTexture, PassType passType,
                                                             MTLPixelFormat outputPixelFormat);
+    /// Null, with the reason in `error` (may be null), when a part is missing or the pipeline can't be built.
+    [[nodiscard]] static std::shared_ptr<BlitEffect> create(std::shared_ptr<Device> device,
+                                                            std::shared_ptr<Texture> inputTexture,
+                                                            std::shared_ptr<Texture> outputTexture, PassType passType,
+                                                            MTLPixelFormat outputPixelFormat, NSError* error);
 
     [[nodiscard]] virtual std::shared_ptr<Texture> inputTexture() const;
     /// Takes effect at the next encode.
     virtual void setInputTexture(std::shared_ptr<Texture> inputTexture);
 
 protected:
-    BlitEffect(std::shared_ptr<Device> device, std::shared_ptr<BlitRenderPass> renderPass,
-               std::shared_ptr<BlitComputePass> computePass);
+    /// Exactly one of the passes is there. Adding it is up to who constructs.
+    BlitEffect(std::shared_ptr<Device> device, std::shared_ptr<MTLCommandQueue> commandQueue,
+               std::shared_ptr<BlitRenderPass> renderPass, std::shared_ptr<BlitComputePass> computePass);
 
 private:
+    [[nodiscard]] static std::shared_ptr<BlitEffect> make(IfMissing ifMissing, std::shared_ptr<Device> device,
+                                                          std::shared_ptr<Texture> inputTexture,
+                                                          std::shared_ptr<Texture> outputTexture, PassType passType,
+                                                          MTLPixelFormat outputPixelFormat);
+
     std::shared_ptr<BlitRenderPass> renderPass_;  ///< exactly one of the two is there
     std::shared_ptr<BlitComputePass> computePass_;
 };

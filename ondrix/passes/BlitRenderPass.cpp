@@ -1,7 +1,7 @@
 #include <cassert>
 #include <utility>
 
-#include <ondrix/core/FatalError.h>
+#include <ondrix/core/Failure.h>
 #include <ondrix/passes/BlitRenderPass.h>
 #include <ondrix/passes/PassParts.h>
 
@@ -23,18 +23,37 @@ std::shared_ptr<BlitRenderPass> BlitRenderPass::create(std::shared_ptr<Device> d
                                                        std::shared_ptr<Texture> inputTexture,
                                                        std::shared_ptr<Texture> outputTexture,
                                                        MTLPixelFormat outputPixelFormat) {
+    return make(IfMissing::stopProcess, std::move(device), std::move(inputTexture), std::move(outputTexture),
+                outputPixelFormat);
+}
+
+std::shared_ptr<BlitRenderPass> BlitRenderPass::create(std::shared_ptr<Device> device,
+                                                       std::shared_ptr<Texture> inputTexture,
+                                                       std::shared_ptr<Texture> outputTexture,
+                                                       MTLPixelFormat outputPixelFormat, NSError* error) {
+    return Failure::toldTo(error, [&] {
+        return make(IfMissing::fail, std::move(device), std::move(inputTexture), std::move(outputTexture),
+                    outputPixelFormat);
+    });
+}
+
+std::shared_ptr<BlitRenderPass> BlitRenderPass::make(IfMissing ifMissing, std::shared_ptr<Device> device,
+                                                     std::shared_ptr<Texture> inputTexture,
+                                                     std::shared_ptr<Texture> outputTexture,
+                                                     MTLPixelFormat outputPixelFormat) {
     assert(device != nullptr && inputTexture != nullptr && outputTexture != nullptr);
     auto sampler = makeLinearSampler(*device);
-    if (sampler == nullptr) fatalError("Failed to create sampler state for the BlitRenderPass.");
-    const auto library = frameworkShaderLibrary(*device);
+    if (sampler == nullptr) return lacks(ifMissing, "Failed to create sampler state for the BlitRenderPass.");
+    const auto library = frameworkShaderLibrary(*device, ifMissing);
+    if (library == nullptr) return nullptr;
     auto shaders = library->makeShaders("Ondrix::Blit::VS_Main", "Ondrix::Blit::FS_Main");
-    if (shaders.vertex == nullptr || shaders.fragment == nullptr) {
-        fatalError("Failed to load shaders for BlitRenderPass.");
-    }
-    auto mesh = requiredQuadMesh(*device);
-    return std::shared_ptr<BlitRenderPass>(
+    if (!shaders) return lacks(ifMissing, "Failed to load shaders for BlitRenderPass.");
+    auto mesh = requiredQuadMesh(*device, ifMissing);
+    if (mesh == nullptr) return nullptr;
+    std::shared_ptr<BlitRenderPass> pass(
         new BlitRenderPass(std::move(device), std::move(shaders.vertex), std::move(shaders.fragment), std::move(mesh),
                            std::move(inputTexture), std::move(sampler), std::move(outputTexture), outputPixelFormat));
+    return ifMissing == IfMissing::fail && !pass->hasPipeline() ? nullptr : pass;
 }
 
 void BlitRenderPass::set(std::shared_ptr<Texture> inputTexture) {

@@ -7,6 +7,8 @@
 
 namespace ondrix {
 
+enum class IfMissing : unsigned char;
+
 /// Draws an input texture over the whole output, stretched with a linear, edge-clamped sampler. The input can be
 /// replaced at any time; the rest stays.
 class BlitRenderPass : public RenderPass {
@@ -17,6 +19,11 @@ public:
                                                                 std::shared_ptr<Texture> inputTexture,
                                                                 std::shared_ptr<Texture> outputTexture,
                                                                 MTLPixelFormat outputPixelFormat);
+    /// Null, with the reason in `error` (may be null), when a part is missing or the pipeline can't be built.
+    [[nodiscard]] static std::shared_ptr<BlitRenderPass> create(std::shared_ptr<Device> device,
+                                                                std::shared_ptr<Texture> inputTexture,
+                                                                std::shared_ptr<Texture> outputTexture,
+                                                                MTLPixelFormat outputPixelFormat, NSError* error);
 
     [[nodiscard]] const std::shared_ptr<Texture>& inputTexture() const noexcept { return inputTexture_; }
     using RenderPass::set;
@@ -30,6 +37,13 @@ protected:
                    std::shared_ptr<Texture> outputTexture, MTLPixelFormat outputPixelFormat);
 
 private:
+    friend class BlitEffect;
+
+    [[nodiscard]] static std::shared_ptr<BlitRenderPass> make(IfMissing ifMissing, std::shared_ptr<Device> device,
+                                                              std::shared_ptr<Texture> inputTexture,
+                                                              std::shared_ptr<Texture> outputTexture,
+                                                              MTLPixelFormat outputPixelFormat);
+
     std::shared_ptr<Texture> inputTexture_;
     std::shared_ptr<Sampler> sampler_;
 };

@@ -1,6 +1,7 @@
 #include <cassert>
 #include <utility>
 
+#include <ondrix/core/Failure.h>
 #include <ondrix/core/Logger.h>
 #include <ondrix/passes/ComputePass.h>
 
@@ -23,6 +24,14 @@ std::shared_ptr<ComputePass> ComputePass::create(std::shared_ptr<Device> device,
         new ComputePass(std::move(device), std::move(computeShader), std::move(outputTexture)));
 }
 
+std::shared_ptr<ComputePass> ComputePass::create(std::shared_ptr<Device> device, std::shared_ptr<Shader> computeShader,
+                                                 std::shared_ptr<Texture> outputTexture, NSError* error) {
+    return Failure::toldTo(error, [&] {
+        auto pass = create(std::move(device), std::move(computeShader), std::move(outputTexture));
+        return pass->hasPipeline() ? pass : nullptr;
+    });
+}
+
 std::shared_ptr<MTLComputePipelineState> ComputePass::pipelineState() const {
     return pipelineState_;
 }
@@ -43,9 +52,12 @@ bool ComputePass::encode(MTLCommandBuffer& commandBuffer) {
         return false;
     }
     const auto pipeline = pipelineState();
-    if (pipeline == nullptr) return false;
-    const auto encoder = commandBuffer.makeComputeCommandEncoder();
-    if (encoder == nullptr) return false;
+    const auto encoder = pipeline != nullptr ? commandBuffer.makeComputeCommandEncoder() : nullptr;
+    if (encoder == nullptr) {
+        Failure::because(pipeline == nullptr ? "The pass has no pipeline."
+                                             : "The command buffer makes no compute encoder.");
+        return false;
+    }
 
     encoder->setComputePipelineState(pipeline);
     const bool encoded = shader_->encode(*encoder);

@@ -14,11 +14,20 @@ namespace ondrix {
 /// itself must leave out positions beyond the texture. The output is only measured here; the shader writes what its own
 /// slots hold. The grid follows the output's size at each encode.
 class ComputePass : public Pass {
+protected:
+    /// Null when the pipeline could not be built.
+    [[nodiscard]] virtual std::shared_ptr<MTLComputePipelineState> pipelineState() const;
+    virtual void setPipelineState(std::shared_ptr<MTLComputePipelineState> pipelineState);
+
 public:
     /// When the pipeline can't be built, one message with the platform's reason is logged and the pass encodes nothing.
     [[nodiscard]] static std::shared_ptr<ComputePass> create(std::shared_ptr<Device> device,
                                                              std::shared_ptr<Shader> computeShader,
                                                              std::shared_ptr<Texture> outputTexture);
+    /// Null, with the reason in `error` (may be null), when the pipeline can't be built.
+    [[nodiscard]] static std::shared_ptr<ComputePass> create(std::shared_ptr<Device> device,
+                                                             std::shared_ptr<Shader> computeShader,
+                                                             std::shared_ptr<Texture> outputTexture, NSError* error);
 
     [[nodiscard]] const std::shared_ptr<Device>& device() const noexcept { return device_; }
     [[nodiscard]] const std::shared_ptr<Shader>& shader() const noexcept { return shader_; }
@@ -31,6 +40,7 @@ public:
 
     /// False without a message when the pipeline could not be built or the command buffer gives no encoder; false with
     /// a message when the output has no GPU texture or the shader can't be encoded.
+    using Pass::encode;
     [[nodiscard]] bool encode(MTLCommandBuffer& commandBuffer) override;
 
     void sourceResolutionDidChange(Int width, Int height) override;  ///< does nothing
@@ -40,8 +50,8 @@ protected:
     ComputePass(std::shared_ptr<Device> device, std::shared_ptr<Shader> computeShader,
                 std::shared_ptr<Texture> outputTexture);
 
-    [[nodiscard]] virtual std::shared_ptr<MTLComputePipelineState> pipelineState() const;
-    virtual void setPipelineState(std::shared_ptr<MTLComputePipelineState> pipelineState);
+    /// Whether the pipeline could be built.
+    [[nodiscard]] bool hasPipeline() const { return pipelineState() != nullptr; }
 
 private:
     std::shared_ptr<Device> device_;

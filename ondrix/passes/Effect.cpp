@@ -1,23 +1,63 @@
 #include <cassert>
+#include <mutex>
 #include <utility>
 
-#include <ondrix/core/ClassName.h>
-#include <ondrix/core/FatalError.h>
+#include <ondrix/base/ClassName.h>
+#include <ondrix/core/Failure.h>
 #include <ondrix/core/Logger.h>
 #include <ondrix/passes/Effect.h>
+#include <ondrix/passes/PassParts.h>
 
 namespace ondrix {
 
+/// Keeps an effect whose run was waited for until the completion handler has run, even when the application drops it.
+class Effect::KeptUntilCompletion {
+public:
+    void keep(std::shared_ptr<Effect> effect) {
+        const std::lock_guard lock(mutex_);
+        if (!completed_) effect_.swap(effect);
+    }
+    void release() {
+        std::shared_ptr<Effect> effect;  // goes after the lock
+        const std::lock_guard lock(mutex_);
+        completed_ = true;
+        effect_.swap(effect);
+    }
+
+private:
+    std::mutex mutex_;
+    std::shared_ptr<Effect> effect_;
+    bool completed_ = false;
+};
+
+std::shared_ptr<MTLCommandQueue> Effect::makeCommandQueue(Device& device, IfMissing ifMissing) {
+    auto commandQueue = device.mtlDevice()->makeCommandQueue();
+    if (commandQueue == nullptr) return lacks(ifMissing, "Failed to create the command queue for the effect.");
+    return commandQueue;
+}
+
+Effect::Effect(std::shared_ptr<Device> device, std::shared_ptr<MTLCommandQueue> commandQueue)
+    : device_(std::move(device)), commandQueue_(std::move(commandQueue)) {
+    assert(device_ != nullptr && commandQueue_ != nullptr);
+}
+
 Effect::Effect(std::shared_ptr<Device> device) : device_(std::move(device)) {
     assert(device_ != nullptr);
-    commandQueue_ = device_->mtlDevice()->makeCommandQueue();
-    if (commandQueue_ == nullptr) fatalError("Failed to create the command queue for the effect.");
+    commandQueue_ = makeCommandQueue(*device_, IfMissing::stopProcess);
 }
 
 Effect::~Effect() = default;
 
 std::shared_ptr<Effect> Effect::create(std::shared_ptr<Device> device) {
     return std::shared_ptr<Effect>(new Effect(std::move(device)));
+}
+
+std::shared_ptr<Effect> Effect::create(std::shared_ptr<Device> device, NSError* error) {
+    return Failure::toldTo(error, [&]() -> std::shared_ptr<Effect> {
+        auto commandQueue = makeCommandQueue(*device, IfMissing::fail);
+        if (commandQueue == nullptr) return nullptr;
+        return std::shared_ptr<Effect>(new Effect(std::move(device), std::move(commandQueue)));
+    });
 }
 
 std::shared_ptr<EffectDelegate> Effect::delegate() const {
@@ -87,32 +127,70 @@ bool Effect::encode(MTLCommandBuffer& commandBuffer) {
     return true;
 }
 
-bool Effect::apply(std::shared_ptr<MTLDrawable> present) {
+bool Effect::encode(MTLCommandBuffer& commandBuffer, NSError* error) {
+    return Failure::toldTo(error, [&] { return encode(commandBuffer); });
+}
+
+std::shared_ptr<MTLCommandBuffer> Effect::run(std::shared_ptr<MTLDrawable> present, bool waits) {
     const std::shared_ptr<Effect> self = weak_from_this().lock();  // a delegate or a pass may drop the effect
     if (!prepare()) {
         Logger::gfx().error("Failed to prepare the effect before apply.");
-        return false;
+        return nullptr;
     }
-    const auto commandBuffer = commandQueue_->makeCommandBuffer();
+    auto commandBuffer = commandQueue_->makeCommandBuffer();
     if (commandBuffer == nullptr) {
         Logger::gfx().error("Failed to create the command buffer for the effect.");
-        return false;
+        return nullptr;
     }
     if (!encode(*commandBuffer)) {
         Logger::gfx().error("Failed to encode the effect.");
-        return false;
+        return nullptr;
     }
 
     if (present != nullptr) commandBuffer->present(std::move(present));
-    commandBuffer->addCompletedHandler([weakSelf = weak_from_this()](MTLCommandBuffer&) {
-        const std::shared_ptr<Effect> effect = weakSelf.lock();
-        if (effect == nullptr) return;
-        if (const auto delegate = effect->delegate()) delegate->effectDidCompleteGPUTasks(*effect);
+    std::shared_ptr<KeptUntilCompletion> kept;
+    if (waits && delegate_.load() != nullptr) kept = std::make_shared<KeptUntilCompletion>();
+    commandBuffer->addCompletedHandler([weakSelf = weak_from_this(), kept](MTLCommandBuffer& completed) {
+        if (const std::shared_ptr<Effect> effect = weakSelf.lock()) effect->didComplete(completed);
+        if (kept != nullptr) kept->release();
     });
     if (const auto startDelegate = delegate()) startDelegate->effectDidStartGPUTasks(*this);
     commandBuffer->commit();
-    if (shouldWaitForCompletion()) commandBuffer->waitUntilCompleted();
-    return true;
+    if (waits) commandBuffer->waitUntilCompleted();
+    if (kept != nullptr) kept->keep(self);
+    return commandBuffer;
+}
+
+void Effect::didComplete(const MTLCommandBuffer& commandBuffer) {
+    const auto delegate = this->delegate();
+    if (delegate == nullptr) return;
+    if (commandBuffer.status() == MTLCommandBufferStatus::error) {
+        delegate->effectDidFailGPUTasks(*this, commandBuffer.error().value_or(NSError()));
+    }
+    delegate->effectDidCompleteGPUTasks(*this);
+}
+
+bool Effect::apply(std::shared_ptr<MTLDrawable> present) {
+    return run(std::move(present), shouldWaitForCompletion()) != nullptr;
+}
+
+bool Effect::apply(std::shared_ptr<MTLDrawable> present, NSError* error) {
+    return Failure::toldTo(error, [&] { return apply(std::move(present)); });
+}
+
+bool Effect::applyAndWait(NSError* error) {
+    return applyAndWait(nullptr, error);
+}
+
+bool Effect::applyAndWait(std::shared_ptr<MTLDrawable> present, NSError* error) {
+    return Failure::toldTo(error, [&] {
+        const auto commandBuffer = run(std::move(present), true);
+        if (commandBuffer == nullptr) return false;
+        if (commandBuffer->status() != MTLCommandBufferStatus::error) return true;
+        Logger::gfx().error("The GPU work of the effect failed: %s",
+                            commandBuffer->error().value_or(NSError()).localizedDescription().c_str());
+        return false;
+    });
 }
 
 }  // namespace ondrix

@@ -6,13 +6,15 @@
 #include <unordered_map>
 #include <vector>
 
+#include <ondrix/base/WeakCell.h>
 #include <ondrix/core/Device.h>
-#include <ondrix/core/WeakCell.h>
 #include <ondrix/passes/EffectDelegate.h>
 #include <ondrix/passes/Pass.h>
 #include <ondrix/platform/metal/MTLCommandQueue.h>
 
 namespace ondrix {
+
+enum class IfMissing : unsigned char;
 
 /// A chain of passes that run one after another in one command buffer. It owns its passes and a command queue; it may
 /// be applied any number of times, and passes may be added and removed in between. Used from one thread at a time,
@@ -21,13 +23,16 @@ class Effect : public std::enable_shared_from_this<Effect> {
 public:
     /// Stops the process when the device makes no command queue.
     [[nodiscard]] static std::shared_ptr<Effect> create(std::shared_ptr<Device> device);
+    /// Null, with the reason in `error` (may be null), when the device makes no command queue.
+    [[nodiscard]] static std::shared_ptr<Effect> create(std::shared_ptr<Device> device, NSError* error);
     virtual ~Effect();
     Effect(const Effect&) = delete;
     Effect& operator=(const Effect&) = delete;
 
     [[nodiscard]] const std::shared_ptr<Device>& device() const noexcept { return device_; }
 
-    /// Held weakly; null at first. Who is told of completion is whoever is the delegate by then.
+    /// Held weakly; null at first. Who is told of completion is whoever is the delegate by then, if the effect is still
+    /// there: a run that was waited for keeps an effect with a delegate until it has been told.
     [[nodiscard]] virtual std::shared_ptr<EffectDelegate> delegate() const;
     virtual void setDelegate(std::shared_ptr<EffectDelegate> delegate);
     /// Whether `apply` returns only when the GPU is done; false at first.
@@ -59,10 +64,31 @@ public:
     /// work was committed, whether or not it then succeeds; false, with messages, when nothing was committed.
     virtual bool apply(std::shared_ptr<MTLDrawable> present);
 
+    /// Like `apply(nullptr)`, but waits for the GPU whatever `shouldWaitForCompletion` says; true only when the work
+    /// finished without an error. False with the reason in `error`; it is logged where that is null.
+    bool applyAndWait(NSError* error);
+    /// The same with something to show.
+    bool applyAndWait(std::shared_ptr<MTLDrawable> present, NSError* error);
+    /// With the reason for the caller when nothing was committed; `error` may be null.
+    bool apply(std::shared_ptr<MTLDrawable> present, NSError* error);
+    [[nodiscard]] bool encode(MTLCommandBuffer& commandBuffer, NSError* error);
+
 protected:
+    /// Stops the process when the device makes no command queue.
     explicit Effect(std::shared_ptr<Device> device);
+    Effect(std::shared_ptr<Device> device, std::shared_ptr<MTLCommandQueue> commandQueue);
+
+    /// Null, with a message, when the device makes none and the process goes on.
+    [[nodiscard]] static std::shared_ptr<MTLCommandQueue> makeCommandQueue(Device& device, IfMissing ifMissing);
 
 private:
+    class KeptUntilCompletion;
+
+    /// One run, which ends when the work is done if it waits. Null, with messages, when nothing was committed.
+    [[nodiscard]] std::shared_ptr<MTLCommandBuffer> run(std::shared_ptr<MTLDrawable> present, bool waits);
+    /// Tells the delegate. On the completion thread.
+    void didComplete(const MTLCommandBuffer& commandBuffer);
+
     std::shared_ptr<Device> device_;
     std::shared_ptr<MTLCommandQueue> commandQueue_;
     using Passes = std::vector<std::shared_ptr<Pass>>;

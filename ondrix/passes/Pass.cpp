@@ -1,3 +1,4 @@
+#include <ondrix/core/Failure.h>
 #include <ondrix/passes/Pass.h>
 
 namespace ondrix {
@@ -10,6 +11,10 @@ std::any Pass::get(const std::string& /*property*/) const {
 
 bool Pass::has(const std::string& /*property*/) const {
     return false;
+}
+
+bool Pass::encode(MTLCommandBuffer& commandBuffer, NSError* error) {
+    return Failure::toldTo(error, [&] { return encode(commandBuffer); });
 }
 
 }  // namespace ondrix

@@ -24,6 +24,8 @@ public:
 
     /// Records the pass's work; the command buffer is committed by others. False when the work could not be recorded.
     [[nodiscard]] virtual bool encode(MTLCommandBuffer& commandBuffer) = 0;
+    /// With the reason of a failure for the caller; `error` may be null.
+    [[nodiscard]] bool encode(MTLCommandBuffer& commandBuffer, NSError* error);
 
     /// For callers that learn of another input or output size, in pixels. The framework itself calls neither.
     virtual void sourceResolutionDidChange(Int width, Int height) = 0;

@@ -1,8 +1,14 @@
-#include <ondrix/core/FatalError.h>
-#include <ondrix/core/FrameworkBundle.h>
+#include <ondrix/base/FatalError.h>
+#include <ondrix/core/Logger.h>
 #include <ondrix/passes/PassParts.h>
 
 namespace ondrix {
+
+std::nullptr_t lacks(IfMissing ifMissing, const char* message) {
+    if (ifMissing == IfMissing::stopProcess) fatalError(message);
+    Logger::gfx().error("%s", message);
+    return nullptr;
+}
 
 std::shared_ptr<Sampler> makeLinearSampler(Device& device) {
     return device.makeSampler(MTLSamplerMinMagFilter::linear, MTLSamplerMinMagFilter::linear,
@@ -10,15 +16,15 @@ std::shared_ptr<Sampler> makeLinearSampler(Device& device) {
                               MTLSamplerBorderColor::transparentBlack);
 }
 
-std::shared_ptr<ShaderLibrary> frameworkShaderLibrary(Device& device) {
-    auto library = device.makeDefaultShaderLibrary(*frameworkBundle());
-    if (library == nullptr) fatalError("Failed to get the shader library from the GFX device.");
+std::shared_ptr<ShaderLibrary> frameworkShaderLibrary(Device& device, IfMissing ifMissing) {
+    auto library = device.makeFrameworkShaderLibrary(nullptr);
+    if (library == nullptr) return lacks(ifMissing, "Failed to get the shader library from the GFX device.");
     return library;
 }
 
-std::shared_ptr<Mesh> requiredQuadMesh(const Device& device) {
+std::shared_ptr<Mesh> requiredQuadMesh(const Device& device, IfMissing ifMissing) {
     auto mesh = device.defaultQuadMesh();
-    if (mesh == nullptr) fatalError("Failed to get the quad mesh from the GFX device.");
+    if (mesh == nullptr) return lacks(ifMissing, "Failed to get the quad mesh from the GFX device.");
     return mesh;
 }
 

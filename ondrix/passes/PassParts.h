@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 
 #include <ondrix/core/Device.h>
@@ -9,15 +10,21 @@
 
 namespace ondrix {
 
-/// Parts that the ready-made passes have in common.
+/// Parts that the ready-made passes and effects have in common.
+
+/// What becomes of a ready-made pass or effect that lacks a part of its own: the installation is broken then.
+enum class IfMissing : unsigned char { stopProcess, fail };
+
+/// Stops the process with the message, or logs it as the failure that it then is and returns null.
+std::nullptr_t lacks(IfMissing ifMissing, const char* message);
 
 /// Linear in both directions, clamped to the edge; null, with a message, when the device makes none.
 [[nodiscard]] std::shared_ptr<Sampler> makeLinearSampler(Device& device);
 
-/// The default library in the framework's bundle. Stops the process when there is none.
-[[nodiscard]] std::shared_ptr<ShaderLibrary> frameworkShaderLibrary(Device& device);
+/// The default library in the framework's bundle; null when there is none and the process goes on.
+[[nodiscard]] std::shared_ptr<ShaderLibrary> frameworkShaderLibrary(Device& device, IfMissing ifMissing);
 
-/// The device's own quad. Stops the process when there is none.
-[[nodiscard]] std::shared_ptr<Mesh> requiredQuadMesh(const Device& device);
+/// The device's own quad; null when there is none and the process goes on.
+[[nodiscard]] std::shared_ptr<Mesh> requiredQuadMesh(const Device& device, IfMissing ifMissing);
 
 }  // namespace ondrix

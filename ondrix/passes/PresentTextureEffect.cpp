@@ -1,12 +1,16 @@
 #include <utility>
 
+#include <ondrix/core/Failure.h>
+#include <ondrix/passes/PassParts.h>
 #include <ondrix/passes/PresentTextureEffect.h>
 
 namespace ondrix {
 
-PresentTextureEffect::PresentTextureEffect(std::shared_ptr<Device> device, std::shared_ptr<PresentTexturePass> pass,
-                                           ContentMode contentMode, ImageRotation rotation, bool flipHorizontally)
-    : Effect(std::move(device)),
+PresentTextureEffect::PresentTextureEffect(std::shared_ptr<Device> device,
+                                           std::shared_ptr<MTLCommandQueue> commandQueue,
+                                           std::shared_ptr<PresentTexturePass> pass, ContentMode contentMode,
+                                           ImageRotation rotation, bool flipHorizontally)
+    : Effect(std::move(device), std::move(commandQueue)),
       contentMode_(contentMode),
       rotation_(rotation),
       flipHorizontally_(flipHorizontally),
@@ -15,10 +19,35 @@ PresentTextureEffect::PresentTextureEffect(std::shared_ptr<Device> device, std::
 std::shared_ptr<PresentTextureEffect> PresentTextureEffect::create(
     std::shared_ptr<Device> device, std::shared_ptr<Texture> inputTexture, std::shared_ptr<Texture> outputTexture,
     MTLPixelFormat outputPixelFormat, ContentMode contentMode, ImageRotation rotation, bool flipHorizontally) {
-    auto pass = PresentTexturePass::create(device, std::move(inputTexture), std::move(outputTexture), outputPixelFormat,
-                                           contentMode, rotation, flipHorizontally);
-    const std::shared_ptr<PresentTextureEffect> effect(
-        new PresentTextureEffect(std::move(device), pass, contentMode, rotation, flipHorizontally));
+    return make(IfMissing::stopProcess, std::move(device), std::move(inputTexture), std::move(outputTexture),
+                outputPixelFormat, contentMode, rotation, flipHorizontally);
+}
+
+std::shared_ptr<PresentTextureEffect> PresentTextureEffect::create(std::shared_ptr<Device> device,
+                                                                   std::shared_ptr<Texture> inputTexture,
+                                                                   std::shared_ptr<Texture> outputTexture,
+                                                                   MTLPixelFormat outputPixelFormat,
+                                                                   ContentMode contentMode, ImageRotation rotation,
+                                                                   bool flipHorizontally, NSError* error) {
+    return Failure::toldTo(error, [&] {
+        return make(IfMissing::fail, std::move(device), std::move(inputTexture), std::move(outputTexture),
+                    outputPixelFormat, contentMode, rotation, flipHorizontally);
+    });
+}
+
+std::shared_ptr<PresentTextureEffect> PresentTextureEffect::make(IfMissing ifMissing, std::shared_ptr<Device> device,
+                                                                 std::shared_ptr<Texture> inputTexture,
+                                                                 std::shared_ptr<Texture> outputTexture,
+                                                                 MTLPixelFormat outputPixelFormat,
+                                                                 ContentMode contentMode, ImageRotation rotation,
+                                                                 bool flipHorizontally) {
+    auto pass = PresentTexturePass::make(ifMissing, device, std::move(inputTexture), std::move(outputTexture),
+                                         outputPixelFormat, contentMode, rotation, flipHorizontally);
+    if (pass == nullptr) return nullptr;
+    auto commandQueue = makeCommandQueue(*device, ifMissing);
+    if (commandQueue == nullptr) return nullptr;
+    const std::shared_ptr<PresentTextureEffect> effect(new PresentTextureEffect(
+        std::move(device), std::move(commandQueue), pass, contentMode, rotation, flipHorizontally));
     effect->add(std::move(pass), "present");
     return effect;
 }

@@ -18,6 +18,13 @@ public:
     [[nodiscard]] static std::shared_ptr<PresentTextureEffect> create(
         std::shared_ptr<Device> device, std::shared_ptr<Texture> inputTexture, std::shared_ptr<Texture> outputTexture,
         MTLPixelFormat outputPixelFormat, ContentMode contentMode, ImageRotation rotation, bool flipHorizontally);
+    /// Null, with the reason in `error` (may be null), when a part is missing or the pipeline can't be built.
+    [[nodiscard]] static std::shared_ptr<PresentTextureEffect> create(std::shared_ptr<Device> device,
+                                                                      std::shared_ptr<Texture> inputTexture,
+                                                                      std::shared_ptr<Texture> outputTexture,
+                                                                      MTLPixelFormat outputPixelFormat,
+                                                                      ContentMode contentMode, ImageRotation rotation,
+                                                                      bool flipHorizontally, NSError* error);
 
     [[nodiscard]] virtual ContentMode contentMode() const;
     virtual void setContentMode(ContentMode contentMode);
@@ -32,10 +39,19 @@ public:
     [[nodiscard]] bool prepare() override;
 
 protected:
-    PresentTextureEffect(std::shared_ptr<Device> device, std::shared_ptr<PresentTexturePass> pass,
-                         ContentMode contentMode, ImageRotation rotation, bool flipHorizontally);
+    /// Adding the pass is up to who constructs.
+    PresentTextureEffect(std::shared_ptr<Device> device, std::shared_ptr<MTLCommandQueue> commandQueue,
+                         std::shared_ptr<PresentTexturePass> pass, ContentMode contentMode, ImageRotation rotation,
+                         bool flipHorizontally);
 
 private:
+    [[nodiscard]] static std::shared_ptr<PresentTextureEffect> make(IfMissing ifMissing, std::shared_ptr<Device> device,
+                                                                    std::shared_ptr<Texture> inputTexture,
+                                                                    std::shared_ptr<Texture> outputTexture,
+                                                                    MTLPixelFormat outputPixelFormat,
+                                                                    ContentMode contentMode, ImageRotation rotation,
+                                                                    bool flipHorizontally);
+
     ContentMode contentMode_;
     ImageRotation rotation_;
     bool flipHorizontally_;

@@ -2,7 +2,7 @@
 #include <cassert>
 #include <utility>
 
-#include <ondrix/core/FatalError.h>
+#include <ondrix/core/Failure.h>
 #include <ondrix/passes/PassParts.h>
 #include <ondrix/passes/PresentTexturePass.h>
 
@@ -17,17 +17,13 @@ Size2<Int> atLeastOne(Size2<Int> size) {
     return {std::max<Int>(size.width(), 1), std::max<Int>(size.height(), 1)};
 }
 
-bool hasSideBelowOne(Size2<Int> size) {
-    return size.width() < 1 || size.height() < 1;
-}
-
 float aspectRatio(Size2<Int> size) {
     return static_cast<float>(size.width()) / static_cast<float>(size.height());
 }
 
 simd_float2 scale(ContentMode contentMode, Size2<Int> inputSize, Size2<Int> outputSize) {
     if (contentMode == ContentMode::scaleToFill) return {1.0f, 1.0f};
-    if (hasSideBelowOne(inputSize) || hasSideBelowOne(outputSize)) return {0.0f, 0.0f};
+    if (inputSize.height() == 0 || outputSize.height() == 0) return {0.0f, 0.0f};
     const float input = aspectRatio(inputSize);
     const float output = aspectRatio(outputSize);
     const bool fill = contentMode == ContentMode::scaleAspectFill;
@@ -58,23 +54,47 @@ PresentTexturePass::PresentTexturePass(std::shared_ptr<Device> device, std::shar
 std::shared_ptr<PresentTexturePass> PresentTexturePass::create(
     std::shared_ptr<Device> device, std::shared_ptr<Texture> inputTexture, std::shared_ptr<Texture> outputTexture,
     MTLPixelFormat outputPixelFormat, ContentMode contentMode, ImageRotation rotation, bool flipHorizontally) {
+    return make(IfMissing::stopProcess, std::move(device), std::move(inputTexture), std::move(outputTexture),
+                outputPixelFormat, contentMode, rotation, flipHorizontally);
+}
+
+std::shared_ptr<PresentTexturePass> PresentTexturePass::create(std::shared_ptr<Device> device,
+                                                               std::shared_ptr<Texture> inputTexture,
+                                                               std::shared_ptr<Texture> outputTexture,
+                                                               MTLPixelFormat outputPixelFormat,
+                                                               ContentMode contentMode, ImageRotation rotation,
+                                                               bool flipHorizontally, NSError* error) {
+    return Failure::toldTo(error, [&] {
+        return make(IfMissing::fail, std::move(device), std::move(inputTexture), std::move(outputTexture),
+                    outputPixelFormat, contentMode, rotation, flipHorizontally);
+    });
+}
+
+std::shared_ptr<PresentTexturePass> PresentTexturePass::make(IfMissing ifMissing, std::shared_ptr<Device> device,
+                                                             std::shared_ptr<Texture> inputTexture,
+                                                             std::shared_ptr<Texture> outputTexture,
+                                                             MTLPixelFormat outputPixelFormat, ContentMode contentMode,
+                                                             ImageRotation rotation, bool flipHorizontally) {
     assert(device != nullptr && inputTexture != nullptr && outputTexture != nullptr);
     constexpr unsigned char zeros[transformLength] = {};
     auto constantBuffer = device->makeConstantBuffer(zeros, transformLength);
-    if (constantBuffer == nullptr) fatalError("Failed to create constant buffer for the PresentTexturePass.");
-    auto sampler = makeLinearSampler(*device);
-    if (sampler == nullptr) fatalError("Failed to create sampler state for the PresentTexturePass.");
-    const auto library = frameworkShaderLibrary(*device);
-    auto shaders = library->makeShaders("Ondrix::PresentTexture::VS_Main", "Ondrix::PresentTexture::FS_Main");
-    if (shaders.vertex == nullptr || shaders.fragment == nullptr) {
-        fatalError("Failed to load shaders for PresentTexturePass.");
+    if (constantBuffer == nullptr) {
+        return lacks(ifMissing, "Failed to create constant buffer for the PresentTexturePass.");
     }
-    auto mesh = requiredQuadMesh(*device);
+    auto sampler = makeLinearSampler(*device);
+    if (sampler == nullptr) return lacks(ifMissing, "Failed to create sampler state for the PresentTexturePass.");
+    const auto library = frameworkShaderLibrary(*device, ifMissing);
+    if (library == nullptr) return nullptr;
+    auto shaders = library->makeShaders("Ondrix::PresentTexture::VS_Main", "Ondrix::PresentTexture::FS_Main");
+    if (!shaders) return lacks(ifMissing, "Failed to load shaders for PresentTexturePass.");
+    auto mesh = requiredQuadMesh(*device, ifMissing);
+    if (mesh == nullptr) return nullptr;
     std::shared_ptr<PresentTexturePass> pass(
         new PresentTexturePass(std::move(device), std::move(shaders.vertex), std::move(shaders.fragment),
                                std::move(mesh), std::move(outputTexture), outputPixelFormat,
                                {std::move(inputTexture), std::move(sampler), std::move(constantBuffer), contentMode,
                                 rotation, flipHorizontally}));
+    if (ifMissing == IfMissing::fail && !pass->hasPipeline()) return nullptr;
     pass->start();
     return pass;
 }

@@ -11,6 +11,8 @@
 
 namespace ondrix {
 
+enum class IfMissing : unsigned char;
+
 /// Draws an input texture into the output the way an image view does: scaled by a content mode, then turned by quarter
 /// turns, then mirrored; what it leaves free is opaque black. The scale follows from the two sizes as they are: a
 /// quarter turn doesn't exchange sides. Both textures tell the pass of new sizes. The transform changes at once and is
@@ -24,10 +26,18 @@ public:
     [[nodiscard]] static std::shared_ptr<PresentTexturePass> create(
         std::shared_ptr<Device> device, std::shared_ptr<Texture> inputTexture, std::shared_ptr<Texture> outputTexture,
         MTLPixelFormat outputPixelFormat, ContentMode contentMode, ImageRotation rotation, bool flipHorizontally);
+    /// Null, with the reason in `error` (may be null), when a part is missing or the pipeline can't be built.
+    [[nodiscard]] static std::shared_ptr<PresentTexturePass> create(std::shared_ptr<Device> device,
+                                                                    std::shared_ptr<Texture> inputTexture,
+                                                                    std::shared_ptr<Texture> outputTexture,
+                                                                    MTLPixelFormat outputPixelFormat,
+                                                                    ContentMode contentMode, ImageRotation rotation,
+                                                                    bool flipHorizontally, NSError* error);
 
     [[nodiscard]] const std::shared_ptr<Texture>& inputTexture() const noexcept { return inputTexture_; }
     using RenderPass::set;
-    /// An input without a GPU texture, or with a side of 0, draws nothing unless it is scaled to fill.
+    /// Work that draws an input without a GPU texture ends with an error. A size of height 0, such as that of no GPU
+    /// texture, gives no scale: unless it scales to fill, the pass draws nothing then.
     virtual void set(std::shared_ptr<Texture> inputTexture);
     virtual void set(ContentMode contentMode, ImageRotation rotation, bool flipHorizontally);
 
@@ -52,10 +62,18 @@ protected:
     void start();
 
     /// Mirror times rotation times scale, column-major; applied to (x, y, 0, 1) of the quad. The scale is 0, which
-    /// draws nothing, when it depends on a size with a side below 1.
+    /// draws nothing, when it depends on a size of height 0.
     [[nodiscard]] simd_float4x4 transformMatrix() const;
 
 private:
+    friend class PresentTextureEffect;
+
+    [[nodiscard]] static std::shared_ptr<PresentTexturePass> make(IfMissing ifMissing, std::shared_ptr<Device> device,
+                                                                  std::shared_ptr<Texture> inputTexture,
+                                                                  std::shared_ptr<Texture> outputTexture,
+                                                                  MTLPixelFormat outputPixelFormat,
+                                                                  ContentMode contentMode, ImageRotation rotation,
+                                                                  bool flipHorizontally);
     void updateTransform();
 
     std::shared_ptr<Texture> inputTexture_;

@@ -20,6 +20,13 @@ public:
     [[nodiscard]] static std::shared_ptr<RenderPass> create(
         std::shared_ptr<Device> device, std::shared_ptr<Shader> vertexShader, std::shared_ptr<Shader> fragmentShader,
         std::shared_ptr<Mesh> mesh, std::shared_ptr<Texture> outputTexture, MTLPixelFormat outputPixelFormat);
+    /// Null, with the reason in `error` (may be null), when the pipeline can't be built.
+    [[nodiscard]] static std::shared_ptr<RenderPass> create(std::shared_ptr<Device> device,
+                                                            std::shared_ptr<Shader> vertexShader,
+                                                            std::shared_ptr<Shader> fragmentShader,
+                                                            std::shared_ptr<Mesh> mesh,
+                                                            std::shared_ptr<Texture> outputTexture,
+                                                            MTLPixelFormat outputPixelFormat, NSError* error);
 
     [[nodiscard]] const std::shared_ptr<Device>& device() const noexcept { return device_; }
     [[nodiscard]] const std::shared_ptr<Shader>& vertexShader() const noexcept { return vertexShader_; }
@@ -28,6 +35,7 @@ public:
 
     /// False without a message when the output has no GPU texture, the pipeline could not be built or the command
     /// buffer gives no encoder; false with a message when a shader can't be encoded.
+    using Pass::encode;
     [[nodiscard]] bool encode(MTLCommandBuffer& commandBuffer) override;
 
     void sourceResolutionDidChange(Int width, Int height) override;  ///< does nothing
@@ -37,6 +45,9 @@ protected:
     RenderPass(std::shared_ptr<Device> device, std::shared_ptr<Shader> vertexShader,
                std::shared_ptr<Shader> fragmentShader, std::shared_ptr<Mesh> mesh,
                std::shared_ptr<Texture> outputTexture, MTLPixelFormat outputPixelFormat);
+
+    /// Whether the pipeline could be built.
+    [[nodiscard]] bool hasPipeline() const noexcept { return pipelineState_ != nullptr; }
 
 private:
     [[nodiscard]] bool encodeDraw(MTLRenderCommandEncoder& encoder) const;

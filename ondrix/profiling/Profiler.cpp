@@ -28,6 +28,10 @@ std::shared_ptr<Profiler> Profiler::create(Int timerCount, double updateInterval
     }
 }
 
+bool Profiler::isStarted() const {
+    return isStarted_;
+}
+
 bool Profiler::isTimer(Int index) const noexcept {
     return index >= 0 && index < static_cast<Int>(timers_.size());
 }

@@ -17,28 +17,30 @@ public:
     /// `updateInterval` is the length of a period; 0 publishes at every update. Null for a count below 0 or beyond
     /// memory.
     [[nodiscard]] static std::shared_ptr<Profiler> create(Int timerCount, double updateInterval);
-    ~Profiler();
+    virtual ~Profiler();
     Profiler(const Profiler&) = delete;
     Profiler& operator=(const Profiler&) = delete;
 
     /// False: a profiler measures from its construction on.
-    [[nodiscard]] bool isStarted() const noexcept { return isStarted_; }
+    [[nodiscard]] virtual bool isStarted() const;
 
     /// The mean that was published last: 0 before the first, and for a period without intervals. Nothing for an index
     /// out of range.
-    [[nodiscard]] std::optional<double> getMeanInterval(Int timerIndex) const;
+    [[nodiscard]] virtual std::optional<double> getMeanInterval(Int timerIndex) const;
     /// Begins an interval. One in progress is recorded as ending now.
-    void onStarted(Int timerIndex);
+    virtual void onStarted(Int timerIndex);
     /// Records the interval in progress, if there is one.
-    void onEnded(Int timerIndex);
+    virtual void onEnded(Int timerIndex);
     /// Publishes and begins the next period once this one has lasted `updateInterval`, and says whether it did.
     /// Intervals in progress are lost then.
-    bool update();
+    virtual bool update();
+
+protected:
+    /// `timerCount` is at least 0. Throws when there is no memory for so many.
+    Profiler(Int timerCount, double updateInterval);
 
 private:
     struct TimerInfo;
-
-    Profiler(Int timerCount, double updateInterval);
 
     [[nodiscard]] bool isTimer(Int index) const noexcept;
 

@@ -1,4 +1,3 @@
-#include <cassert>
 #include <utility>
 
 #include <ondrix/core/Logger.h>
@@ -29,7 +28,6 @@ void ConstantBuffer::prepareForRelease() {}
 void ConstantBuffer::cleanup() {}
 
 void ConstantBuffer::updateBufferContent(const void* withData, Int length) {
-    assert(length >= 0 && static_cast<std::uint64_t>(length) <= mtlBuffer_->length());
     writeConstants(*mtlBuffer_, withData, length);
 }
 

@@ -20,8 +20,8 @@ public:
     void prepareForRelease() override;  ///< does nothing
     void cleanup() override;            ///< does nothing
 
-    /// Overwrites the first `length` bytes and leaves the rest. `length` must be 0 to the length that the buffer was
-    /// made with; the bytes may overlap the buffer's own.
+    /// Overwrites the first `length` bytes and leaves the rest; the bytes may overlap the buffer's own. `length` must
+    /// be 0 to the length that the buffer was made with, which nothing checks, in no build.
     virtual void updateBufferContent(const void* withData, Int length);
 
     /// False, with a message, for a shader of the wrong kind.

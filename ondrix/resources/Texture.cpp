@@ -1,5 +1,6 @@
 #include <utility>
 
+#include <ondrix/core/Failure.h>
 #include <ondrix/core/Logger.h>
 #include <ondrix/resources/Texture.h>
 #include <ondrix/shaders/Shader.h>
@@ -57,7 +58,7 @@ bool Texture::resize(Size2<Int> size) {
 
 bool Texture::resize(Int width, Int height) {
     const std::shared_ptr<Texture> self = weak_from_this().lock();  // an observer may drop the texture
-    const auto current = mtlTexture();
+    auto current = mtlTexture();
     if (current == nullptr) {
         Logger::gfx().error("Failed to resize texture. The texture is not initialized yet.");
         return false;
@@ -67,10 +68,15 @@ bool Texture::resize(Int width, Int height) {
     auto resized = device_->makeMTLTexture(width, height, current->pixelFormat(), current->usage());
     if (resized == nullptr) return false;
     mtlTexture_ = std::move(resized);
+    current = nullptr;  // gone before anybody hears of the new one
 
     const Size2<Int> newSize(this->width(), this->height());
     delegates_.invoke([this, newSize](TextureDelegate& delegate) { delegate.texture(*this, newSize); });
     return true;
+}
+
+bool Texture::resize(Size2<Int> size, NSError* error) {
+    return Failure::toldTo(error, [&] { return resize(size); });
 }
 
 bool Texture::bind(MTLRenderCommandEncoder& encoder, const Shader& shader, Int index) {

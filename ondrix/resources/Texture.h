@@ -1,19 +1,28 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
+#include <ondrix/base/MulticastDelegate.h>
 #include <ondrix/core/Device.h>
 #include <ondrix/core/ManagedResource.h>
 #include <ondrix/resources/TextureDelegate.h>
 #include <ondrix/shaders/ShaderResource.h>
-#include <ondrix/video/MulticastDelegate.h>
 
 namespace ondrix {
+
+struct Pixels;
 
 /// One two-dimensional image on a device, made by the factories of `Device`. It can be resized in place: it then
 /// replaces its GPU texture by a new one and tells its observers. It keeps its device alive, its observers not. Used
 /// from the thread that encodes GPU work.
 class Texture : public ManagedResource, public ShaderResource, public std::enable_shared_from_this<Texture> {
+protected:
+    /// The GPU texture, null when there is none. Everything reads it through this operation, so a subclass that
+    /// overrides it supplies what is measured, bound, drawn and resized.
+    [[nodiscard]] virtual std::shared_ptr<MTLTexture> mtlTexture() const;
+    virtual void setMtlTexture(std::shared_ptr<MTLTexture> mtlTexture);
+
 public:
     [[nodiscard]] const std::shared_ptr<Device>& device() const noexcept { return device_; }
 
@@ -37,6 +46,8 @@ public:
     /// message, without a GPU texture or when the device makes none; the old one then stays.
     [[nodiscard]] virtual bool resize(Size2<Int> size);
     [[nodiscard]] virtual bool resize(Int width, Int height);
+    /// With the reason of a failure for the caller; `error` may be null.
+    [[nodiscard]] bool resize(Size2<Int> size, NSError* error);
 
     /// A texture without a GPU texture clears the slot. False, with a message, for a shader of the wrong kind.
     [[nodiscard]] bool bind(MTLRenderCommandEncoder& encoder, const Shader& shader, Int index) override;
@@ -44,11 +55,6 @@ public:
 
 protected:
     Texture(std::shared_ptr<Device> device, std::shared_ptr<MTLTexture> mtlTexture);
-
-    /// The GPU texture, null when there is none. Everything reads it through this operation, so a subclass that
-    /// overrides it supplies what is measured, bound, drawn and resized.
-    [[nodiscard]] virtual std::shared_ptr<MTLTexture> mtlTexture() const;
-    virtual void setMtlTexture(std::shared_ptr<MTLTexture> mtlTexture);
 
     [[nodiscard]] MulticastDelegate<TextureDelegate>& delegates() noexcept { return delegates_; }
 
@@ -58,6 +64,8 @@ private:
     friend class ComputePass;
     friend class PresentTexturePass;
     friend class MetalTextureConverter;
+    friend std::optional<Pixels> readPixels(const Texture& texture, NSError* error);
+    friend bool writePixels(Texture& texture, const void* bytes, Int bytesPerRow, NSError* error);
 
     std::shared_ptr<Device> device_;
     std::shared_ptr<MTLTexture> mtlTexture_;

@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <utility>
 
+#include <ondrix/core/Failure.h>
 #include <ondrix/core/Logger.h>
 #include <ondrix/shaders/Mesh.h>
 
@@ -55,13 +56,23 @@ std::shared_ptr<Mesh> Mesh::create(std::shared_ptr<Device> device, std::shared_p
     return mesh->start(vertexData, indexData) ? mesh : nullptr;
 }
 
+std::shared_ptr<Mesh> Mesh::create(std::shared_ptr<Device> device, std::shared_ptr<MeshDescriptor> descriptor,
+                                   const void* vertexData, const void* indexData, NSError* error) {
+    return Failure::toldTo(error,
+                           [&] { return create(std::move(device), std::move(descriptor), vertexData, indexData); });
+}
+
 bool Mesh::start(const void* vertexData, const void* indexData) {
     const MeshDescriptor& descriptor = *meshDescriptor_;
     vertexDescriptor_ = makeVertexDescriptor(descriptor.vertexAttributeDescriptors(), descriptor.vertexStride());
     MTLDevice& mtlDevice = *device_->mtlDevice();
     vertexBuffer_ = makeBuffer(mtlDevice, vertexData, descriptor.vertexStride(), descriptor.vertexCount());
-    if (vertexBuffer_ == nullptr) return false;
+    if (vertexBuffer_ == nullptr) {
+        Failure::because("The device makes no buffer for the vertices.");
+        return false;
+    }
     indexBuffer_ = makeBuffer(mtlDevice, indexData, indexSize(descriptor.indexType()), descriptor.indexCount());
+    if (indexBuffer_ == nullptr) Failure::because("The device makes no buffer for the indices.");
     return indexBuffer_ != nullptr;
 }
 

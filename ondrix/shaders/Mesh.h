@@ -19,6 +19,10 @@ public:
     [[nodiscard]] static std::shared_ptr<Mesh> create(std::shared_ptr<Device> device,
                                                       std::shared_ptr<MeshDescriptor> descriptor,
                                                       const void* vertexData, const void* indexData);
+    /// With the reason of a failure for the caller; `error` may be null.
+    [[nodiscard]] static std::shared_ptr<Mesh> create(std::shared_ptr<Device> device,
+                                                      std::shared_ptr<MeshDescriptor> descriptor,
+                                                      const void* vertexData, const void* indexData, NSError* error);
 
     void prepareForRelease() override;  ///< does nothing
     void cleanup() override;            ///< does nothing

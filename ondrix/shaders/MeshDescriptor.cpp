@@ -1,3 +1,5 @@
+#include <utility>
+
 #include <ondrix/shaders/MeshDescriptor.h>
 
 namespace ondrix {
@@ -68,8 +70,11 @@ void MeshDescriptor::setIndexBufferOffset(Int indexBufferOffset) {
     indexBufferOffset_ = indexBufferOffset;
 }
 
-const std::vector<std::shared_ptr<VertexAttributeDescriptor>>& MeshDescriptor::vertexAttributeDescriptors() const {
+const MeshDescriptor::VertexAttributeDescriptors& MeshDescriptor::vertexAttributeDescriptors() const {
     return vertexAttributeDescriptors_;
+}
+void MeshDescriptor::setVertexAttributeDescriptors(VertexAttributeDescriptors vertexAttributeDescriptors) {
+    vertexAttributeDescriptors_ = std::move(vertexAttributeDescriptors);
 }
 
 void MeshDescriptor::addVertexAttribute(MTLVertexFormat format, Int offset, Int bufferIndex) {

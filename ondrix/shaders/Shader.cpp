@@ -23,20 +23,26 @@ void Shader::cleanup() {}
 void Shader::setShaderResource(std::shared_ptr<ShaderResource> resource, Int index) {
     assert(resource != nullptr);
     const ShaderResourceKey key{index, resource->resourceType()};
-    shaderResMap_[key].swap(resource);  // the old one goes when the map is in order again
+    changeableResources()[key].swap(resource);  // the old one goes when the map is in order again
 }
 
 void Shader::removeShaderResource(ShaderResourceType type, Int index) {
-    shaderResMap_.extract({index, type});
+    changeableResources().extract({index, type});
 }
 
 void Shader::clearShaderResources() {
-    std::exchange(shaderResMap_, {});
+    std::exchange(shaderResMap_, std::make_shared<ResourceMap>());
+}
+
+Shader::ResourceMap& Shader::changeableResources() {
+    if (shaderResMap_.use_count() > 1) shaderResMap_ = std::make_shared<ResourceMap>(*shaderResMap_);
+    return *shaderResMap_;
 }
 
 template <class Encoder>
 bool Shader::bindResources(Encoder& encoder) const {
-    for (const auto& [key, resource] : shaderResMap_) {
+    const std::shared_ptr<const ResourceMap> resources = shaderResMap_;
+    for (const auto& [key, resource] : *resources) {
         if (!resource->bind(encoder, *this, key.index)) return false;
     }
     return true;

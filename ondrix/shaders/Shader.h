@@ -29,13 +29,10 @@ public:
     virtual void clearShaderResources();
 
     /// Binds all resources for a draw, in no particular order, up to the first that refuses. False if one did, and,
-    /// with a message, for a compute shader.
+    /// with a message, for a compute shader. A resource that changes the shader meanwhile changes the next encode.
     [[nodiscard]] virtual bool encode(MTLRenderCommandEncoder& encoder) const;
     /// The same for a dispatch. For a vertex or fragment shader just false.
     [[nodiscard]] virtual bool encode(MTLComputeCommandEncoder& encoder) const;
-
-protected:
-    Shader(std::shared_ptr<Device> device, ShaderType shaderType, std::shared_ptr<MTLFunction> mtlFunction);
 
 private:
     friend class ShaderLibrary;
@@ -51,14 +48,20 @@ private:
         std::size_t operator()(const ShaderResourceKey& key) const noexcept;
     };
 
+    using ResourceMap = std::unordered_map<ShaderResourceKey, std::shared_ptr<ShaderResource>, ShaderResourceKeyHash>;
+
+    Shader(std::shared_ptr<Device> device, ShaderType shaderType, std::shared_ptr<MTLFunction> mtlFunction);
+
     [[nodiscard]] const std::shared_ptr<MTLFunction>& mtlFunction() const noexcept { return mtlFunction_; }
+    /// The map to change: a copy while resources are just being bound, since one of them may change the shader.
+    [[nodiscard]] ResourceMap& changeableResources();
     template <class Encoder>
     [[nodiscard]] bool bindResources(Encoder& encoder) const;
 
     std::shared_ptr<Device> device_;
     ShaderType shaderType_;
     std::shared_ptr<MTLFunction> mtlFunction_;
-    std::unordered_map<ShaderResourceKey, std::shared_ptr<ShaderResource>, ShaderResourceKeyHash> shaderResMap_;
+    std::shared_ptr<ResourceMap> shaderResMap_ = std::make_shared<ResourceMap>();  ///< shared with who walks over it
 };
 
 }  // namespace ondrix

@@ -1,5 +1,6 @@
 #include <utility>
 
+#include <ondrix/core/Failure.h>
 #include <ondrix/core/Logger.h>
 #include <ondrix/shaders/Shader.h>
 #include <ondrix/shaders/ShaderLibrary.h>
@@ -26,6 +27,15 @@ RenderShaders ShaderLibrary::makeShaders(const std::string& vertexShader, const 
     auto vertex = makeShader(vertexShader, ShaderType::vertexShader);
     auto fragment = makeShader(fragmentShader, ShaderType::fragmentShader);
     return {std::move(vertex), std::move(fragment)};
+}
+
+std::shared_ptr<Shader> ShaderLibrary::makeShader(const std::string& name, ShaderType as, NSError* error) {
+    return Failure::toldTo(error, [&] { return makeShader(name, as); });
+}
+
+RenderShaders ShaderLibrary::makeShaders(const std::string& vertexShader, const std::string& fragmentShader,
+                                         NSError* error) {
+    return Failure::toldTo(error, [&] { return makeShaders(vertexShader, fragmentShader); });
 }
 
 }  // namespace ondrix

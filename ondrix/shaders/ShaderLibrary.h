@@ -16,6 +16,9 @@ class Shader;
 struct RenderShaders {
     std::shared_ptr<Shader> vertex;
     std::shared_ptr<Shader> fragment;
+
+    /// Whether both are there.
+    [[nodiscard]] explicit operator bool() const noexcept { return vertex != nullptr && fragment != nullptr; }
 };
 
 /// Compiled GPU functions by name, made by the factories of `Device`. Keeps its device alive.
@@ -32,11 +35,15 @@ public:
     /// Asks for both, whether or not the first is there.
     [[nodiscard]] virtual RenderShaders makeShaders(const std::string& vertexShader, const std::string& fragmentShader);
 
-protected:
-    ShaderLibrary(std::shared_ptr<Device> device, std::shared_ptr<MTLLibrary> mtlLibrary);
+    /// With the reason of a failure for the caller; `error` may be null. `makeShaders` fails unless it makes both.
+    [[nodiscard]] std::shared_ptr<Shader> makeShader(const std::string& name, ShaderType as, NSError* error);
+    [[nodiscard]] RenderShaders makeShaders(const std::string& vertexShader, const std::string& fragmentShader,
+                                            NSError* error);
 
 private:
     friend class Device;
+
+    ShaderLibrary(std::shared_ptr<Device> device, std::shared_ptr<MTLLibrary> mtlLibrary);
 
     std::shared_ptr<Device> device_;
     std::shared_ptr<MTLLibrary> mtlLibrary_;

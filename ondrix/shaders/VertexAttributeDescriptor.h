@@ -7,7 +7,8 @@
 
 namespace ondrix {
 
-/// One attribute of a mesh's vertices.
+/// One attribute of a mesh's vertices. Each property is read and written by a pair of virtual operations in their
+/// order; writing is for subclasses.
 class VertexAttributeDescriptor {
 public:
     [[nodiscard]] static std::shared_ptr<VertexAttributeDescriptor> create(MTLVertexFormat format, Int offset,
@@ -15,15 +16,24 @@ public:
     virtual ~VertexAttributeDescriptor() = default;
 
     [[nodiscard]] virtual MTLVertexFormat format() const;
-    [[nodiscard]] virtual Int offset() const;       ///< bytes from the start of a vertex
+
+protected:
+    virtual void setFormat(MTLVertexFormat format);
+
+public:
+    [[nodiscard]] virtual Int offset() const;  ///< bytes from the start of a vertex
+
+protected:
+    virtual void setOffset(Int offset);
+
+public:
     [[nodiscard]] virtual Int bufferIndex() const;  ///< slot of the vertex buffer
 
 protected:
-    VertexAttributeDescriptor(MTLVertexFormat format, Int offset, Int bufferIndex);
-
-    virtual void setFormat(MTLVertexFormat format);
-    virtual void setOffset(Int offset);
     virtual void setBufferIndex(Int bufferIndex);
+
+protected:
+    VertexAttributeDescriptor(MTLVertexFormat format, Int offset, Int bufferIndex);
 
 private:
     MTLVertexFormat format_;

@@ -13,6 +13,10 @@ namespace ondrix {
 template <class T>
 concept Numeric = std::is_arithmetic_v<T> && std::same_as<T, std::remove_cv_t<T>> && !std::same_as<T, bool>;
 
+/// What elements of type T are calculated with: integers with integers only, so that no fraction is lost unseen.
+template <class Scalar, class T>
+concept ScalarFor = Numeric<Scalar> &&(std::floating_point<T> || std::integral<Scalar>);
+
 /// Arithmetic that is defined for every operand. Integers wrap around on overflow; floating-point types follow IEEE.
 namespace arithmetic {
 
@@ -20,24 +24,27 @@ namespace arithmetic {
 template <std::integral T>
 using Wrapping = std::common_type_t<std::make_unsigned_t<T>, unsigned>;
 
-template <Numeric T>
-constexpr T add(T a, T b) {
+template <Numeric T, ScalarFor<T> Scalar>
+constexpr T add(T a, Scalar scalar) {
+    const auto b = static_cast<T>(scalar);
     if constexpr (std::integral<T>)
         return static_cast<T>(static_cast<Wrapping<T>>(a) + static_cast<Wrapping<T>>(b));
     else
         return a + b;
 }
 
-template <Numeric T>
-constexpr T subtract(T a, T b) {
+template <Numeric T, ScalarFor<T> Scalar>
+constexpr T subtract(T a, Scalar scalar) {
+    const auto b = static_cast<T>(scalar);
     if constexpr (std::integral<T>)
         return static_cast<T>(static_cast<Wrapping<T>>(a) - static_cast<Wrapping<T>>(b));
     else
         return a - b;
 }
 
-template <Numeric T>
-constexpr T multiply(T a, T b) {
+template <Numeric T, ScalarFor<T> Scalar>
+constexpr T multiply(T a, Scalar scalar) {
+    const auto b = static_cast<T>(scalar);
     if constexpr (std::integral<T>)
         return static_cast<T>(static_cast<Wrapping<T>>(a) * static_cast<Wrapping<T>>(b));
     else
@@ -45,8 +52,9 @@ constexpr T multiply(T a, T b) {
 }
 
 /// Integers truncate toward zero; dividing one by zero is a broken precondition that yields 0.
-template <Numeric T>
-constexpr T divide(T a, T b) {
+template <Numeric T, ScalarFor<T> Scalar>
+constexpr T divide(T a, Scalar scalar) {
+    const auto b = static_cast<T>(scalar);
     if constexpr (std::integral<T>) {
         assert(b != 0);
         if (b == 0) return 0;

@@ -7,7 +7,8 @@
 namespace ondrix {
 
 /// Width and height of one numeric type; `Size2<Int>` counts pixels. A plain value; every operator applies one scalar
-/// to each side. Overflow of integers wraps; integer division truncates toward zero.
+/// to each side, an integer where the sides are integers. Overflow of integers wraps; integer division truncates toward
+/// zero.
 template <Numeric T>
 class Size2 {
 public:
@@ -26,16 +27,20 @@ public:
     [[nodiscard]] friend constexpr bool operator==(Size2 a, Size2 b) {
         return a.width_ == b.width_ && a.height_ == b.height_;
     }
-    [[nodiscard]] friend constexpr Size2 operator+(Size2 size, T scalar) {
+    template <ScalarFor<T> Scalar>
+    [[nodiscard]] friend constexpr Size2 operator+(Size2 size, Scalar scalar) {
         return {arithmetic::add(size.width_, scalar), arithmetic::add(size.height_, scalar)};
     }
-    [[nodiscard]] friend constexpr Size2 operator-(Size2 size, T scalar) {
+    template <ScalarFor<T> Scalar>
+    [[nodiscard]] friend constexpr Size2 operator-(Size2 size, Scalar scalar) {
         return {arithmetic::subtract(size.width_, scalar), arithmetic::subtract(size.height_, scalar)};
     }
-    [[nodiscard]] friend constexpr Size2 operator*(Size2 size, T scalar) {
+    template <ScalarFor<T> Scalar>
+    [[nodiscard]] friend constexpr Size2 operator*(Size2 size, Scalar scalar) {
         return {arithmetic::multiply(size.width_, scalar), arithmetic::multiply(size.height_, scalar)};
     }
-    [[nodiscard]] friend constexpr Size2 operator/(Size2 size, T scalar) {
+    template <ScalarFor<T> Scalar>
+    [[nodiscard]] friend constexpr Size2 operator/(Size2 size, Scalar scalar) {
         return {arithmetic::divide(size.width_, scalar), arithmetic::divide(size.height_, scalar)};
     }
 
@@ -43,5 +48,8 @@ private:
     T width_;
     T height_;
 };
+
+/// `Size2(640, 480)` is a size in pixels.
+Size2(int, int)->Size2<Int>;
 
 }  // namespace ondrix

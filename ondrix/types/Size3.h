@@ -21,19 +21,23 @@ public:
     [[nodiscard]] friend constexpr bool operator==(Size3 a, Size3 b) {
         return a.width_ == b.width_ && a.height_ == b.height_ && a.depth_ == b.depth_;
     }
-    [[nodiscard]] friend constexpr Size3 operator+(Size3 size, T scalar) {
+    template <ScalarFor<T> Scalar>
+    [[nodiscard]] friend constexpr Size3 operator+(Size3 size, Scalar scalar) {
         return {arithmetic::add(size.width_, scalar), arithmetic::add(size.height_, scalar),
                 arithmetic::add(size.depth_, scalar)};
     }
-    [[nodiscard]] friend constexpr Size3 operator-(Size3 size, T scalar) {
+    template <ScalarFor<T> Scalar>
+    [[nodiscard]] friend constexpr Size3 operator-(Size3 size, Scalar scalar) {
         return {arithmetic::subtract(size.width_, scalar), arithmetic::subtract(size.height_, scalar),
                 arithmetic::subtract(size.depth_, scalar)};
     }
-    [[nodiscard]] friend constexpr Size3 operator*(Size3 size, T scalar) {
+    template <ScalarFor<T> Scalar>
+    [[nodiscard]] friend constexpr Size3 operator*(Size3 size, Scalar scalar) {
         return {arithmetic::multiply(size.width_, scalar), arithmetic::multiply(size.height_, scalar),
                 arithmetic::multiply(size.depth_, scalar)};
     }
-    [[nodiscard]] friend constexpr Size3 operator/(Size3 size, T scalar) {
+    template <ScalarFor<T> Scalar>
+    [[nodiscard]] friend constexpr Size3 operator/(Size3 size, Scalar scalar) {
         return {arithmetic::divide(size.width_, scalar), arithmetic::divide(size.height_, scalar),
                 arithmetic::divide(size.depth_, scalar)};
     }

@@ -18,16 +18,20 @@ public:
     [[nodiscard]] constexpr T y() const noexcept { return y_; }
 
     [[nodiscard]] friend constexpr bool operator==(Vector2 a, Vector2 b) { return a.x_ == b.x_ && a.y_ == b.y_; }
-    [[nodiscard]] friend constexpr Vector2 operator+(Vector2 vector, T scalar) {
+    template <ScalarFor<T> Scalar>
+    [[nodiscard]] friend constexpr Vector2 operator+(Vector2 vector, Scalar scalar) {
         return {arithmetic::add(vector.x_, scalar), arithmetic::add(vector.y_, scalar)};
     }
-    [[nodiscard]] friend constexpr Vector2 operator-(Vector2 vector, T scalar) {
+    template <ScalarFor<T> Scalar>
+    [[nodiscard]] friend constexpr Vector2 operator-(Vector2 vector, Scalar scalar) {
         return {arithmetic::subtract(vector.x_, scalar), arithmetic::subtract(vector.y_, scalar)};
     }
-    [[nodiscard]] friend constexpr Vector2 operator*(Vector2 vector, T scalar) {
+    template <ScalarFor<T> Scalar>
+    [[nodiscard]] friend constexpr Vector2 operator*(Vector2 vector, Scalar scalar) {
         return {arithmetic::multiply(vector.x_, scalar), arithmetic::multiply(vector.y_, scalar)};
     }
-    [[nodiscard]] friend constexpr Vector2 operator/(Vector2 vector, T scalar) {
+    template <ScalarFor<T> Scalar>
+    [[nodiscard]] friend constexpr Vector2 operator/(Vector2 vector, Scalar scalar) {
         return {arithmetic::divide(vector.x_, scalar), arithmetic::divide(vector.y_, scalar)};
     }
 

@@ -21,19 +21,23 @@ public:
     [[nodiscard]] friend constexpr bool operator==(Vector3 a, Vector3 b) {
         return a.x_ == b.x_ && a.y_ == b.y_ && a.z_ == b.z_;
     }
-    [[nodiscard]] friend constexpr Vector3 operator+(Vector3 vector, T scalar) {
+    template <ScalarFor<T> Scalar>
+    [[nodiscard]] friend constexpr Vector3 operator+(Vector3 vector, Scalar scalar) {
         return {arithmetic::add(vector.x_, scalar), arithmetic::add(vector.y_, scalar),
                 arithmetic::add(vector.z_, scalar)};
     }
-    [[nodiscard]] friend constexpr Vector3 operator-(Vector3 vector, T scalar) {
+    template <ScalarFor<T> Scalar>
+    [[nodiscard]] friend constexpr Vector3 operator-(Vector3 vector, Scalar scalar) {
         return {arithmetic::subtract(vector.x_, scalar), arithmetic::subtract(vector.y_, scalar),
                 arithmetic::subtract(vector.z_, scalar)};
     }
-    [[nodiscard]] friend constexpr Vector3 operator*(Vector3 vector, T scalar) {
+    template <ScalarFor<T> Scalar>
+    [[nodiscard]] friend constexpr Vector3 operator*(Vector3 vector, Scalar scalar) {
         return {arithmetic::multiply(vector.x_, scalar), arithmetic::multiply(vector.y_, scalar),
                 arithmetic::multiply(vector.z_, scalar)};
     }
-    [[nodiscard]] friend constexpr Vector3 operator/(Vector3 vector, T scalar) {
+    template <ScalarFor<T> Scalar>
+    [[nodiscard]] friend constexpr Vector3 operator/(Vector3 vector, Scalar scalar) {
         return {arithmetic::divide(vector.x_, scalar), arithmetic::divide(vector.y_, scalar),
                 arithmetic::divide(vector.z_, scalar)};
     }

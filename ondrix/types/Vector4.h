@@ -22,19 +22,23 @@ public:
     [[nodiscard]] friend constexpr bool operator==(Vector4 a, Vector4 b) {
         return a.x_ == b.x_ && a.y_ == b.y_ && a.z_ == b.z_ && a.w_ == b.w_;
     }
-    [[nodiscard]] friend constexpr Vector4 operator+(Vector4 vector, T scalar) {
+    template <ScalarFor<T> Scalar>
+    [[nodiscard]] friend constexpr Vector4 operator+(Vector4 vector, Scalar scalar) {
         return {arithmetic::add(vector.x_, scalar), arithmetic::add(vector.y_, scalar),
                 arithmetic::add(vector.z_, scalar), arithmetic::add(vector.w_, scalar)};
     }
-    [[nodiscard]] friend constexpr Vector4 operator-(Vector4 vector, T scalar) {
+    template <ScalarFor<T> Scalar>
+    [[nodiscard]] friend constexpr Vector4 operator-(Vector4 vector, Scalar scalar) {
         return {arithmetic::subtract(vector.x_, scalar), arithmetic::subtract(vector.y_, scalar),
                 arithmetic::subtract(vector.z_, scalar), arithmetic::subtract(vector.w_, scalar)};
     }
-    [[nodiscard]] friend constexpr Vector4 operator*(Vector4 vector, T scalar) {
+    template <ScalarFor<T> Scalar>
+    [[nodiscard]] friend constexpr Vector4 operator*(Vector4 vector, Scalar scalar) {
         return {arithmetic::multiply(vector.x_, scalar), arithmetic::multiply(vector.y_, scalar),
                 arithmetic::multiply(vector.z_, scalar), arithmetic::multiply(vector.w_, scalar)};
     }
-    [[nodiscard]] friend constexpr Vector4 operator/(Vector4 vector, T scalar) {
+    template <ScalarFor<T> Scalar>
+    [[nodiscard]] friend constexpr Vector4 operator/(Vector4 vector, Scalar scalar) {
         return {arithmetic::divide(vector.x_, scalar), arithmetic::divide(vector.y_, scalar),
                 arithmetic::divide(vector.z_, scalar), arithmetic::divide(vector.w_, scalar)};
     }

@@ -2,10 +2,10 @@
 
 #include <memory>
 
+#include <ondrix/base/MulticastDelegate.h>
 #include <ondrix/platform/avfoundation/AVPlayerItem.h>
 #include <ondrix/platform/avfoundation/AVPlayerItemVideoOutput.h>
 #include <ondrix/platform/quartzcore/CADisplayLink.h>
-#include <ondrix/video/MulticastDelegate.h>
 #include <ondrix/video/VideoFrameSource.h>
 
 namespace ondrix {

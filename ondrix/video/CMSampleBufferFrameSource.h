@@ -2,8 +2,8 @@
 
 #include <memory>
 
+#include <ondrix/base/MulticastDelegate.h>
 #include <ondrix/platform/coremedia/CMSampleBuffer.h>
-#include <ondrix/video/MulticastDelegate.h>
 #include <ondrix/video/VideoFrameSource.h>
 
 namespace ondrix {

@@ -105,36 +105,6 @@ void send(const LogMessage& message) {
     }
 }
 
-/// Formats into a buffer on the stack, or on the heap where that is too small; cut off when memory runs out.
-void log(const Logger& logger, LogType type, const char* format, std::va_list arguments) noexcept {
-    const int callersErrno = errno;
-    try {
-        std::va_list again;
-        va_copy(again, arguments);
-        std::array<char, 1024> buffer;
-        const int length = std::vsnprintf(buffer.data(), buffer.size(), format, arguments);
-        std::string longText;
-        std::string_view text = format;
-        if (length >= 0 && static_cast<std::size_t>(length) < buffer.size()) {
-            text = {buffer.data(), static_cast<std::size_t>(length)};
-        } else if (length >= 0) {
-            try {
-                longText.resize(static_cast<std::size_t>(length));
-                errno = callersErrno;
-                std::vsnprintf(longText.data(), longText.size() + 1, format, again);
-                text = longText;
-            } catch (const std::bad_alloc&) {
-                text = {buffer.data(), buffer.size() - 1};
-            }
-        }
-        va_end(again);
-        send({type, logger.subsystem(), logger.category(), text});
-    } catch (...) {
-        // A message is never worth the caller's failure.
-    }
-    errno = callersErrno;
-}
-
 }  // namespace
 
 LogSink setLogSink(LogSink sink) {
@@ -165,11 +135,41 @@ bool Logger::isEnabled(LogType type) noexcept {
     return static_cast<int>(type) >= sharedState().minimum.load(std::memory_order_relaxed);
 }
 
+/// Formats into a buffer on the stack, or on the heap where that is too small; cut off when memory runs out.
+void Logger::write(LogType type, const char* format, std::va_list arguments) const noexcept {
+    const int callersErrno = errno;
+    try {
+        std::va_list again;
+        va_copy(again, arguments);
+        std::array<char, 1024> buffer;
+        const int length = std::vsnprintf(buffer.data(), buffer.size(), format, arguments);
+        std::string longText;
+        std::string_view text = format;
+        if (length >= 0 && static_cast<std::size_t>(length) < buffer.size()) {
+            text = {buffer.data(), static_cast<std::size_t>(length)};
+        } else if (length >= 0) {
+            try {
+                longText.resize(static_cast<std::size_t>(length));
+                errno = callersErrno;
+                std::vsnprintf(longText.data(), longText.size() + 1, format, again);
+                text = longText;
+            } catch (const std::bad_alloc&) {
+                text = {buffer.data(), buffer.size() - 1};
+            }
+        }
+        va_end(again);
+        send({type, subsystem_, category_, text});
+    } catch (...) {
+        // A message is never worth the caller's failure.
+    }
+    errno = callersErrno;
+}
+
 void Logger::error(const char* format, ...) const noexcept {
     if (!isEnabled(LogType::error)) return;
     std::va_list arguments;
     va_start(arguments, format);
-    log(*this, LogType::error, format, arguments);
+    write(LogType::error, format, arguments);
     va_end(arguments);
 }
 
@@ -177,7 +177,15 @@ void Logger::info(const char* format, ...) const noexcept {
     if (!isEnabled(LogType::info)) return;
     std::va_list arguments;
     va_start(arguments, format);
-    log(*this, LogType::info, format, arguments);
+    write(LogType::info, format, arguments);
+    va_end(arguments);
+}
+
+void Logger::debug(const char* format, ...) const noexcept {
+    if (!isEnabled(LogType::debug)) return;
+    std::va_list arguments;
+    va_start(arguments, format);
+    write(LogType::debug, format, arguments);
     va_end(arguments);
 }
 

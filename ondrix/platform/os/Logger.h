@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdarg>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -43,6 +44,11 @@ public:
 
     [[gnu::format(printf, 2, 3)]] void error(const char* format, ...) const noexcept;
     [[gnu::format(printf, 2, 3)]] void info(const char* format, ...) const noexcept;
+    [[gnu::format(printf, 2, 3)]] void debug(const char* format, ...) const noexcept;
+
+protected:
+    /// Writes whatever the level is.
+    [[gnu::format(printf, 3, 0)]] void write(LogType type, const char* format, std::va_list arguments) const noexcept;
 
 private:
     std::string subsystem_;

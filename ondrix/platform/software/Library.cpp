@@ -21,8 +21,7 @@ std::shared_ptr<Library> Library::create(const URL& URL, const std::string& leve
     NSError reason;
     auto module = Module::open(URL.path(), level, checked, &reason);
     if (!module) {
-        // Whoever doesn't take the reason has it in the log.
-        if (error == nullptr) deviceLogger().error("%s", reason.localizedDescription().c_str());
+        if (error == nullptr) deviceLogger().debug("%s", reason.localizedDescription().c_str());
         if (error != nullptr) *error = reason;
         return nullptr;
     }

@@ -4,7 +4,7 @@
 
 #include <cxxabi.h>
 
-#include <ondrix/core/ClassName.h>
+#include <ondrix/base/ClassName.h>
 
 namespace ondrix {
 

@@ -1,7 +1,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include <ondrix/core/FatalError.h>
+#include <ondrix/base/FatalError.h>
 
 namespace ondrix {
 
