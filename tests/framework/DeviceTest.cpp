@@ -130,6 +130,25 @@ TEST_F(DeviceTest, TexturesReadThroughTheirGetterAndStorePastTheirSetter) {
     EXPECT_EQ(borrowed.size(), (Size2<Int>{20, 10}));
 }
 
+TEST_F(DeviceTest, TheTextureBeforeIsGoneWhenObserversHear) {
+    std::weak_ptr<MTLTexture> before;
+    struct Watching : TextureDelegate {
+        void texture(Texture&, Size2<Int>) override { wasGone = before->expired(); }
+        std::weak_ptr<MTLTexture>* before = nullptr;
+        bool wasGone = false;
+    };
+    const auto watching = std::make_shared<Watching>();
+    watching->before = &before;
+    const auto around = device->makeTexture([&] {
+        auto made = mtlDevice->makeTexture(MTLTextureDescriptor::texture2DDescriptor(bgra, 4, 4, false));
+        before = made;
+        return made;
+    }());
+    around->add(watching);
+    EXPECT_TRUE(around->resize(5, 5));
+    EXPECT_TRUE(watching->wasGone);
+}
+
 // In a new process, since a manager is made once and its device dropped for good.
 TEST(DeviceManagerDeathTest, TheDefaultDeviceGoesWithTheLastObjectMadeFromIt) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");

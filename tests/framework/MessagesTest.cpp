@@ -116,6 +116,100 @@ TEST_F(MessagesTest, OfTheCommandRunner) {
     expectErrors({}, [&] { return full->run({}, 1, -1, nullptr, true); }, {});
 }
 
+TEST_F(MessagesTest, EveryOperationTellsACallerWhoAsks) {
+    using Runner = MetalComputeCommandRunner;
+    const auto both = texture(4, 4);
+    const auto library = device->makeDefaultShaderLibrary();
+    const auto shaders = library->makeShaders("v", "f");
+    const auto compute = library->makeShader("c", ShaderType::computeShader);
+    const auto mtlLibrary = mtlDevice->makeDefaultLibrary();
+    const auto used = runner();
+    const auto converter = device->textureConverter();
+    const auto pool = converter->makePixelBufferPool(4, 4, kCVPixelFormatType_32BGRA);
+    const auto pixels = converter->makePixelBuffer(*both, *pool);
+    const auto effect = Effect::create(device);
+    const auto blitPass = BlitRenderPass::create(device, both, both, bgra);
+    effect->add(blitPass, "blit");
+    const auto commandBuffer = mtlDevice->makeCommandQueue()->makeCommandBuffer();
+    const URL nowhere("/nowhere/at.all");
+    const auto meshDescriptor =
+        MeshDescriptor::create(MTLPrimitiveType::triangle, 4, 16, 0, 3, MTLIndexType::uint16, 0);
+    const char codeAddress = 0;
+
+    struct Case {
+        std::string refused;
+        std::function<bool(NSError*)> operation;
+        std::string reason;  ///< a part of it, the cause where that is never logged
+    };
+    const auto made = [](const auto& object) { return object != nullptr; };
+    const std::string noPool = "Failed to create new pixel buffer pool: -6682";
+    const Case cases[] = {
+        {"makeBuffer", [&](NSError* e) { return made(Device::create(mtlDevice, e)); },
+         "Failed to create quad mesh: The device makes no buffer for the vertices"},
+        {"makeBuffer", [&](NSError* e) { return made(device->makeQuadMesh(e)); }, "Failed to create quad mesh"},
+        {"", [&](NSError* e) { return made(device->makeShaderLibrary({&codeAddress}, "a", "b", e)); }, "'a.b'"},
+        {"makeLibrary", [&](NSError* e) { return made(device->makeShaderLibrary(nowhere, e)); }, "refused"},
+        {"makeDefaultLibrary", [&](NSError* e) { return made(device->makeDefaultShaderLibrary(e)); },
+         "Failed to create default shader library: refused"},
+        {"makeDefaultLibrary", [&](NSError* e) { return made(device->makeDefaultShaderLibrary(*bundle, e)); },
+         "Failed to create default shader library for bundle: refused"},
+        {"makeDefaultLibrary", [&](NSError* e) { return made(device->makeFrameworkShaderLibrary(e)); }, "refused"},
+        {"makeBuffer", [&](NSError* e) { return made(device->makeConstantBuffer(data, 4, e)); }, "length 4"},
+        {"makeSamplerState", [&](NSError* e) { return made(device->makeSampler({}, {}, {}, {}, 1, {}, e)); },
+         "sampler"},
+        {"", [&](NSError* e) { return made(device->makeTexture(nowhere, false, e)); }, "at.all"},
+        {"", [&](NSError* e) { return made(device->makeTexture(*bundle, "a", "png", false, e)); }, "a.png"},
+        {"makeTexture", [&](NSError* e) { return made(device->makeTexture(2, 2, bgra, {}, e)); }, "2x2"},
+        {"makeTexture", [&](NSError* e) { return made(device->makeTexture(Size2(3, 3), bgra, {}, e)); }, "3x3"},
+        {"makeTexture", [&](NSError* e) { return both->resize(Size2(3, 3), e); }, "3x3"},
+        {"x", [&](NSError* e) { return made(library->makeShader("x", {}, e)); }, "'x' from library"},
+        {"x", [&](NSError* e) { return bool(library->makeShaders("y", "x", e)); }, "'x' from library"},
+        {"makeBuffer", [&](NSError* e) { return made(Mesh::create(device, meshDescriptor, data, data, e)); },
+         "vertices"},
+        {"makeRenderPipelineState",
+         [&](NSError* e) {
+             const auto mesh = device->defaultQuadMesh();
+             return made(RenderPass::create(device, shaders.vertex, shaders.fragment, mesh, both, bgra, e));
+         },
+         "render pipeline state: refused"},
+        {"makeComputePipelineState", [&](NSError* e) { return made(ComputePass::create(device, compute, both, e)); },
+         "compute pipeline state: refused"},
+        {"makeRenderCommandEncoder", [&](NSError* e) { return blitPass->encode(*commandBuffer, e); },
+         "no render encoder"},
+        {"makeRenderCommandEncoder", [&](NSError* e) { return effect->encode(*commandBuffer, e); },
+         "Failed encoding BlitRenderPass in the effect: The command buffer makes no render encoder"},
+        {"makeCommandBuffer", [&](NSError* e) { return effect->apply(nullptr, e); }, "command buffer"},
+        {"makeCommandBuffer", [&](NSError* e) { return effect->applyAndWait(e); }, "command buffer"},
+        {"makeCommandQueue", [&](NSError* e) { return made(Effect::create(device, e)); }, "command queue"},
+        {"makeComputePipelineState",
+         [&](NSError* e) { return made(Runner::create(mtlDevice, std::make_shared<test::RecordedFunction>("f"), e)); },
+         "MetalComputeCommandRunner: refused"},
+        {"x", [&](NSError* e) { return made(Runner::create(mtlDevice, mtlLibrary, "x", e)); }, "'x'"},
+        {"makeDefaultLibrary", [&](NSError* e) { return made(Runner::create(mtlDevice, *bundle, "x", e)); }, "refused"},
+        {"makeBuffer", [&](NSError* e) { return used->makeConstantBuffer(data, 8, 0, e); }, "data of length 8"},
+        {"makeBuffer", [&](NSError* e) { return used->makeConstantBuffer(8, 0, e); }, "of length 8"},
+        {"", [&](NSError* e) { return used->updateConstantBuffer(data, 8, 9, e); }, "at index 9"},
+        {"makeCommandQueue", [&](NSError* e) { return used->run({}, 1, 1, nullptr, true, e); }, "no command queue"},
+        {"wrapPlane", [&](NSError* e) { return made(converter->texture(pixels, e)); }, "status -6662"},
+        {"", [&](NSError* e) { return made(converter->makePixelBufferPool(0, 0, kCVPixelFormatType_32BGRA, e)); },
+         noPool},
+    };
+    for (const Case& tried : cases) {
+        mtlDevice->refused = {tried.refused};
+        log.clear();
+        NSError error;
+        EXPECT_FALSE(tried.operation(&error)) << tried.reason;
+        EXPECT_THAT(error.localizedDescription(), testing::HasSubstr(tried.reason));
+        EXPECT_THAT(takeMessages(), testing::IsEmpty()) << tried.reason;
+    }
+    // What succeeds all the same is logged as ever, and asks for nothing to be read.
+    mtlDevice->refused.clear();
+    NSError untouched("untouched");
+    EXPECT_NE(device->makeTexture(0, 1, bgra, {}, &untouched), nullptr);
+    EXPECT_EQ(untouched.localizedDescription(), "untouched");
+    EXPECT_THAT(takeMessages(), ElementsAre("Attempt to create texture with invalid size. (0x1)"));
+}
+
 TEST_F(MessagesTest, ARunBindsEverythingAndCoversTheOutput) {
     const auto used = runner();
     ASSERT_TRUE(used->makeConstantBuffer(data, 8, 3));

@@ -120,6 +120,27 @@ TEST_F(ResourceBindingTest, SlotsAreByKindAndIndexAndLetReplacedResourcesGo) {
     EXPECT_THAT(takeMessages(), IsEmpty());
 }
 
+/// Sets further resources on the shader that it is being bound for.
+struct GrowingResource : ShaderResource {
+    GrowingResource(Shader& s, std::shared_ptr<Texture> t) : shader(s), added(std::move(t)) {}
+    ShaderResourceType resourceType() const override { return ShaderResourceType::texture; }
+    bool bind(MTLRenderCommandEncoder&, const Shader&, Int) override {
+        for (Int index = 1; index < 100; ++index) shader.setShaderResource(added, index);
+        return true;
+    }
+    bool bind(MTLComputeCommandEncoder&, const Shader&, Int) override { return false; }
+
+    Shader& shader;
+    std::shared_ptr<Texture> added;
+};
+
+TEST_F(ResourceBindingTest, AResourceMayChangeTheShaderThatItIsBoundFor) {
+    fragment->setShaderResource(std::make_shared<GrowingResource>(*fragment, texture(2, 2)), 0);
+    EXPECT_THAT(callsOf([&] { return fragment->encode(renderEncoder); }), IsEmpty());
+    EXPECT_EQ(callsOf([&] { return fragment->encode(renderEncoder); }).size(), 99u);
+    fragment->clearShaderResources();
+}
+
 TEST_F(ResourceBindingTest, EncodingStopsAtAWrongShaderTypeOrTheFirstResourceThatRefuses) {
     expectErrors({}, [&] { return shader("v", ShaderType::vertexShader)->encode(computeEncoder); }, {});
     expectErrors({}, [&] { return shader("c", ShaderType::computeShader)->encode(renderEncoder); },

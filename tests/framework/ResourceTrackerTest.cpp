@@ -47,6 +47,9 @@ protected:
 
 TEST_F(ResourceTrackerTest, ReportsPositionAndUnqualifiedDynamicClassOfEachEntry) {
     EXPECT_EQ(report(tracker), expectedReport("", 0));
+    tracker.track(DeviceManager::shared().shared_from_this());
+    EXPECT_EQ(report(tracker), expectedReport(" -   0: DeviceManager\n", 1));
+    tracker.untrack(DeviceManager::shared());
     const auto templated = std::make_shared<inner::Templated<std::string>>();
     auto tracked = texture(4, 4);
     tracker.track(tracked);

@@ -1,4 +1,5 @@
 #include <cmath>
+#include <concepts>
 #include <limits>
 #include <string>
 #include <unordered_set>
@@ -12,6 +13,15 @@ namespace {
 
 constexpr Int smallest = std::numeric_limits<Int>::min();
 constexpr Int largest = std::numeric_limits<Int>::max();
+
+template <class Value, class Scalar>
+concept Multiplies = requires(Value value, Scalar scalar) {
+    value* scalar;
+};
+
+static_assert(std::same_as<decltype(Size2(640, 480)), Size2<Int>>);
+static_assert(Multiplies<Size2<Int>, int> && Multiplies<Vector2<float>, double> && Multiplies<Vector2<double>, int>);
+static_assert(!Multiplies<Size2<Int>, double> && !Multiplies<Vector3<int>, float> && !Multiplies<Size2<Int>, bool>);
 
 TEST(Sizes, OperatorsLookAtEverySide) {
     EXPECT_EQ((Size2<Int>{5, -7} / 2), (Size2<Int>{2, -3})) << "integer division truncates toward zero";

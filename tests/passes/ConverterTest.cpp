@@ -2,6 +2,7 @@
 #include <array>
 #include <cmath>
 #include <random>
+#include <thread>
 #include <tuple>
 
 #include <tests/support/Picture.h>
@@ -106,6 +107,37 @@ TEST_F(ConverterTest, PixelBuffersHoldTheTexturesPixels) {
     for (const auto& buffer : {first, second}) EXPECT_EQ(PictureTexture::read(*converter->texture(buffer)), input);
 }
 
+// Reading it fails on the GPU; a buffer that comes back from the pool then still holds the frame before.
+TEST_F(ConverterTest, WorkThatTheGPURefusesGivesNoPixelBuffer) {
+    const auto pool = converter->makePixelBufferPool(4, 4, bgraFrame);
+    const auto target = device->makeTexture(4, 4, MTLPixelFormat::bgra8Unorm, MTLTextureUsage::renderTarget);
+    EXPECT_NE(converter->makePixelBuffer(*PictureTexture::create(device, Picture(4, 4)), *pool), nullptr);
+    const test::LogCapture log;
+    EXPECT_EQ(converter->makePixelBuffer(*target, *pool), nullptr);
+    EXPECT_THAT(log.messages(), testing::Contains("Failed to blit the textures."));
+    EXPECT_EQ(CVPixelBufferPoolGetLiveCount(*pool), 0);
+    NSError error;
+    EXPECT_EQ(converter->makePixelBuffer(*target, *pool, &error), nullptr);
+    EXPECT_THAT(error.localizedDescription(), testing::MatchesRegex("Failed to blit the textures: .*usage.*"));
+}
+
+TEST_F(ConverterTest, ServesAnyNumberOfThreads) {
+    std::vector<std::jthread> threads;
+    for (unsigned number = 0; number < 8; ++number) {
+        threads.emplace_back([this, number] {
+            const Picture input = Picture::noise(31, 17, number);
+            const auto texture = PictureTexture::create(device, input);
+            const auto pool = converter->makePixelBufferPool(31, 17, bgraFrame);
+            for (int round = 0; round < 20; ++round) {
+                const auto pixels = converter->makePixelBuffer(*texture, *pool);
+                ASSERT_NE(pixels, nullptr);
+                EXPECT_EQ(PictureTexture::read(*converter->texture(pixels)), input);
+                EXPECT_NE(converter->texture(frame(20, 10, round % 2 != 0 ? fullRange : videoRange)), nullptr);
+            }
+        });
+    }
+}
+
 /// A converter on a device that records and refuses.
 class ConverterFailureTest : public test::RecordingTest {
 protected:
@@ -144,6 +176,10 @@ TEST_F(ConverterFailureTest, EachStepOfAConversionIsReportedAndTriedAgain) {
                     {"Failed to make constant buffer of length 80.",
                      "Unable to create shader constant buffer for the YUV to RGB converter.", unprepared});
     expectNoTexture("makeCommandQueue", videoRange, {"Failed to run YUV to RGB conversion."});
+    mtlDevice->nextError = NSError("the GPU is gone");
+    NSError error;
+    EXPECT_EQ(converter->texture(frame(8, 8, videoRange), &error), nullptr);
+    EXPECT_EQ(error.localizedDescription(), "Failed to run YUV to RGB conversion: the GPU is gone");
     const auto converted = converter->texture(frame(8, 8, videoRange));
     ASSERT_NE(converted, nullptr);
     EXPECT_EQ(takeCalls().back(), "waitUntilCompleted()");

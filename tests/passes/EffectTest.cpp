@@ -1,5 +1,7 @@
 #include <any>
+#include <chrono>
 #include <map>
+#include <semaphore>
 
 #include <tests/support/RecordingTest.h>
 
@@ -37,6 +39,9 @@ struct RecordingDelegate : EffectDelegate {
     explicit RecordingDelegate(test::Calls& c) : calls(c) {}
     void effectDidStartGPUTasks(Effect&) override { calls.push_back("started"); }
     void effectDidCompleteGPUTasks(Effect&) override { calls.push_back("completed"); }
+    void effectDidFailGPUTasks(Effect&, const NSError& reason) override {
+        calls.push_back("failed: " + reason.localizedDescription());
+    }
     test::Calls& calls;
 };
 
@@ -123,6 +128,47 @@ TEST_F(EffectTest, CompletionIsToldToTheDelegateOfThatMomentAndKeepsNobody) {
     takeCalls();
     mtlDevice->complete();
     EXPECT_THAT(calls, IsEmpty());
+}
+
+TEST_F(EffectTest, WorkThatFailsIsToldToTheDelegateAndToWhoWaitsForIt) {
+    takeCalls();
+    mtlDevice->nextError = NSError("the GPU is gone");
+    EXPECT_TRUE(effect->apply(nullptr));
+    mtlDevice->complete();
+    EXPECT_THAT(takeCalls(),
+                ElementsAre("addCompletedHandler()", "started", "commit()", "failed: the GPU is gone", "completed"));
+
+    const std::string message = "The GPU work of the effect failed: the GPU is gone";
+    NSError error;
+    mtlDevice->nextError = NSError("the GPU is gone");
+    EXPECT_FALSE(effect->applyAndWait(&error));
+    EXPECT_EQ(error.localizedDescription(), message);
+    EXPECT_THAT(takeMessages(), IsEmpty());
+    mtlDevice->nextError = NSError("the GPU is gone");
+    EXPECT_FALSE(effect->applyAndWait(std::make_shared<Drawable>(), nullptr));
+    EXPECT_THAT(takeMessages(), ElementsAre(message));
+    takeCalls();
+    EXPECT_TRUE(effect->applyAndWait(nullptr));
+    EXPECT_THAT(takeCalls(),
+                ElementsAre("addCompletedHandler()", "started", "commit()", "waitUntilCompleted()", "completed"));
+}
+
+struct CountingDelegate : EffectDelegate {
+    void effectDidStartGPUTasks(Effect&) override {}
+    void effectDidCompleteGPUTasks(Effect&) override { completed.release(); }
+    std::counting_semaphore<> completed{0};
+};
+
+TEST(EffectOnTheDeviceTest, AWaitedForEffectThatIsDroppedStillTellsItsDelegate) {
+    const auto device = DeviceManager::shared().defaultDevice();
+    const auto delegate = std::make_shared<CountingDelegate>();
+    for (int run = 0; run < 300; ++run) {
+        auto effect = Effect::create(device);
+        effect->setDelegate(delegate);
+        EXPECT_TRUE(effect->applyAndWait(nullptr));
+        effect.reset();
+        ASSERT_TRUE(delegate->completed.try_acquire_for(std::chrono::seconds(60))) << run;
+    }
 }
 
 TEST_F(EffectTest, APassMayChangeTheChainAndDropTheEffect) {

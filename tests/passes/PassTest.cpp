@@ -108,11 +108,21 @@ protected:
     using Parts = std::vector<std::pair<std::string, std::string>>;
 
     /// Expects that of several missing parts the first one is named.
-    void expectStops(const Parts& parts, const std::function<std::shared_ptr<Effect>()>& makeEffect) {
+    void expectStops(const Parts& parts, const std::function<std::shared_ptr<Effect>()>& makeEffect,
+                     const std::function<std::shared_ptr<Effect>(NSError*)>& makeEffectOrFail) {
         for (auto part = parts.rbegin(); part != parts.rend(); ++part) {
             mtlDevice->refused.insert(part->first);
-            EXPECT_DEATH((os::setLogSink({}), makeEffect()), part->second) << part->first;
+            EXPECT_DEATH((os::setLogSink({}), makeEffect()), part->second + "\\.") << part->first;
+            NSError error;
+            EXPECT_EQ(makeEffectOrFail(&error), nullptr);
+            const std::string last = part->second.substr(part->second.rfind(".*") + 1);
+            EXPECT_THAT(error.localizedDescription(), testing::StartsWith(last.substr(last.find('F'))));
         }
+        EXPECT_THAT(takeMessages(), IsEmpty());
+        mtlDevice->refused = {"makeRenderPipelineState", "makeComputePipelineState"};
+        NSError error;
+        EXPECT_EQ(makeEffectOrFail(&error), nullptr);
+        EXPECT_THAT(error.localizedDescription(), testing::EndsWith("pipeline state: refused"));
     }
     std::shared_ptr<Effect> present(const std::shared_ptr<Device>& with) const {
         return PresentTextureEffect::create(with, both, both, bgra, {}, {}, false);
@@ -120,36 +130,45 @@ protected:
     std::shared_ptr<Effect> blit(const std::shared_ptr<Device>& with, PassType type) const {
         return BlitEffect::create(with, both, both, type, bgra);
     }
+    std::shared_ptr<Effect> blitOrFail(PassType type, NSError* error) const {
+        return BlitEffect::create(device, both, both, type, bgra, error);
+    }
 
     const std::shared_ptr<Texture> both = texture(4, 4);
-    const std::string noLibrary = "for bundle\\..*Failed to get the shader library from the GFX device\\.";
-    const std::string noQueue = "Failed to create the command queue for the effect\\.";
+    const std::string noLibrary = "for bundle\\..*Failed to get the shader library from the GFX device";
+    const std::string noQueue = "Failed to create the command queue for the effect";
 };
 
 TEST_F(FatalStopDeathTest, OfAPresentEffect) {
-    const std::string shaders = "Failed to load shaders for PresentTexturePass\\.";
-    expectStops({{"makeBuffer", "Failed to create constant buffer for the PresentTexturePass\\."},
-                 {"makeSamplerState", "Failed to create sampler state for the PresentTexturePass\\."},
-                 {"makeDefaultLibrary", noLibrary},
-                 {"Ondrix::PresentTexture::VS_Main", "VS_Main' from.*PresentTexture::FS_Main' from.*" + shaders},
-                 {"Ondrix::PresentTexture::FS_Main", "PresentTexture::FS_Main' from.*" + shaders},
-                 {"makeCommandQueue", noQueue}},
-                [this] { return present(device); });
+    const std::string shaders = "Failed to load shaders for PresentTexturePass";
+    expectStops(
+        {{"makeBuffer", "Failed to create constant buffer for the PresentTexturePass"},
+         {"makeSamplerState", "Failed to create sampler state for the PresentTexturePass"},
+         {"makeDefaultLibrary", noLibrary},
+         {"Ondrix::PresentTexture::VS_Main", "VS_Main' from.*PresentTexture::FS_Main' from.*" + shaders},
+         {"Ondrix::PresentTexture::FS_Main", "PresentTexture::FS_Main' from.*" + shaders},
+         {"makeCommandQueue", noQueue}},
+        [this] { return present(device); },
+        [this](NSError* e) { return PresentTextureEffect::create(device, both, both, bgra, {}, {}, false, e); });
 }
 
 TEST_F(FatalStopDeathTest, OfABlitEffect) {
-    const std::string shaders = "Failed to load shaders for BlitRenderPass\\.";
-    expectStops({{"makeSamplerState", "Failed to create sampler state for the BlitRenderPass\\."},
-                 {"makeDefaultLibrary", noLibrary},
-                 {"Ondrix::Blit::VS_Main", "Blit::VS_Main' from.*Blit::FS_Main' from.*" + shaders},
-                 {"Ondrix::Blit::FS_Main", "Blit::FS_Main' from.*" + shaders},
-                 {"makeCommandQueue", noQueue}},
-                [this] { return blit(device, PassType::renderPass); });
+    const std::string shaders = "Failed to load shaders for BlitRenderPass";
+    expectStops(
+        {{"makeSamplerState", "Failed to create sampler state for the BlitRenderPass"},
+         {"makeDefaultLibrary", noLibrary},
+         {"Ondrix::Blit::VS_Main", "Blit::VS_Main' from.*Blit::FS_Main' from.*" + shaders},
+         {"Ondrix::Blit::FS_Main", "Blit::FS_Main' from.*" + shaders},
+         {"makeCommandQueue", noQueue}},
+        [this] { return blit(device, PassType::renderPass); },
+        [this](NSError* e) { return blitOrFail(PassType::renderPass, e); });
     mtlDevice->refused.clear();
-    expectStops({{"makeDefaultLibrary", noLibrary},
-                 {"Ondrix::Blit::CS_Main", "Failed to load compute shader for the blit pass\\."},
-                 {"makeCommandQueue", noQueue}},
-                [this] { return blit(device, PassType::computePass); });
+    expectStops(
+        {{"makeDefaultLibrary", noLibrary},
+         {"Ondrix::Blit::CS_Main", "Failed to load compute shader for the blit pass"},
+         {"makeCommandQueue", noQueue}},
+        [this] { return blit(device, PassType::computePass); },
+        [this](NSError* e) { return blitOrFail(PassType::computePass, e); });
 }
 
 // Never started, so it has no mesh.

@@ -40,6 +40,11 @@ TEST_F(PresentTransformTest, ATextureWithoutGPUTextureCountsAsOnePixelAtFirstAnd
     effect->setContentMode(stretch);
     EXPECT_TRUE(effect->prepare());
     expectScale(1, 1, "stretched, whatever the sizes");
+
+    effect->setContentMode(fit);
+    EXPECT_TRUE(effect->prepare());
+    effect->getPass<PresentTexturePass>("present")->texture(*empty, Size2<Int>{-9, 16});
+    expectScale(-1, 1, "a width below 1 is used as it is");
 }
 
 TEST_F(PresentTransformTest, ThePassFollowsTheTexturesItUsesAndLeavesThemBehind) {

@@ -80,11 +80,13 @@ struct RecordedEncoder final : MTLRenderCommandEncoder, MTLComputeCommandEncoder
     Calls& calls;
 };
 
-/// A device that runs nothing: it records what is asked of it, refuses what it is told to, and takes textures, buffers
-/// and samplers from the system's device.
+/// A device that runs nothing: it records what is asked of it, refuses and fails what it is told to, and takes
+/// textures, buffers and samplers from the system's device.
 struct RecordingDevice final : MTLDevice {
     Calls calls;
     std::set<std::string> refused;       ///< names of operations, or of functions of a library
+    int allocationsToRefusal = 0;        ///< that one, and only that, of textures and buffers is refused; 0 for none
+    std::optional<NSError> nextError;    ///< of the next command buffer that is committed
     MTLRenderPassDescriptor renderPass;  ///< the last one
     MTLRenderPipelineDescriptor renderPipeline;
     std::vector<std::shared_ptr<MTLBuffer>> buffers;  ///< in the order in which they were made
@@ -102,12 +104,12 @@ struct RecordingDevice final : MTLDevice {
     }
     std::shared_ptr<MTLTexture> makeTexture(const MTLTextureDescriptor& d) override {
         record(calls, "makeTexture", static_cast<std::int64_t>(d.width), static_cast<std::int64_t>(d.height));
-        return refuses("makeTexture") ? nullptr : system->makeTexture(d);
+        return refusesMemory("makeTexture") ? nullptr : system->makeTexture(d);
     }
     std::shared_ptr<MTLTexture> makeTexture(const MTLTextureDescriptor& d, std::shared_ptr<IOSurface> surface,
                                             std::uint64_t plane) override {
         record(calls, "wrapPlane", static_cast<std::int64_t>(plane), static_cast<std::int64_t>(d.pixelFormat));
-        const bool isRefused = refuses("wrapPlane") || refuses("wrapPlane " + std::to_string(plane));
+        const bool isRefused = refusesMemory("wrapPlane") || refuses("wrapPlane " + std::to_string(plane));
         return isRefused ? nullptr : system->makeTexture(d, std::move(surface), plane);
     }
     std::shared_ptr<MTLBuffer> makeBuffer(std::int64_t length, MTLResourceOptions options) override {
@@ -126,7 +128,9 @@ struct RecordingDevice final : MTLDevice {
     std::shared_ptr<MTLLibrary> makeDefaultLibrary() override {
         return unlessRefused<QueueAndLibrary>("makeDefaultLibrary", *this);
     }
-    std::shared_ptr<MTLLibrary> makeDefaultLibrary(const NSBundle&, NSError*) override { return makeDefaultLibrary(); }
+    std::shared_ptr<MTLLibrary> makeDefaultLibrary(const NSBundle&, NSError* error) override {
+        return unlessRefused<QueueAndLibrary>("makeDefaultLibrary", *this, error);
+    }
     std::shared_ptr<MTLRenderPipelineState> makeRenderPipelineState(const MTLRenderPipelineDescriptor& descriptor,
                                                                     NSError* error) override {
         renderPipeline = descriptor;
@@ -155,15 +159,21 @@ private:
             device.handlers.push_back([handler = std::make_shared<MTLCommandBufferHandler>(std::move(handler)),
                                        self = shared_from_this()] { (*handler)(*self); });
         }
-        void commit() override { record(device.calls, "commit"); }
+        void commit() override {
+            record(device.calls, "commit");
+            failure = std::exchange(device.nextError, std::nullopt);
+        }
         void waitUntilCompleted() override {
             record(device.calls, "waitUntilCompleted");
             device.complete();
         }
-        MTLCommandBufferStatus status() const override { return MTLCommandBufferStatus::completed; }
-        std::optional<NSError> error() const override { return std::nullopt; }
+        MTLCommandBufferStatus status() const override {
+            return failure ? MTLCommandBufferStatus::error : MTLCommandBufferStatus::completed;
+        }
+        std::optional<NSError> error() const override { return failure; }
 
         RecordingDevice& device;
+        std::optional<NSError> failure;
     };
     struct QueueAndLibrary final : MTLCommandQueue, MTLLibrary {
         explicit QueueAndLibrary(RecordingDevice& d) : device(d) {}
@@ -179,6 +189,9 @@ private:
     };
 
     bool refuses(const std::string& operation) const { return refused.contains(operation); }
+    bool refusesMemory(const std::string& operation) {
+        return (allocationsToRefusal > 0 && --allocationsToRefusal == 0) || refuses(operation);
+    }
     template <class Object, class Argument>
     std::shared_ptr<Object> unlessRefused(const std::string& operation, Argument&& argument, NSError* error = nullptr) {
         if (!refuses(operation)) return std::make_shared<Object>(std::forward<Argument>(argument));
@@ -187,7 +200,7 @@ private:
     }
     std::shared_ptr<MTLBuffer> made(std::int64_t length, std::shared_ptr<MTLBuffer> buffer) {
         record(calls, "makeBuffer", length);
-        if (refuses("makeBuffer") || refuses("makeBuffer " + std::to_string(length))) return nullptr;
+        if (refusesMemory("makeBuffer") || refuses("makeBuffer " + std::to_string(length))) return nullptr;
         return buffers.emplace_back(std::move(buffer));
     }
 

@@ -48,6 +48,17 @@ protected:
         EXPECT_FALSE(action()) << "refused " << testing::PrintToString(refused);
         for (const auto& entry : log.entries()) EXPECT_EQ(entry.type, os::LogType::error) << entry.text;
         EXPECT_EQ(takeMessages(), messages) << "refused " << testing::PrintToString(refused);
+
+        // A caller who asks hears the same, and the log nothing.
+        const Calls recorded = calls;
+        NSError error;
+        EXPECT_FALSE(Failure::toldTo(&error, action));
+        EXPECT_EQ(takeMessages(), std::vector<std::string>()) << error.localizedDescription();
+        for (std::string message : messages) {
+            while (message.ends_with('.')) message.pop_back();
+            EXPECT_THAT(error.localizedDescription(), testing::HasSubstr(message));
+        }
+        calls = recorded;
         mtlDevice->refused.clear();
     }
 
