@@ -1,5 +1,11 @@
 include(CMakePackageConfigHelpers)
 
+# The soname changes with each version that may break programs: before 1.0 these are the minor ones.
+set(ONDRIX_SOVERSION ${PROJECT_VERSION_MAJOR})
+if(PROJECT_VERSION_MAJOR EQUAL 0)
+  string(APPEND ONDRIX_SOVERSION .${PROJECT_VERSION_MINOR})
+endif()
+
 # Three parts: what programs need when they run, what they are built with, and the program ondrix.
 set(packageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/Ondrix)
 file(RELATIVE_PATH prefixFromPkgConfig /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
@@ -12,6 +18,7 @@ foreach(component "" media window effects)
   if(NOT TARGET ${name})
     continue()
   endif()
+  set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${ONDRIX_SOVERSION})
   if(component AND NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
     set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN")
   endif()
