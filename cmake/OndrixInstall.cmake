@@ -6,14 +6,17 @@ if(PROJECT_VERSION_MAJOR EQUAL 0)
   string(APPEND ONDRIX_SOVERSION .${PROJECT_VERSION_MINOR})
 endif()
 
-# Three parts: what programs need when they run, what they are built with, and the program ondrix.
+# Install components: runtime is what every program needs; media, window and effects are the libraries that some do;
+# development is what programs are built with, tools the program ondrix.
 set(packageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/Ondrix)
 file(RELATIVE_PATH prefixFromPkgConfig /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" prefixFromPkgConfig "${prefixFromPkgConfig}")
 foreach(component "" media window effects)
   set(name ondrix)
+  set(installComponent runtime)
   if(component)
     set(name ondrix-${component})
+    set(installComponent ${component})
   endif()
   if(NOT TARGET ${name})
     continue()
@@ -23,7 +26,7 @@ foreach(component "" media window effects)
     set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN")
   endif()
   install(TARGETS ${name} EXPORT ${name}
-          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${installComponent} NAMELINK_COMPONENT development
           FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
   install(EXPORT ${name} FILE ${name}-targets.cmake NAMESPACE ondrix:: DESTINATION ${packageFolder} COMPONENT development)
 
@@ -52,7 +55,7 @@ if(TARGET ondrix-tool)
 endif()
 
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/OndrixConfig.cmake.in ${PROJECT_BINARY_DIR}/OndrixConfig.cmake
-                              INSTALL_DESTINATION ${packageFolder} PATH_VARS CMAKE_INSTALL_INCLUDEDIR)
+                              INSTALL_DESTINATION ${packageFolder} PATH_VARS CMAKE_INSTALL_INCLUDEDIR CMAKE_INSTALL_LIBDIR)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/OndrixConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/OndrixConfig.cmake ${PROJECT_BINARY_DIR}/OndrixConfigVersion.cmake
               ${PROJECT_SOURCE_DIR}/cmake/OndrixShaderLibrary.cmake ${PROJECT_SOURCE_DIR}/cmake/shader-module.map
