@@ -5,6 +5,9 @@
 # bundle of that target, which then depends on it; with DESTINATION, in that folder; otherwise in the current binary folder.
 # The library named "default" in a program's bundle is its default library. The property ONDRIX_LIBRARY_FOLDER of TARGET is
 # the path of the folder.
+#
+# ONDRIX_CHECKED_MODULES=OFF leaves the level "checked" out, ONDRIX_SIMD_LEVELS lists the others. Both are read at each call,
+# so that set() works after find_package as well as before it.
 
 if(NOT ONDRIX_SHADING_INCLUDE_DIR)  # set by the installed package
   set(ONDRIX_SHADING_INCLUDE_DIR "${CMAKE_CURRENT_LIST_DIR}/..")
@@ -18,8 +21,6 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
 else()
   set(ONDRIX_SIMD_LEVELS plain vector128 CACHE STRING "SIMD levels that shader libraries are built for")
 endif()
-
-option(ONDRIX_CHECKED_MODULES "Build the modules of shader libraries that ONDRIX_VALIDATE=1 uses" ON)
 
 function(ondrix_add_shader_library target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "NAME;FOR;DESTINATION" "SOURCES")
@@ -53,7 +54,7 @@ function(ondrix_add_shader_library target)
   add_custom_target(${target} ALL)
   set_target_properties(${target} PROPERTIES ONDRIX_LIBRARY_FOLDER "${folder}")
   set(levels ${ONDRIX_SIMD_LEVELS})
-  if(ONDRIX_CHECKED_MODULES)
+  if(ONDRIX_CHECKED_MODULES OR NOT DEFINED ONDRIX_CHECKED_MODULES)
     list(APPEND levels checked)
   endif()
   foreach(level IN LISTS levels)
