@@ -12,6 +12,7 @@
 #include <ondrix/platform/corevideo/CVMetalTextureCache.h>
 #include <ondrix/platform/corevideo/CVPixelBuffer.h>
 #include <ondrix/platform/corevideo/CVPixelBufferPool.h>
+#include <ondrix/platform/corevideo/PixelBufferLock.h>
 
 namespace ondrix {
 namespace {
@@ -39,16 +40,16 @@ TEST_P(PixelBufferLayout, PlanesAreApartAlignedAndPadded) {
     const auto surface = CVPixelBufferGetIOSurface(buffer);
     ASSERT_EQ(surface->planeCount(), format == bgra ? 1u : 2u);
 
-    CVPixelBufferLockBaseAddress(*buffer, 0);
+    const PixelBufferLock lock(buffer);
     std::vector<std::span<std::uint8_t>> planes;
     for (std::uint64_t plane = 0; plane < surface->planeCount(); ++plane) {
         const std::int64_t divisor = plane == 0 ? 1 : 2;
-        const std::int64_t stride = CVPixelBufferGetBytesPerRowOfPlane(*buffer, plane);
-        EXPECT_EQ(CVPixelBufferGetWidthOfPlane(*buffer, plane), (side + divisor - 1) / divisor);
-        EXPECT_EQ(CVPixelBufferGetHeightOfPlane(*buffer, plane), (side + 2 + divisor - 1) / divisor);
-        EXPECT_GE(stride, CVPixelBufferGetWidthOfPlane(*buffer, plane) * (format == bgra ? 4 : divisor));
+        const std::int64_t stride = lock.bytesPerRow(plane);
+        EXPECT_EQ(lock.width(plane), (side + divisor - 1) / divisor);
+        EXPECT_EQ(lock.height(plane), (side + 2 + divisor - 1) / divisor);
+        EXPECT_GE(stride, lock.width(plane) * (format == bgra ? 4 : divisor));
         EXPECT_EQ(stride % (alignment > 0 ? alignment : 64), 0);
-        auto* const address = static_cast<std::uint8_t*>(CVPixelBufferGetBaseAddressOfPlane(*buffer, plane));
+        std::uint8_t* const address = lock.bytes(plane);
         EXPECT_EQ(address, surface->baseAddressOfPlane(plane));
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(address) % 64, 0u);
         planes.emplace_back(address, stride * surface->heightOfPlane(plane) + 64);
@@ -96,6 +97,11 @@ TEST(PixelBuffer, ShowsItsAddressesOnlyWhileLocked) {
     for (const int plane : {-1, 2}) {
         EXPECT_EQ(CVPixelBufferGetBaseAddressOfPlane(*buffer, plane), nullptr);
         EXPECT_EQ(CVPixelBufferGetBytesPerRowOfPlane(*buffer, plane), 0);
+    }
+    {
+        const PixelBufferLock lock(*buffer, kCVPixelBufferLock_ReadOnly);
+        EXPECT_EQ(lock.row(1, 1), lock.bytes(1) + CVPixelBufferGetBytesPerRowOfPlane(*buffer, 1));
+        EXPECT_EQ(CVPixelBufferGetLockCount(*buffer), 2);
     }
     CVPixelBufferUnlockBaseAddress(*buffer, 0);
     EXPECT_EQ(CVPixelBufferGetBaseAddressOfPlane(*buffer, 1), nullptr);

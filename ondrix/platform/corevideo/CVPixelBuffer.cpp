@@ -5,6 +5,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -19,6 +20,9 @@ constexpr std::int64_t defaultRowAlignment = 64;
 constexpr std::int64_t maximumRowAlignment = 4096;
 /// Rows that lie a multiple of this apart compete for the same cache lines.
 constexpr std::uint64_t cacheSetPeriod = 4096;
+/// The longest row of an application's memory: so many bytes, times the largest height, still have 32-bit numbers when
+/// counted in words of four bytes, as devices do.
+constexpr std::uint64_t maximumBytesPerRow = 1 << 19;
 /// Of the planes' first bytes, and what can be read past the end of each plane.
 constexpr std::uint64_t planeAlignment = 64;
 
@@ -89,28 +93,25 @@ std::uint64_t rowStride(std::uint64_t rowBytes, std::optional<std::int64_t> alig
     return (!alignment && stride % cacheSetPeriod == 0) ? stride + defaultRowAlignment : stride;
 }
 
-/// The planes of one pixel buffer, one after the other in one allocation.
-class PlaneMemory final : public IOSurface {
-public:
-    /// Throws std::bad_alloc.
-    PlaneMemory(std::uint64_t width, std::uint64_t height, std::span<const PlaneFormat> formats,
-                std::optional<std::int64_t> alignment) {
-        std::uint64_t size = 0;
-        for (const PlaneFormat& format : formats) {
-            Plane plane{};
-            plane.width = format.halfSides ? (width + 1) / 2 : width;
-            plane.height = format.halfSides ? (height + 1) / 2 : height;
-            plane.bytesPerElement = format.bytesPerElement;
-            plane.bytesPerRow = rowStride(plane.width * plane.bytesPerElement, alignment);
-            plane.offset = size;
-            size += roundUp(plane.bytesPerRow * plane.height, planeAlignment) + planeAlignment;
-            planes_.push_back(plane);
-        }
-        bytes_ = static_cast<std::uint8_t*>(::operator new (size, std::align_val_t{planeAlignment}));
+struct Plane {
+    std::uint64_t width, height, bytesPerElement, bytesPerRow;
+    std::uint8_t* bytes;
+};
+
+/// The planes of a format, without their memory. Throws std::bad_alloc.
+std::vector<Plane> planesOfSize(std::uint64_t width, std::uint64_t height, OSType pixelFormat) {
+    std::vector<Plane> planes;
+    for (const PlaneFormat& format : planesOfFormat(pixelFormat)) {
+        planes.push_back({format.halfSides ? (width + 1) / 2 : width, format.halfSides ? (height + 1) / 2 : height,
+                          format.bytesPerElement, 0, nullptr});
     }
-    ~PlaneMemory() override { ::operator delete (bytes_, std::align_val_t{planeAlignment}); }
-    PlaneMemory(const PlaneMemory&) = delete;
-    PlaneMemory& operator=(const PlaneMemory&) = delete;
+    return planes;
+}
+
+/// The planes of one pixel buffer, in whatever memory they lie.
+class Planes final : public IOSurface {
+public:
+    explicit Planes(std::vector<Plane> planes) : planes_(std::move(planes)) {}
 
     [[nodiscard]] std::uint64_t planeCount() const override { return planes_.size(); }
     [[nodiscard]] std::uint64_t widthOfPlane(std::uint64_t plane) const override { return planes_.at(plane).width; }
@@ -122,28 +123,67 @@ public:
         return planes_.at(plane).bytesPerRow;
     }
     [[nodiscard]] std::uint8_t* baseAddressOfPlane(std::uint64_t plane) const override {
-        return bytes_ + planes_.at(plane).offset;
+        return planes_.at(plane).bytes;
     }
 
 private:
-    struct Plane {
-        std::uint64_t width, height, bytesPerElement, bytesPerRow, offset;
-    };
-
     std::vector<Plane> planes_;
-    std::uint8_t* bytes_ = nullptr;
 };
+
+struct AlignedDelete {
+    void operator()(std::uint8_t* bytes) const noexcept { ::operator delete (bytes, std::align_val_t{planeAlignment}); }
+};
+using AlignedBytes = std::unique_ptr<std::uint8_t, AlignedDelete>;
+
+/// Memory for the planes, one after the other, and their places in it. Throws std::bad_alloc.
+AlignedBytes allocate(std::vector<Plane>& planes, std::optional<std::int64_t> alignment) {
+    std::uint64_t size = 0;
+    const auto sizeOf = [](const Plane& plane) {
+        return roundUp(plane.bytesPerRow * plane.height, planeAlignment) + planeAlignment;
+    };
+    for (Plane& plane : planes) {
+        plane.bytesPerRow = rowStride(plane.width * plane.bytesPerElement, alignment);
+        size += sizeOf(plane);
+    }
+    AlignedBytes memory(static_cast<std::uint8_t*>(::operator new (size, std::align_val_t{planeAlignment})));
+    std::uint8_t* next = memory.get();
+    for (Plane& plane : planes) {
+        plane.bytes = next;
+        next += sizeOf(plane);
+    }
+    return memory;
+}
+
+/// False when `memory` can't hold the rows of `plane`.
+bool place(Plane& plane, const CVPixelBufferPlane& memory) {
+    const std::uint64_t bytesPerRow = memory.bytesPerRow;
+    if (memory.bytes == nullptr || memory.bytesPerRow < 1 || bytesPerRow < plane.width * plane.bytesPerElement ||
+        bytesPerRow > maximumBytesPerRow || bytesPerRow % plane.bytesPerElement != 0) {
+        return false;
+    }
+    plane.bytesPerRow = bytesPerRow;
+    plane.bytes = static_cast<std::uint8_t*>(memory.bytes);
+    return true;
+}
 
 }  // namespace
 
 class CVPixelBuffer {
 public:
-    CVPixelBuffer(std::int64_t width, std::int64_t height, OSType pixelFormat, std::optional<std::int64_t> alignment)
-        : pixelFormat_(pixelFormat), memory_(width, height, planesOfFormat(pixelFormat), alignment) {}
+    CVPixelBuffer(OSType pixelFormat, std::vector<Plane> planes)
+        : pixelFormat_(pixelFormat), memory_(std::move(planes)) {}
+    ~CVPixelBuffer() {
+        if (release_) release_();
+    }
+    CVPixelBuffer(const CVPixelBuffer&) = delete;
+    CVPixelBuffer& operator=(const CVPixelBuffer&) = delete;
+
+    /// Called at the end, with the memory no longer needed.
+    void setRelease(CVPixelBufferReleaseCallback release) noexcept { release_ = std::move(release); }
 
     [[nodiscard]] OSType pixelFormat() const { return pixelFormat_; }
-    [[nodiscard]] const PlaneMemory& memory() const { return memory_; }
-    [[nodiscard]] PlaneMemory& memory() { return memory_; }
+    [[nodiscard]] const Planes& memory() const { return memory_; }
+    [[nodiscard]] Planes& memory() { return memory_; }
     [[nodiscard]] bool hasPlane(std::int64_t plane) const {
         return plane >= 0 && static_cast<std::uint64_t>(plane) < memory_.planeCount();
     }
@@ -160,9 +200,36 @@ public:
 
 private:
     OSType pixelFormat_;
-    PlaneMemory memory_;
+    Planes memory_;
+    CVPixelBufferReleaseCallback release_;
     std::atomic<std::int64_t> lockCount_ = 0;
 };
+
+namespace {
+
+/// A pixel buffer around the application's memory. `release` is called only for one that was made.
+CVReturn wrap(std::int64_t width, std::int64_t height, OSType pixelFormat, std::span<const CVPixelBufferPlane> memory,
+              CVPixelBufferReleaseCallback release, std::shared_ptr<CVPixelBuffer>* buffer) {
+    assert(buffer != nullptr);
+    buffer->reset();
+    if (!isSide(width) || !isSide(height)) return kCVReturnInvalidSize;
+    if (!isPixelFormat(pixelFormat) || planesOfFormat(pixelFormat).size() != memory.size()) {
+        return kCVReturnInvalidPixelFormat;
+    }
+    try {
+        std::vector<Plane> planes = planesOfSize(width, height, pixelFormat);
+        for (std::size_t index = 0; index < planes.size(); ++index) {
+            if (!place(planes[index], memory[index])) return kCVReturnInvalidArgument;
+        }
+        *buffer = std::make_shared<CVPixelBuffer>(pixelFormat, std::move(planes));
+    } catch (const std::bad_alloc&) {
+        return kCVReturnAllocationFailed;
+    }
+    (*buffer)->setRelease(std::move(release));
+    return kCVReturnSuccess;
+}
+
+}  // namespace
 
 CVReturn CVPixelBufferCreate(std::int64_t width, std::int64_t height, OSType pixelFormat,
                              const CVAttributes* attributes, std::shared_ptr<CVPixelBuffer>* buffer) {
@@ -172,11 +239,31 @@ CVReturn CVPixelBufferCreate(std::int64_t width, std::int64_t height, OSType pix
     if (!isPixelFormat(pixelFormat)) return kCVReturnInvalidPixelFormat;
     if (attributes != nullptr && !areValid(*attributes)) return kCVReturnInvalidPixelBufferAttributes;
     try {
-        *buffer = std::make_shared<CVPixelBuffer>(width, height, pixelFormat, rowAlignment(attributes));
+        std::vector<Plane> planes = planesOfSize(width, height, pixelFormat);
+        AlignedBytes memory = allocate(planes, rowAlignment(attributes));
+        CVPixelBufferReleaseCallback release = [bytes = memory.get()] { AlignedDelete()(bytes); };
+        auto made = std::make_shared<CVPixelBuffer>(pixelFormat, std::move(planes));
+        made->setRelease(std::move(release));
+        (void)memory.release();
+        *buffer = std::move(made);
     } catch (const std::bad_alloc&) {
         return kCVReturnAllocationFailed;
     }
     return kCVReturnSuccess;
+}
+
+CVReturn CVPixelBufferCreateWithBytes(std::int64_t width, std::int64_t height, OSType pixelFormat, void* bytes,
+                                      std::int64_t bytesPerRow, CVPixelBufferReleaseCallback release,
+                                      std::shared_ptr<CVPixelBuffer>* buffer) {
+    const CVPixelBufferPlane plane{bytes, bytesPerRow};
+    return wrap(width, height, pixelFormat, {&plane, 1}, std::move(release), buffer);
+}
+
+CVReturn CVPixelBufferCreateWithPlanarBytes(std::int64_t width, std::int64_t height, OSType pixelFormat,
+                                            const std::vector<CVPixelBufferPlane>& planes,
+                                            CVPixelBufferReleaseCallback release,
+                                            std::shared_ptr<CVPixelBuffer>* buffer) {
+    return wrap(width, height, pixelFormat, planes, std::move(release), buffer);
 }
 
 std::int64_t CVPixelBufferGetWidth(const CVPixelBuffer& buffer) {

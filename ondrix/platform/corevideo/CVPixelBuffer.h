@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <vector>
 
 #include <ondrix/platform/corevideo/CVAttributes.h>
 #include <ondrix/platform/corevideo/CVReturn.h>
@@ -20,15 +22,41 @@ inline constexpr OSType kCVPixelFormatType_420YpCbCr8BiPlanarFullRange = 0x34323
 using CVPixelBufferLockFlags = std::uint64_t;
 inline constexpr CVPixelBufferLockFlags kCVPixelBufferLock_ReadOnly = 1;
 
-/// One frame of pixels in main memory, as 64-byte aligned planes; shared by reference. Chroma planes have half the
-/// sides, rounded up. Nothing orders access from several threads.
+/// One frame of pixels in main memory, shared by reference. Chroma planes have half the sides, rounded up. Nothing
+/// orders access from several threads.
 class CVPixelBuffer;
 
-/// Makes a buffer of undefined content. `attributes` may be null; of its keys, the row alignment is used. On failure
-/// `buffer` is set to null: invalid size (a side below 1 or above 16384), invalid pixel format, invalid pixel buffer
-/// attributes, allocation failed.
+/// Makes a buffer of undefined content, whose planes start at multiples of 64 bytes. `attributes` may be null; of its
+/// keys, the row alignment is used. On failure `buffer` is set to null: invalid size (a side below 1 or above 16384),
+/// invalid pixel format, invalid pixel buffer attributes, allocation failed.
 CVReturn CVPixelBufferCreate(std::int64_t width, std::int64_t height, OSType pixelFormat,
                              const CVAttributes* attributes, std::shared_ptr<CVPixelBuffer>* buffer);
+
+/// The application's memory of one plane. Between its elements and the next row there may be a gap.
+struct CVPixelBufferPlane {
+    void* bytes = nullptr;         ///< first element of the first row, at any address
+    std::int64_t bytesPerRow = 0;  ///< from row to row: at least a row's elements, a multiple of one, at most 524288
+};
+
+/// Called when nobody needs an application's memory any longer. It may do anything but throw.
+using CVPixelBufferReleaseCallback = std::function<void()>;
+
+/// Makes a buffer around the application's own pixels, of one plane (BGRA), without a copy. They must stay until
+/// `release` (may be empty) is called: exactly once, when the last holder of the buffer, of its surface and of its
+/// textures lets go, on that holder's thread, which may be one of the device's. Gaps between rows and what follows the
+/// last row's elements are neither read nor written.
+///
+/// On failure `buffer` is set to null and `release` is not called: invalid size, invalid pixel format (also one of
+/// another number of planes), invalid argument (no bytes, or a row length that `CVPixelBufferPlane` doesn't allow),
+/// allocation failed.
+CVReturn CVPixelBufferCreateWithBytes(std::int64_t width, std::int64_t height, OSType pixelFormat, void* bytes,
+                                      std::int64_t bytesPerRow, CVPixelBufferReleaseCallback release,
+                                      std::shared_ptr<CVPixelBuffer>* buffer);
+/// The same of as many planes as the format has: luma, then CbCr.
+CVReturn CVPixelBufferCreateWithPlanarBytes(std::int64_t width, std::int64_t height, OSType pixelFormat,
+                                            const std::vector<CVPixelBufferPlane>& planes,
+                                            CVPixelBufferReleaseCallback release,
+                                            std::shared_ptr<CVPixelBuffer>* buffer);
 
 [[nodiscard]] std::int64_t CVPixelBufferGetWidth(const CVPixelBuffer& buffer);   ///< pixels
 [[nodiscard]] std::int64_t CVPixelBufferGetHeight(const CVPixelBuffer& buffer);  ///< pixels

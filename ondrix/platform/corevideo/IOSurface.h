@@ -15,9 +15,10 @@ public:
     [[nodiscard]] virtual std::uint64_t heightOfPlane(std::uint64_t plane) const = 0;  ///< rows
     [[nodiscard]] virtual std::uint64_t bytesPerElementOfPlane(
         std::uint64_t plane) const = 0;  ///< bytes of one element
+    /// From the start of a row to that of the next; a multiple of an element's bytes.
     [[nodiscard]] virtual std::uint64_t bytesPerRowOfPlane(std::uint64_t plane) const = 0;
-    /// Start of the plane. Between the last element of a row and the next row, or for the last row within the
-    /// allocation, at least 64 more bytes can be read; their content is undefined.
+    /// First element of the plane's first row, at any address. Only the elements belong to the surface: what lies
+    /// between two rows or after the last may be somebody else's, or no memory at all.
     [[nodiscard]] virtual std::uint8_t* baseAddressOfPlane(std::uint64_t plane) const = 0;
 };
 

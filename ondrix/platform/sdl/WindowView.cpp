@@ -5,6 +5,7 @@
 
 #include <SDL2/SDL.h>
 
+#include <ondrix/platform/corevideo/PixelBufferLock.h>
 #include <ondrix/platform/metalkit/DrawableQueue.h>
 #include <ondrix/platform/os/Logger.h>
 #include <ondrix/platform/sdl/WindowSystem.h>
@@ -237,11 +238,8 @@ bool SDLWindowView::upload(CVPixelBuffer& frame) {
         textureWidth_ = width;
         textureHeight_ = height;
     }
-    CVPixelBufferLockBaseAddress(frame, kCVPixelBufferLock_ReadOnly);
-    const int status = SDL_UpdateTexture(texture_.get(), nullptr, CVPixelBufferGetBaseAddress(frame),
-                                         static_cast<int>(CVPixelBufferGetBytesPerRow(frame)));
-    CVPixelBufferUnlockBaseAddress(frame, kCVPixelBufferLock_ReadOnly);
-    return status == 0;
+    const PixelBufferLock lock(frame, kCVPixelBufferLock_ReadOnly);
+    return SDL_UpdateTexture(texture_.get(), nullptr, lock.bytes(), static_cast<int>(lock.bytesPerRow())) == 0;
 }
 
 /// A frame of another size than the window, as between a change of size and the next frame, is stretched.
