@@ -75,7 +75,10 @@ inline std::optional<Course> courseOf(const TextureView& view, const SamplerView
     const bool turned = std::abs(step[1]) > std::abs(step[0]);
     const double side = step[turned ? 0 : 1];
     if (std::abs(side) > 1e-6 * std::abs(step[turned ? 1 : 0])) return std::nullopt;
-    return Course{turned, step[turned ? 1 : 0] < 0, side != 0 || at.rowStep[turned ? 1 : 0] != 0};
+    Course course{turned, step[turned ? 1 : 0] < 0, side != 0 || at.rowStep[turned ? 1 : 0] != 0};
+    // A line of one texel is the same backwards, and as a copy it has room beside it.
+    if (course.length(view) == 1) course.reversed = true;
+    return course;
 }
 
 /// Whether `line` passes the whole numbers from `start` on, one each `step`, in the columns first <= x < last, far
@@ -121,8 +124,8 @@ inline bool follows(const sampling::Line& line, double start, double step, std::
         // The line is monotonous, so its ends are the first and the last texel.
         const auto end = number(line.at(last - 1));
         const std::int32_t left = clampedTap(grid, size).texel, right = clampedTap(end, size).texel + 2;
-        const std::int32_t from = left < size - 1 ? left : size - 2;  // two texels at least
-        c.lines.begin(view, course, from < 0 ? 0 : from, (right < size ? right : size) - from);
+        const std::int32_t from = std::max(0, std::min(left, size - 2));  // two texels if the line has them
+        c.lines.begin(view, course, from, std::min(right, size) - from);
     }
 }
 
@@ -143,7 +146,8 @@ inline bool isCopy(const Columns& c, const TextureView& view, const Varying2& at
 /// Fills in the tables for blending the columns; false when they were to be compact and can't.
 inline bool fillTables(Columns& c, const TextureView& view, const Varying2& at, bool compact) {
     const Course course = c.lines.course;
-    const int size = course.length(view), count = c.last - c.first, texels = c.lines.texels;
+    const int size = course.length(view), count = c.last - c.first;
+    const int texels = std::max(c.lines.texels, 2);  // a single one is followed by room that may be read
     const sampling::Line line = sampling::gridLine(at, course.along(), size);
     c.compact = compact;
     const int windowEnd = texels - (compact ? sampling::windowTexels : 2);
@@ -242,7 +246,7 @@ inline const std::uint8_t* blendedLine(Columns& c, const TextureView& view, std:
         return row;
     }
 #if !defined(ONDRIX_PLAIN)
-    if (c.lines.texels < 2) return row;
+    if (c.lines.texels < 2 && course.length(view) > 1) return row;
     if (!c.hasTables) c.hasTables = fillTables(c, view, at, true) || fillTables(c, view, at, false);
     row.kind = Kind::blend;
     row.weights = (256 - tap.weight) | tap.weight << 16;

@@ -1,11 +1,13 @@
-// The same bytes from every number of threads and every SIMD level.
+// The same bytes from every number of threads and every SIMD level, in textures over memory that borders on pages which
+// can't be touched.
 #include <numeric>
 #include <random>
-#include <string_view>
 
 #include <gtest/gtest.h>
+#include <tests/support/GuardedMemory.h>
+#include <tests/support/SimdLevels.h>
 
-#include <ondrix/platform/software/SimdLevel.h>
+#include <ondrix/platform/corevideo/IOSurface.h>
 
 #include "Gpu.h"
 
@@ -14,11 +16,33 @@ using namespace ondrix::test;
 
 namespace {
 
+/// One plane of an application's own memory, not a byte larger than its elements.
+class GuardedSurface : public IOSurface {
+public:
+    GuardedSurface(std::uint64_t width, std::uint64_t height, std::uint64_t elementBytes, GuardedEnd end)
+        : width_(width), height_(height), elementBytes_(elementBytes), memory_(width * height * elementBytes, end) {}
+
+    std::uint64_t planeCount() const override { return 1; }
+    std::uint64_t widthOfPlane(std::uint64_t) const override { return width_; }
+    std::uint64_t heightOfPlane(std::uint64_t) const override { return height_; }
+    std::uint64_t bytesPerElementOfPlane(std::uint64_t) const override { return elementBytes_; }
+    std::uint64_t bytesPerRowOfPlane(std::uint64_t) const override { return width_ * elementBytes_; }
+    std::uint8_t* baseAddressOfPlane(std::uint64_t) const override { return memory_.bytes(); }
+
+private:
+    std::uint64_t width_, height_, elementBytes_;
+    GuardedMemory memory_;
+};
+
 /// All kinds of work in one command buffer over targets of odd sizes; returns the bytes of all results.
-std::vector<std::uint8_t> draw(int threads, std::string_view level, MTLPixelFormat format) {
-    const Gpu gpu(threads, std::string(level));
-    const auto image = gpu.texture(97, 61, format), target = gpu.texture(331, 257, format),
-               copy = gpu.texture(333, 259, format);
+std::vector<std::uint8_t> draw(int threads, const std::string& level, MTLPixelFormat format, GuardedEnd end) {
+    const Gpu gpu(threads, level);
+    const auto texture = [&](std::uint64_t width, std::uint64_t height) {
+        const auto elementBytes = static_cast<std::uint64_t>(pixelFormatInfo(format)->bytesPerPixel);
+        return gpu.device->makeTexture({format, width, height, false, MTLTextureUsage::unknown},
+                                       std::make_shared<GuardedSurface>(width, height, elementBytes, end), 0);
+    };
+    const auto image = texture(97, 61), target = texture(331, 257), copy = texture(333, 259);
     std::vector<Vertex> vertices = {
         {-1, 1, 0, 1, {0, 0}}, {-1, -1, 0, 1, {0, 1}}, {1, 1, 0, 1, {1, 0}}, {1, -1, 0, 1, {1, 1}}};
     std::mt19937 random(11);
@@ -51,30 +75,34 @@ std::vector<std::uint8_t> draw(int threads, std::string_view level, MTLPixelForm
     run(*commands);
 
     std::vector<std::uint8_t> result;
-    for (const auto& texture : {image, target, copy}) {
-        const auto part = bytes(*texture);
+    for (const auto& each : {image, target, copy}) {
+        const auto part = bytes(*each);
         result.insert(result.end(), part.begin(), part.end());
     }
     return result;
 }
 
-class Agreement : public testing::TestWithParam<MTLPixelFormat> {};
+class Agreement : public testing::TestWithParam<std::tuple<MTLPixelFormat, std::string>> {};
 
 }  // namespace
 
 TEST_P(Agreement, OfThreadsAndLevels) {
-    const auto reference = draw(1, "plain", GetParam());
-    for (const software::SimdLevel& level : software::simdLevels()) {
-        const bool built = std::string_view(SIMD_LEVELS).find(level.name) != std::string_view::npos;
-        if (!built || !level.supported()) continue;
-        for (int threads = 1; threads <= 5; ++threads) {
-            EXPECT_TRUE(draw(threads, level.name, GetParam()) == reference)
-                << level.name << ", " << threads << " threads";
+    const auto& [format, level] = GetParam();
+    if (!runsHere(level)) GTEST_SKIP() << "this processor lacks " << level;
+    const auto reference = draw(1, "plain", format, GuardedEnd::first);
+    for (int threads = 1; threads <= 5; ++threads) {
+        for (const GuardedEnd end : {GuardedEnd::first, GuardedEnd::last}) {
+            EXPECT_TRUE(draw(threads, level, format, end) == reference) << threads << " threads";
         }
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, Agreement,
-                         testing::Values(MTLPixelFormat::bgra8Unorm, MTLPixelFormat::rgba8Unorm_srgb,
-                                         MTLPixelFormat::rg8Unorm, MTLPixelFormat::rgba16Float,
-                                         MTLPixelFormat::rgba32Float));
+                         testing::Combine(testing::Values(MTLPixelFormat::bgra8Unorm, MTLPixelFormat::rgba8Unorm_srgb,
+                                                          MTLPixelFormat::rg8Unorm, MTLPixelFormat::rgba16Float,
+                                                          MTLPixelFormat::rgba32Float),
+                                          testing::ValuesIn(builtLevels())),
+                         [](const auto& test) {
+                             return "format" + std::to_string(static_cast<int>(std::get<0>(test.param))) + "_" +
+                                    testName(std::get<1>(test.param));
+                         });

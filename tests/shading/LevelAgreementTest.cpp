@@ -1,10 +1,13 @@
-// Every SIMD level gives the same bits as the plain one, whatever the sizes, strides, formats and paths, and never
-// writes outside the pixels.
+// Every SIMD level gives the same bits as the plain one, whatever the sizes, strides, formats and paths, and touches
+// nothing outside the images.
 
 #include <algorithm>
+#include <array>
 #include <limits>
+#include <tuple>
 
 #include <gtest/gtest.h>
+#include <tests/support/SimdLevels.h>
 
 #include <ondrix/conversion/YUVToRGBConstants.h>
 #include <ondrix/platform/metal/MTLSampler.h>
@@ -14,6 +17,10 @@
 using namespace modules;
 using ondrix::MTLSamplerAddressMode;
 using ondrix::MTLSamplerBorderColor;
+using ondrix::test::builtLevels;
+using ondrix::test::GuardedEnd;
+using ondrix::test::runsHere;
+using ondrix::test::testName;
 using shading::SamplerView;
 
 namespace {
@@ -28,20 +35,32 @@ SamplerView sampler(int filter, MTLSamplerAddressMode mode, MTLSamplerBorderColo
 }
 const SamplerView linearClamp = sampler(1, MTLSamplerAddressMode::clampToEdge);
 
-class LevelAgreement : public testing::TestWithParam<std::string> {
+/// A level, with images that are guarded at one end.
+class EveryLevel : public testing::TestWithParam<std::tuple<std::string, GuardedEnd>> {
+protected:
+    void SetUp() override {
+        std::tie(level, Image::guardedEnd) = GetParam();
+        if (!runsHere(level)) GTEST_SKIP() << "this processor lacks " << level;
+    }
+    std::string level;
+};
+
+/// A level beside the plain one.
+class LevelAgreement : public EveryLevel {
 protected:
     /// Lets `work` do the same with the plain module and the other, on images with the same content.
     template <class Work>
     void expectSame(const char* library, int width, int height, Format format, Work&& work) {
+        ASSERT_NE(level, "plain") << "agrees with itself whatever it does";
         Image expected(width, height, format, 9), actual(width, height, format, 9);
         work(open(library, "plain"), expected);
-        work(open(library, GetParam()), actual);
+        work(open(library, level), actual);
         ASSERT_EQ(expected.bytes(), actual.bytes()) << width << "x" << height << " " << static_cast<int>(format);
         ASSERT_TRUE(actual.guardsIntact());
     }
     void expectSameDraw(const char* library, const char* name, const Draw& d, int width, int height, Format format) {
         SCOPED_TRACE(testing::Message() << name << " from " << d.textures[0].width << "x" << d.textures[0].height
-                                        << " format " << d.textures[0].format);
+                                        << " format " << d.textures[0].format << " to " << width << "x" << height);
         expectSame(library, width, height, format, [&](const auto& module, Image& to) { draw(module, name, d, to); });
     }
 };
@@ -114,6 +133,38 @@ TEST_P(LevelAgreement, TurnsByAnyAngle) {
     }
 }
 
+// Lines of one texel or pixel, long ones, and nearly all of the one in nothing of the other.
+TEST_P(LevelAgreement, ImagesOfEveryShape) {
+    constexpr std::pair<int, int> shapes[] = {{1, 1},   {1, 5},  {5, 1},  {2, 3},     {5, 3},
+                                              {16, 16}, {17, 5}, {64, 2}, {16384, 1}, {1, 16384}};
+    for (const auto& [w, h] : shapes) {
+        Image luma(w, h, Format::r8, 1), chroma((w + 1) / 2, (h + 1) / 2, Format::rg8, 2);
+        const auto& constants = ondrix::yuvToRGBConstants(ondrix::YUVFormats::NV12VideoRange);
+        expectSame(OWN_LIBRARY, w, h, Format::bgra8, [&](const auto& module, Image& to) {
+            dispatch(module, "Ondrix::YUVtoRGB::CS_Main", {luma.view(), chroma.view(), to.view()}, w, h, &constants);
+        });
+        for (const auto& [sourceWidth, sourceHeight] : shapes) {
+            Image source(sourceWidth, sourceHeight, Format::bgra8, 8);
+            expectSame(OWN_LIBRARY, w, h, Format::bgra8, [&](const auto& module, Image& to) {
+                dispatch(module, "Ondrix::Blit::CS_Main", {source.view(), to.view()}, w, h, nullptr);
+            });
+            for (const double part : {1.0, 0.4, 2.5}) {  // of the source that the target shows
+                const auto plane = [&](bool alongX, double direction) {
+                    const double step = direction * part / (alongX ? w : h);
+                    return shading::Plane{0.5 + 0.5 * step - 0.5 * direction * part, alongX ? step : 0,
+                                          alongX ? 0 : step};
+                };
+                for (int turn = 0; turn < 8; turn++) {
+                    const double across = turn % 2 == 0 ? 1 : -1, down = turn / 2 % 2 == 0 ? 1 : -1;
+                    Draw d{{plane(turn < 4, across), plane(turn >= 4, down)}, {source.view()}, {linearClamp}};
+                    d.streaming = turn % 3 == 0;
+                    expectSameDraw(OWN_LIBRARY, present, d, w, h, Format::bgra8);
+                }
+            }
+        }
+    }
+}
+
 TEST_P(LevelAgreement, EveryFormatFilterAndAddressMode) {
     for (Format from : formats) {
         Image source(13, 9, from, 3);
@@ -170,9 +221,18 @@ TEST_P(LevelAgreement, OwnFunctions) {
     }
 }
 
+using Colour = std::array<float, 4>;
+static Colour colourOf(Image& image, std::int64_t x, std::int64_t y) {
+    Colour colour{};
+    if (x >= 0 && x < image.width && y >= 0 && y < image.height) {
+        shading::decodePixel(image.format, image.pixel(static_cast<int>(x), static_cast<int>(y)), colour.data());
+    }
+    return colour;
+}
+
 // No position is too far away: outside is zero, nothing outside is touched, and the sums of positions don't overflow
 // into the picture.
-TEST_P(LevelAgreement, PositionsOutsideAreZeroAndLeftAlone) {
+TEST_P(EveryLevel, ZeroOutsideAndNothingWrittenThere) {
     constexpr int least = std::numeric_limits<int>::min(), most = std::numeric_limits<int>::max();
     for (const auto& [w, h] : {std::pair{7, 5}, {16, 5}, {37, 5}, {90, 40}}) {
         for (Format format : {Format::bgra8, Format::r8, Format::rg8, Format::r32f, Format::rgba16f}) {
@@ -180,26 +240,22 @@ TEST_P(LevelAgreement, PositionsOutsideAreZeroAndLeftAlone) {
             for (int x : {0, 1, -1, 16, -17, 15 - w, w, least, most, most - 15, least + 16, 1 << 30}) {
                 for (int y : {0, 2, -16, 17, least, most}) {
                     const int by[] = {x, y};
-                    for (const char* name : {"ShiftedRun", "ShiftedPixels", "MovedPosition"}) {
+                    for (const std::string name : {"ShiftedRun", "ShiftedPixels", "MovedPosition", "SmallTexture"}) {
+                        const bool isSmall = name == "SmallTexture";
+                        Image& from = isSmall ? half : source;
                         Image to(w, h, format, 0), expected(w, h, format, 0);
-                        dispatch(open(TEST_LIBRARY, GetParam()), name, {source.view(), to.view()}, w, h, by);
+                        dispatch(open(TEST_LIBRARY, level), name, {from.view(), to.view()}, w, h, by);
                         for (int i = 0; i < w * h; i++) {
-                            const std::int64_t fromX = std::int64_t{i % w} + x, fromY = std::int64_t{i / w} + y;
-                            const bool inside = fromX >= 0 && fromX < w && fromY >= 0 && fromY < h;
-                            float colour[4] = {};
-                            if (inside) {
-                                const auto* pixel = source.pixel(static_cast<int>(fromX), static_cast<int>(fromY));
-                                shading::decodePixel(format, pixel, colour);
-                            }
-                            shading::encodePixel(format, colour, expected.pixel(i % w, i / w));
+                            const std::int64_t toX = i % w, toY = i / w;
+                            Colour colour = colourOf(from, toX + x, toY + y);
+                            const Colour here = colourOf(from, toX, toY);
+                            for (std::size_t c = 0; c < 4 && isSmall; c++) colour[c] += here[c];
+                            shading::encodePixel(format, colour.data(), expected.pixel(i % w, i / w));
                         }
                         ASSERT_EQ(to.bytes(), expected.bytes()) << name << " by " << x << ", " << y << " in " << w;
                     }
-                    expectSame(TEST_LIBRARY, w, h, format, [&](const auto& module, Image& to) {
-                        dispatch(module, "SmallTexture", {half.view(), to.view()}, w, h, by);
-                    });
                     Image to(w, h, format, 0);
-                    dispatch(open(TEST_LIBRARY, GetParam()), "WrittenElsewhere", {source.view(), to.view()}, w, h, by);
+                    dispatch(open(TEST_LIBRARY, level), "WrittenElsewhere", {source.view(), to.view()}, w, h, by);
                     ASSERT_TRUE(to.guardsIntact());
                 }
             }
@@ -275,8 +331,43 @@ TEST_P(LevelAgreement, StreamedStores) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Levels, LevelAgreement, testing::ValuesIn(builtLevels()), [](const auto& level) {
-    std::string name = level.param;
-    std::replace(name.begin(), name.end(), '-', '_');
-    return name;
-});
+// What no number can be must still come out the same from packs: negative, huge, infinite and NaN colours.
+TEST_P(EveryLevel, UnusualColoursAreStoredLikeSinglePixels) {
+    const float nan = std::numeric_limits<float>::quiet_NaN(), infinity = std::numeric_limits<float>::infinity();
+    const float values[] = {nan, -nan, infinity, -infinity, -1, 1e30f, -1e30f, 0.49999f, 1.00001f, 0.00196f};
+    for (Format format : {Format::bgra8, Format::rgba8_srgb, Format::r8}) {
+        Image source(19, 1, Format::rgba32f, 1), target(19, 1, format, 0);
+        for (int i = 0; i < 19 * 4; i++) {
+            std::memcpy(source.pixel(i / 4, 0) + i % 4 * 4, &values[(i / 4 + i % 4) % 10], 4);
+        }
+        dispatch(open(OWN_LIBRARY, level), "Ondrix::Blit::CS_Main", {source.view(), target.view()}, 19, 1, nullptr);
+        for (int x = 0; x < 19; x++) {
+            float colour[4];
+            std::uint8_t expected[4];
+            shading::decodePixel(Format::rgba32f, source.pixel(x, 0), colour);
+            shading::encodePixel(format, colour, expected);
+            for (int i = 0; i < shading::bytesPerPixel(format); i++)
+                ASSERT_EQ(target.pixel(x, 0)[i], expected[i]) << level;
+        }
+    }
+}
+
+namespace {
+
+std::vector<std::string> otherLevels() {
+    std::vector<std::string> levels = builtLevels();
+    std::erase(levels, "plain");
+    return levels;
+}
+
+constexpr auto nameOf = [](const auto& test) {
+    return testName(std::get<0>(test.param)) +
+           (std::get<1>(test.param) == GuardedEnd::first ? "_guardedStart" : "_guardedEnd");
+};
+const auto guardedEnds = testing::Values(GuardedEnd::first, GuardedEnd::last);
+
+}  // namespace
+
+INSTANTIATE_TEST_SUITE_P(Levels, EveryLevel, testing::Combine(testing::ValuesIn(builtLevels()), guardedEnds), nameOf);
+INSTANTIATE_TEST_SUITE_P(Levels, LevelAgreement, testing::Combine(testing::ValuesIn(otherLevels()), guardedEnds),
+                         nameOf);

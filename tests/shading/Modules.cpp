@@ -1,10 +1,12 @@
 #include "Modules.h"
 
+#include <algorithm>
+#include <csetjmp>
+#include <csignal>
 #include <stdexcept>
 
 #include <dlfcn.h>
-
-#include <ondrix/platform/software/SimdLevel.h>
+#include <gtest/gtest.h>
 
 namespace modules {
 
@@ -24,6 +26,25 @@ std::uint64_t nextSerial() {
 
 constexpr std::uint8_t guard = 0xAB;
 
+sigjmp_buf beforeCall;
+
+/// False when the call touched memory that can't be touched. Modules hold nothing that would have to be released.
+template <class Task>
+[[gnu::noinline]] bool runs(void (*function)(const Task*), const Task& task) {
+    struct sigaction previous, jump{};
+    jump.sa_handler = [](int) { siglongjmp(beforeCall, 1); };
+    sigaction(SIGSEGV, &jump, &previous);
+    const bool touched = sigsetjmp(beforeCall, 1) != 0;
+    if (!touched) function(&task);
+    sigaction(SIGSEGV, &previous, nullptr);
+    return !touched;
+}
+
+template <class Task>
+void run(const shading::ModuleTable& module, const std::string& name, void (*function)(const Task*), const Task& task) {
+    if (!runs(function, task)) ADD_FAILURE() << module.level << ": " << name << " touches memory outside of all images";
+}
+
 }  // namespace
 
 const shading::ModuleTable& open(const std::string& library, const std::string& level) {
@@ -32,23 +53,14 @@ const shading::ModuleTable& open(const std::string& library, const std::string& 
     return *reinterpret_cast<decltype(&ondrix_shader_module)>(dlsym(handle, "ondrix_shader_module"))();
 }
 
-std::vector<std::string> builtLevels() {
-    std::vector<std::string> levels;
-    for (const auto& level : ondrix::software::simdLevels()) {
-        const bool built = std::string_view(SIMD_LEVELS).find(level.name) != std::string_view::npos;
-        if (built && level.supported()) levels.emplace_back(level.name);
-    }
-    if (std::string_view(SIMD_LEVELS).find("checked") != std::string_view::npos) levels.emplace_back("checked");
-    return levels;
-}
-
 Image::Image(int w, int h, Format f, unsigned noise)
-    : width(w), height(h), format(f), stride_(w * shading::bytesPerPixel(f) + 4 * (1 + w % 3)) {
-    const bool aligned = w % 16 == 0;
-    if (aligned) stride_ = (stride_ + 63) / 64 * 64;
-    memory_.assign(static_cast<std::size_t>(stride_ * (h + 2) + 192), guard);
-    const auto firstRow = reinterpret_cast<std::uintptr_t>(memory_.data() + stride_);
-    start_ = stride_ + static_cast<std::int64_t>((64 - firstRow % 64) % 64) + (aligned ? 0 : 4);
+    : width(w),
+      height(h),
+      format(f),
+      stride_(w % 16 == 0 ? (w * shading::bytesPerPixel(f) + 63) / 64 * 64
+                          : w * shading::bytesPerPixel(f) + 4 * (1 + w % 3)),
+      memory_(static_cast<std::size_t>(stride_ * (h - 1) + w * shading::bytesPerPixel(f)), guardedEnd) {
+    std::fill_n(memory_.pages(), memory_.usable(), guard);
     unsigned state = noise * 2654435761u + 1;
     for (int i = 0; i < w * h; i++) {
         float colour[4];
@@ -61,11 +73,11 @@ Image::Image(int w, int h, Format f, unsigned noise)
 }
 
 shading::TextureView Image::view() {
-    return {memory_.data() + start_, stride_, width, height, static_cast<std::uint32_t>(format)};
+    return {memory_.bytes(), stride_, width, height, static_cast<std::uint32_t>(format)};
 }
 
 std::uint8_t* Image::pixel(int x, int y) {
-    return memory_.data() + start_ + stride_ * y + x * shading::bytesPerPixel(format);
+    return memory_.bytes() + stride_ * y + x * shading::bytesPerPixel(format);
 }
 
 std::vector<std::uint8_t> Image::bytes() {
@@ -75,11 +87,11 @@ std::vector<std::uint8_t> Image::bytes() {
 }
 
 bool Image::guardsIntact() const {
-    const std::int64_t row = width * shading::bytesPerPixel(format);
-    for (std::int64_t i = 0; i < static_cast<std::int64_t>(memory_.size()); i++) {
-        const std::int64_t from = i - start_;
+    const std::int64_t row = width * shading::bytesPerPixel(format), before = memory_.bytes() - memory_.pages();
+    for (std::int64_t i = 0; i < static_cast<std::int64_t>(memory_.usable()); i++) {
+        const std::int64_t from = i - before;
         const bool isPixel = from >= 0 && from < height * stride_ && from % stride_ < row;
-        if (!isPixel && memory_[static_cast<std::size_t>(i)] != guard) return false;
+        if (!isPixel && memory_.pages()[i] != guard) return false;
     }
     return true;
 }
@@ -101,9 +113,9 @@ void draw(const shading::ModuleTable& module, const std::string& name, const Dra
     task.inverseW = draw.mapping.inverseW;
     task.serial = nextSerial();
     task.streaming = draw.streaming;
-    const std::size_t scratch = function.scratchBytes(&task.bindings, target.width);
-    std::vector<std::uint8_t> memory(scratch + 64);
-    task.scratch = memory.data() + (64 - reinterpret_cast<std::uintptr_t>(memory.data()) % 64);
+    const std::size_t scratchBytes = (function.scratchBytes(&task.bindings, target.width) + 63) / 64 * 64;
+    const ondrix::test::GuardedMemory scratch(scratchBytes, ondrix::test::GuardedEnd::last);
+    task.scratch = scratch.bytes();
     std::vector<shading::Span> spans;
     for (int y = 0; y < target.height; y++) spans.push_back({y, draw.x0, target.width});
     // Two calls with the scratch of one thread, as a device makes them.
@@ -111,7 +123,7 @@ void draw(const shading::ModuleTable& module, const std::string& name, const Dra
     for (const auto& [first, last] : {std::pair{0, half}, {half, target.height}}) {
         task.spans = spans.data() + first;
         task.spanCount = last - first;
-        function.runFragment(&task);
+        run(module, name, function.runFragment, task);
     }
 }
 
@@ -125,7 +137,7 @@ void dispatch(const shading::ModuleTable& module, const std::string& name,
     task.y1 = (height + 31) / 32 * 32;
     task.serial = nextSerial();
     task.streaming = streaming;
-    entry(module, name).runCompute(&task);
+    run(module, name, entry(module, name).runCompute, task);
 }
 
 }  // namespace modules

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include <tests/support/GuardedMemory.h>
+
 #include <ondrix/shading/Encoding.h>
 #include <ondrix/shading/Module.h>
 
@@ -14,13 +16,14 @@ using shading::Format;
 
 /// The module of one level, opened straight from its file.
 const shading::ModuleTable& open(const std::string& library, const std::string& level);
-/// The levels of this build that run on this machine.
-std::vector<std::string> builtLevels();
 
-/// Pixels between guard bytes that nobody may touch. Rows lie anywhere, but with a multiple of 16 pixels at multiples
-/// of 64 bytes.
+/// Pixels in guarded memory, between guard bytes that nobody may write. Strides are odd, but with a multiple of 16
+/// pixels in a row multiples of 64 bytes.
 class Image {
 public:
+    /// Where the guarded end of new images is.
+    static inline ondrix::test::GuardedEnd guardedEnd = ondrix::test::GuardedEnd::first;
+
     Image(int width, int height, Format format, unsigned noise);
     Image(const Image&) = delete;
     Image& operator=(const Image&) = delete;
@@ -35,8 +38,8 @@ public:
     const Format format;
 
 private:
-    std::vector<std::uint8_t> memory_;
-    std::int64_t stride_, start_;
+    std::int64_t stride_;
+    ondrix::test::GuardedMemory memory_;
 };
 
 /// A straight line of a coordinate over the target: value = base + x * dx + y * dy at pixel centres.
@@ -58,6 +61,7 @@ struct Draw {
     bool streaming = false;
 };
 
+// Touching memory outside of every image is a failure of the running test.
 void draw(const shading::ModuleTable& module, const std::string& name, const Draw& draw, Image& target);
 void dispatch(const shading::ModuleTable& module, const std::string& name,
               const std::vector<shading::TextureView>& textures, int width, int height, const void* constants,
