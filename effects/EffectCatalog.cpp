@@ -1,4 +1,4 @@
-#include "EffectCatalog.h"
+#include <ondrix/effects/EffectCatalog.h>
 
 #include "Effects.h"
 

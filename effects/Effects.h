@@ -7,9 +7,9 @@
 #include <vector>
 
 #include <ondrix/Ondrix.h>
+#include <ondrix/effects/EffectCatalog.h>
+#include <ondrix/effects/LookUpTable.h>
 
-#include "EffectCatalog.h"
-#include "LookUpTable.h"
 #include "Properties.h"
 #include "Step.h"
 

@@ -1,5 +1,3 @@
-#include "LookUpTable.h"
-
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -9,6 +7,8 @@
 #include <optional>
 #include <string_view>
 #include <utility>
+
+#include <ondrix/effects/LookUpTable.h>
 
 namespace ondrix::effects {
 

@@ -4,7 +4,7 @@
 #include <cassert>
 #include <cmath>
 
-#include "LookUpTable.h"
+#include <ondrix/effects/LookUpTable.h>
 
 namespace ondrix::effects {
 

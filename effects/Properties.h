@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "EffectCatalog.h"
+#include <ondrix/effects/EffectCatalog.h>
 
 namespace ondrix::effects {
 

@@ -3,8 +3,7 @@
 #include <memory>
 
 #include <ondrix/Ondrix.h>
-
-#include "LookUpTable.h"
+#include <ondrix/effects/LookUpTable.h>
 
 namespace ondrix::effects {
 

@@ -3,8 +3,8 @@
 #include <any>
 #include <utility>
 
-#include <effects/EffectCatalog.h>
-#include <effects/LookUpTable.h>
+#include <ondrix/effects/EffectCatalog.h>
+#include <ondrix/effects/LookUpTable.h>
 
 #include "Failure.h"
 

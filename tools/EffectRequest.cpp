@@ -4,7 +4,7 @@
 #include <cmath>
 #include <iterator>
 
-#include <effects/EffectCatalog.h>
+#include <ondrix/effects/EffectCatalog.h>
 
 #include "NumberText.h"
 #include "Suggestion.h"

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include <effects/EffectCatalog.h>
+#include <ondrix/effects/EffectCatalog.h>
 
 #include "Failure.h"
 #include "JsonText.h"

@@ -8,9 +8,8 @@
 #include <string>
 #include <vector>
 
-#include <effects/EffectCatalog.h>
-
 #include <ondrix/Ondrix.h>
+#include <ondrix/effects/EffectCatalog.h>
 #include <ondrix/platform/avfoundation/AVPlayer.h>
 #include <ondrix/platform/ffmpeg/LiveSource.h>
 #include <ondrix/platform/ffmpeg/MoviePlayerItem.h>
