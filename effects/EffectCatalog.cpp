@@ -1,8 +1,17 @@
 #include <ondrix/effects/EffectCatalog.h>
 
-#include "Effects.h"
-
 namespace ondrix::effects {
+
+// Each is defined with its pass.
+EffectDescription chromaKey();
+EffectDescription colour();
+EffectDescription crossFade();
+EffectDescription edges();
+EffectDescription gaussianBlur();
+EffectDescription lookUp();
+EffectDescription scope();
+EffectDescription unsharpMask();
+EffectDescription vignette();
 
 namespace {
 

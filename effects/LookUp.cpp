@@ -1,58 +1,90 @@
-#include "functions/LookUp.h"
+// The effect whose function is in functions/LookUp.cpp.
 
-#include "Effects.h"
-#include "TableTexture.h"
+#include <algorithm>
+
+#include <ondrix/effects/LookUpTable.h>
+
+#include "EffectPass.h"
+#include "functions/Constants.h"
 
 namespace ondrix::effects {
 namespace {
 
-const std::vector<Parameter> parameters = {
-    {"table", "a .cube file with a three-dimensional table", ParameterKind::table},
-    {"strength", "share of the table's colour in the result", ParameterKind::number, 0, 1, 1},
-};
-
-class LookUpPass : public Pass {
+/// A texture with the content of a table.
+class TableTexture : public Texture {
 public:
-    explicit LookUpPass(std::shared_ptr<Step> step) : step_(std::move(step)) {}
-
-    static std::shared_ptr<Pass> make(const std::shared_ptr<Device>& device, ShaderLibrary& library,
-                                      std::shared_ptr<Texture> input, std::shared_ptr<Texture> output) {
-        auto step = Step::create(device, library, "Effects::LookUp", {std::move(input), nullptr, std::move(output)});
-        return step ? std::make_shared<LookUpPass>(std::move(step)) : nullptr;
+    /// The table as a picture of floats. Each blue is a square of red to the right and green downward; 16 squares stand
+    /// side by side and the next 16 below, so that no side gets too long for a texture. Null, with a message logged,
+    /// when memory is short.
+    [[nodiscard]] static std::shared_ptr<Texture> create(const std::shared_ptr<Device>& device,
+                                                         const LookUpTable& table) {
+        const auto size = static_cast<std::size_t>(table.size);
+        const std::size_t across = 16, down = (size + across - 1) / across;
+        const std::size_t width = across * size, height = down * size;
+        auto pixels = device->mtlDevice()->makeTexture(
+            {MTLPixelFormat::rgba32Float, width, height, false, MTLTextureUsage::shaderRead});
+        if (pixels == nullptr) {
+            Logger::gfx().error("Failed to make the texture of a look-up table of size %d.", table.size);
+            return nullptr;
+        }
+        std::vector<float> texels(4 * width * height);
+        const float* colour = table.colours.data();
+        for (std::size_t blue = 0; blue < size; ++blue) {
+            for (std::size_t green = 0; green < size; ++green) {
+                const std::size_t row = (blue / across) * size + green, column = (blue % across) * size;
+                for (std::size_t red = 0; red < size; ++red, colour += 3) {
+                    std::copy_n(colour, 3, &texels[4 * (row * width + column + red)]);
+                }
+            }
+        }
+        pixels->replace(MTLRegionMake2D(0, 0, width, height), 0, texels.data(), 4 * sizeof(float) * width);
+        return std::shared_ptr<Texture>(new TableTexture(device, std::move(pixels)));
     }
 
-    void set(const std::string& property, const std::any& value) override { properties_.set(property, value); }
-    std::any get(const std::string& property) const override { return properties_.get(property); }
-    bool has(const std::string& property) const override { return properties_.has(property); }
+private:
+    using Texture::Texture;
+};
+
+class LookUpPass : public EffectPass {
+public:
+    explicit LookUpPass(Builder& build)
+        : EffectPass(build),
+          device_(build.device),
+          lookUp_(build.step("Effects::LookUp", {build.input, nullptr, build.output})) {}
 
     bool encode(MTLCommandBuffer& commandBuffer) override {
-        const auto table = properties_.object<const LookUpTable>("table");
+        const auto table = object<const LookUpTable>("table");
         if (table == nullptr) {
             Logger::gfx().error("The effect 'look-up' has no table.");
             return false;
         }
-        if (table != uploaded_ || texture_ == nullptr) texture_ = TableTexture::create(step_->device(), *table);
-        if (texture_ == nullptr) return false;
-        uploaded_ = table;
-        step_->setResource(texture_, 1);
-        functions::LookUp settings{table->size, {}, {}, properties_.number("strength")};
-        for (int i = 0; i < 3; ++i) settings.minimum[i] = table->minimum[i], settings.maximum[i] = table->maximum[i];
-        return step_->encode(commandBuffer, settings);
+        if (table != uploaded_) {
+            auto texture = TableTexture::create(device_, *table);
+            if (texture == nullptr) return false;
+            lookUp_->setResource(std::move(texture), 1);
+            uploaded_ = table;
+        }
+        functions::LookUp settings{table->size, {}, {}, number("strength")};
+        std::copy_n(table->minimum, 3, settings.minimum);
+        std::copy_n(table->maximum, 3, settings.maximum);
+        return lookUp_->encode(commandBuffer, settings);
     }
-    void sourceResolutionDidChange(Int, Int) override {}
-    void outputResolutionDidChange(Int, Int) override {}
 
 private:
-    std::shared_ptr<Step> step_;
-    std::shared_ptr<const LookUpTable> uploaded_;
-    std::shared_ptr<TableTexture> texture_;
-    Properties properties_{parameters};
+    const std::shared_ptr<Device> device_;
+    const std::shared_ptr<Step> lookUp_;
+    std::shared_ptr<const LookUpTable> uploaded_;  ///< the table whose colours the step has; null at first
 };
 
 }  // namespace
 
 EffectDescription lookUp() {
-    return {"look-up", "colours by a three-dimensional look-up table", parameters, LookUpPass::make};
+    const std::vector<Parameter> parameters = {
+        {"table", "a .cube file with a three-dimensional table", ParameterKind::table},
+        {"strength", "share of the table's colour in the result", ParameterKind::number, 0, 1, 1},
+    };
+    return {"look-up", "colours by a three-dimensional look-up table", parameters,
+            EffectPass::make<lookUp, LookUpPass>};
 }
 
 }  // namespace ondrix::effects

@@ -1,6 +1,6 @@
-#include "LookUp.h"
-
 #include <ondrix/shading/Shading.h>
+
+#include "Constants.h"
 
 using namespace ondrix::shading;
 using namespace ondrix::effects::functions;

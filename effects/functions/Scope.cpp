@@ -1,20 +1,21 @@
-#include "Scope.h"
-
 #include <algorithm>
 
 #include <ondrix/shading/Shading.h>
+
+#include "Constants.h"
 
 using namespace ondrix::shading;
 using namespace ondrix::effects::functions;
 
 namespace {
 
-/// Rows that are looked at in a picture: all of them up to 128.
+/// How many rows of a picture are counted, evenly spread: all of them up to 128.
 inline int rowsOf(const Texture<0>& picture) {
     return std::min(picture.height(), 128);
 }
 
-/// How many pixels of a column have the level that is the row; in units of 1 / 255; each of red, green and blue.
+/// Counts, for each column of the picture, the pixels of each level: the output's row is the level, and each pixel that
+/// has it adds 1 / 255. Red, green and blue are counted separately.
 inline void CS_Count(const Position& p, const Texture<0>& in, const Target<1>& counts) {
     Float4 count{0, 0, 0, 0};
     const Float level = p.y * (1.0f / 255);
@@ -26,7 +27,7 @@ inline void CS_Count(const Position& p, const Texture<0>& in, const Target<1>& c
     counts.write(p, count * (1.0f / 255.0f));
 }
 
-/// The same for all columns together, where the level is the column; as a share of the pixels.
+/// Adds up the counts of all columns, as shares of all pixels. The output is one row, whose column is the level.
 inline void CS_Sum(const Position& p, const Texture<0>& in, const Texture<1>& counts,
                    const Target<2, Format::rgba32f>& sums) {
     Float4 sum{0, 0, 0, 0};
@@ -34,6 +35,7 @@ inline void CS_Sum(const Position& p, const Texture<0>& in, const Texture<1>& co
     sums.write(p, sum * (255 / (1.0f * rowsOf(in) * counts.width())));
 }
 
+/// Draws a waveform or a histogram over the bottom of the picture, which shows through darkened.
 inline void CS_Draw(const Position& p, const Texture<0>& in, const Texture<1>& counts,
                     const Texture<2, Format::rgba32f>& sums, const Target<3>& out,
                     const Constants<Scope, 0>& settings) {

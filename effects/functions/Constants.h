@@ -2,7 +2,26 @@
 
 #include <cmath>
 
+/// The constants of the effects' functions, each struct as the host fills it in and the function reads it from slot 0.
 namespace ondrix::effects::functions {
+
+struct ChromaKey {
+    float key[3];
+    float tolerance, softness;
+    float background[3], backgroundAlpha;
+};
+
+struct Colour {
+    float gain, contrast, saturation;
+};
+
+struct CrossFade {
+    float amount;
+};
+
+struct Edges {
+    float strength;
+};
 
 /// Shares of a pixel and of its neighbours on either side in a blurred pixel; all together 1.
 struct GaussianWeights {
@@ -22,6 +41,27 @@ struct GaussianWeights {
         }
         for (int i = 0; i <= reach; ++i) weights[i] /= sum;
     }
+};
+
+struct LookUp {
+    int size;
+    float minimum[3], maximum[3];  ///< colours of the first and the last entry
+    float strength;
+};
+
+struct Scope {
+    int histogram;  ///< 0 draws a waveform
+    float height;   ///< share of the picture, at the bottom, that is drawn over
+    float gain;
+};
+
+struct UnsharpMask {
+    GaussianWeights gaussian;
+    float amount, threshold;
+};
+
+struct Vignette {
+    float radius, softness, strength;
 };
 
 }  // namespace ondrix::effects::functions

@@ -1,9 +1,0 @@
-#pragma once
-
-namespace ondrix::effects::functions {
-
-struct Edges {
-    float strength;
-};
-
-}  // namespace ondrix::effects::functions

@@ -1,9 +1,0 @@
-#pragma once
-
-namespace ondrix::effects::functions {
-
-struct Vignette {
-    float radius, softness, strength;
-};
-
-}  // namespace ondrix::effects::functions
