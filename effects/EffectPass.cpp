@@ -2,11 +2,72 @@
 
 #include <algorithm>
 #include <cassert>
-#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <optional>
 
 #include <ondrix/effects/LookUpTable.h>
 
 namespace ondrix::effects {
+
+namespace {
+
+/// A number of one of these types.
+template <class... Numbers>
+std::optional<double> toDouble(const std::any& value) {
+    std::optional<double> result;
+    const auto take = [&result](const auto* number) {
+        if (number != nullptr) result = static_cast<double>(*number);
+    };
+    (take(std::any_cast<Numbers>(&value)), ...);
+    return result;
+}
+
+/// Absent for what isn't a number, such as a bool or a character.
+std::optional<double> toNumber(const std::any& value) {
+    return toDouble<float, double, long double, signed char, unsigned char, short, unsigned short, int, unsigned, long,
+                    unsigned long, long long, unsigned long long>(value);
+}
+
+std::string text(double number) {
+    char digits[32];
+    std::snprintf(digits, sizeof digits, "%g", number);
+    return digits;
+}
+
+std::string wanted(const Parameter& parameter) {
+    switch (parameter.kind) {
+        case ParameterKind::number:
+            return "a number from " + text(parameter.minimum) + " to " + text(parameter.maximum);
+        case ParameterKind::table:
+            return "a std::shared_ptr<const LookUpTable>";
+        case ParameterKind::picture:
+            return "a std::shared_ptr<Texture>";
+    }
+    return {};
+}
+
+/// The value as a parameter keeps it; empty when it can't.
+std::any accepted(const Parameter& parameter, const std::any& value) {
+    switch (parameter.kind) {
+        case ParameterKind::number:
+            if (const auto number = toNumber(value)) {
+                constexpr double most = std::numeric_limits<float>::max();
+                const auto rounded = static_cast<float>(std::clamp(*number, -most, most));
+                if (rounded >= parameter.minimum && rounded <= parameter.maximum) return rounded;
+            }
+            break;
+        case ParameterKind::table:
+            if (value.type() == typeid(std::shared_ptr<const LookUpTable>)) return value;
+            break;
+        case ParameterKind::picture:
+            if (value.type() == typeid(std::shared_ptr<Texture>)) return value;
+            break;
+    }
+    return {};
+}
+
+}  // namespace
 
 EffectPass::Builder::Builder(const EffectDescription& effectOfPass, std::shared_ptr<Device> deviceOfPass,
                              ShaderLibrary& libraryOfFunctions, std::shared_ptr<Texture> inputOfPass,
@@ -56,19 +117,14 @@ void EffectPass::set(const std::string& property, const std::any& value) {
     if (held == nullptr) return;
     const auto index = static_cast<std::size_t>(held - values_.data());
     const Parameter& parameter = effect_.parameters[index];
-    switch (parameter.kind) {
-        case ParameterKind::number:
-            if (const auto* const number = std::any_cast<float>(&value); number != nullptr && !std::isnan(*number)) {
-                values_[index] = std::clamp(*number, parameter.minimum, parameter.maximum);
-            }
-            break;
-        case ParameterKind::table:
-            if (value.type() == typeid(std::shared_ptr<const LookUpTable>)) values_[index] = value;
-            break;
-        case ParameterKind::picture:
-            if (value.type() == typeid(std::shared_ptr<Texture>)) values_[index] = value;
-            break;
+    if (std::any kept = accepted(parameter, value); kept.has_value()) {
+        values_[index] = std::move(kept);
+        return;
     }
+    const auto number = toNumber(value);
+    Logger::gfx().error("The effect '%s' takes %s as '%s', not %s.", std::string(effect_.name).c_str(),
+                        wanted(parameter).c_str(), property.c_str(),
+                        number ? text(*number).c_str() : "a value of another type");
 }
 
 std::any EffectPass::get(const std::string& property) const {

@@ -58,7 +58,8 @@ public:
         return build.isComplete() ? pass : nullptr;
     }
 
-    /// Ignores other names, and, with a message, values that the property can't have.
+    /// Ignores other names. Logs one message and changes nothing for a value of another type than the parameter's, or
+    /// outside its range.
     void set(const std::string& property, const std::any& value) override;
     /// A number is a float. Empty for another name, and for a table or a picture that wasn't set.
     [[nodiscard]] std::any get(const std::string& property) const override;

@@ -256,26 +256,78 @@ TEST(Effects, AgreeOnEveryLevelAndNumberOfThreads) {
     }
 }
 
-TEST(Effects, KeepNumbersWithinTheirRangesAndIgnoreOtherTypes) {
+TEST(Effects, TakeNumbersOfEveryTypeWithinTheirRanges) {
+    constexpr float infinite = std::numeric_limits<float>::infinity();
     for (const effects::EffectDescription& effect : effects::allEffects()) {
         const auto pass = EffectRun(std::string(effect.name), Picture(2, 2), {}).pass;
         for (const effects::Parameter& each : effect.parameters) {
             const std::string name(each.name);
             if (each.kind != effects::ParameterKind::number) continue;
-            const auto valueAfter = [&](const std::any& value) {
-                pass->set(name, value);
-                return std::any_cast<float>(pass->get(name));
-            };
-            SCOPED_TRACE(std::string(effect.name) + ", " + name);
-            for (const std::any& ignored :
-                 {std::any(1), std::any(0.5), std::any(), std::any(std::numeric_limits<float>::quiet_NaN())}) {
-                EXPECT_EQ(valueAfter(ignored), each.initial);
+            EXPECT_EQ(std::any_cast<float>(pass->get(name)), each.initial) << effect.name << ", " << name;
+            for (const float number : {each.minimum, each.maximum, -infinite, std::nextafter(each.minimum, -infinite),
+                                       infinite, std::nextafter(each.maximum, infinite)}) {
+                const LogCapture log;
+                pass->set(name, number);
+                const bool isInside = number >= each.minimum && number <= each.maximum;
+                EXPECT_EQ(log.messages().empty(), isInside) << effect.name << ", " << name << ": " << number;
+                const float expected = isInside ? number : each.maximum;
+                EXPECT_EQ(std::any_cast<float>(pass->get(name)), expected) << effect.name << ", " << name;
             }
-            EXPECT_EQ(valueAfter(std::numeric_limits<float>::infinity()), each.maximum);
-            EXPECT_EQ(valueAfter(-1e30f), each.minimum);
         }
         pass->set("no-such-property", 1.0f);
         EXPECT_FALSE(pass->has("no-such-property") || pass->get("no-such-property").has_value());
+    }
+    const auto pass = EffectRun("gaussian-blur", Picture(2, 2), {}).pass;
+    const std::pair<std::any, float> numbers[] = {
+        {0.3, 0.3f},
+        {0.3L, 0.3f},
+        {static_cast<signed char>(1), 1.0f},
+        {static_cast<unsigned char>(2), 2.0f},
+        {static_cast<short>(3), 3.0f},
+        {static_cast<unsigned short>(4), 4.0f},
+        {5, 5.0f},
+        {6u, 6.0f},
+        {7L, 7.0f},
+        {8UL, 8.0f},
+        {9LL, 9.0f},
+        {10ULL, 10.0f},
+    };
+    for (const auto& [value, expected] : numbers) {
+        pass->set("radius", value);
+        EXPECT_EQ(std::any_cast<float>(pass->get("radius")), expected) << value.type().name();
+    }
+}
+
+TEST(Effects, RefuseOtherValuesWithWhatTheyWant) {
+    const std::string aNumber = "The effect 'gaussian-blur' takes a number from 0 to 32 as 'radius', not ";
+    const std::string aTable = "The effect 'look-up' takes a std::shared_ptr<const LookUpTable> as 'table', not ";
+    const std::string aPicture = "The effect 'cross-fade' takes a std::shared_ptr<Texture> as 'picture', not ";
+    const std::string anotherType = "a value of another type.";
+    const std::tuple<const char*, const char*, std::any, std::string> cases[] = {
+        {"gaussian-blur", "radius", 32.5, aNumber + "32.5."},
+        {"gaussian-blur", "radius", 33, aNumber + "33."},
+        {"gaussian-blur", "radius", -1L, aNumber + "-1."},
+        {"gaussian-blur", "radius", ~0ULL, aNumber + "1.84467e+19."},
+        {"gaussian-blur", "radius", 1e300, aNumber + "1e+300."},
+        {"gaussian-blur", "radius", std::numeric_limits<double>::quiet_NaN(), aNumber + "nan."},
+        {"gaussian-blur", "radius", true, aNumber + anotherType},
+        {"gaussian-blur", "radius", '1', aNumber + anotherType},
+        {"gaussian-blur", "radius", std::string("1"), aNumber + anotherType},
+        {"gaussian-blur", "radius", std::any(), aNumber + anotherType},
+        {"look-up", "table", 1.0f, aTable + "1."},
+        {"look-up", "table", texture(second), aTable + anotherType},
+        {"cross-fade", "picture", table(2, same), aPicture + anotherType},
+        {"cross-fade", "picture", PictureTexture::create(defaultDevice, second), aPicture + anotherType},
+    };
+    for (const auto& [effect, property, value, message] : cases) {
+        const Picture input = Picture::noise(9, 9, 5);
+        const Values valid{{"radius", 2.0f}, {"table", table(2, twisted)}, {"picture", texture(second)}};
+        const EffectRun run(effect, input, {*valid.find(property)});
+        const Picture before = run.result();
+        const LogCapture log;
+        run.pass->set(property, value);
+        EXPECT_THAT(log.messages(), testing::ElementsAre(message));
+        EXPECT_TRUE(run.result() == before) << message;
     }
 }
 
@@ -292,7 +344,7 @@ TEST(Effects, AreNotMadeFromALibraryWithoutTheirFunctions) {
 
 TEST(Effects, FailWithoutATableOrAPicture) {
     for (const auto& [name, message] : {std::pair("look-up", "no table"), {"cross-fade", "no picture"}}) {
-        const EffectRun run(name, Picture(2, 2), {{"table", 1.0f}, {"picture", 3}});
+        const EffectRun run(name, Picture(2, 2), {});
         const LogCapture log;
         EXPECT_FALSE(run.effect->apply(nullptr));
         EXPECT_THAT(log.messages(), testing::Contains(testing::HasSubstr(message)));

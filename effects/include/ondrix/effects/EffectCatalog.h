@@ -14,17 +14,18 @@
 namespace ondrix::effects {
 
 enum class ParameterKind {
-    number,   ///< set with a float
+    number,   ///< set with any floating-point or integer type except bool and char; `get` returns a float
     table,    ///< set with a std::shared_ptr<const LookUpTable>
     picture,  ///< set with a std::shared_ptr<Texture>
 };
 
-/// A property of an effect's pass. A value of another type than its kind says, and NaN, is ignored.
+/// A property of an effect's pass. A value of another type than its kind says, or outside its range, is refused with
+/// one message logged, and the property stays as it was.
 struct Parameter {
     std::string_view name;
     std::string_view summary;  ///< with its unit, such as "radius in pixels"
     ParameterKind kind = ParameterKind::number;
-    float minimum = 0, maximum = 1, initial = 0;  ///< of a number; passes clamp to the range
+    float minimum = 0, maximum = 1, initial = 0;  ///< of a number; both ends are allowed
 };
 
 /// An effect by name. A table or a picture must be set before the first encoding, which fails without.
