@@ -1,25 +1,9 @@
 #include <CLI/CLI.hpp>
-#include <iostream>
 #include <new>
 #include <string>
 
-#include "ApplyCommand.h"
-#include "BlitCommand.h"
-#include "Complaint.h"
-#include "DevicesCommand.h"
-#include "Failure.h"
-#include "NV12Command.h"
-#include "NewCommand.h"
-#include "PresentCommand.h"
-#ifdef ONDRIX_EFFECTS
-#include "EffectsCommand.h"
-#endif
-#ifdef ONDRIX_MEDIA
-#include "FrameCommand.h"
-#include "PlayCommand.h"
-#include "SheetCommand.h"
-#include "VideoCommand.h"
-#endif
+#include "commands/Commands.h"
+#include "system/Failure.h"
 
 namespace {
 
@@ -35,20 +19,20 @@ int main(int argc, char** argv) {
     CLI::App program("Runs pictures and video frames through Ondrix", "ondrix");
     program.set_version_flag("--version", "ondrix " ONDRIX_VERSION, "Print the version and exit");
     program.require_subcommand(0, 1);  // the message for none at all would stand for a misspelt one too
-    DevicesCommand::add(program);
-    PresentCommand::add(program);
-    BlitCommand::add(program);
-    NV12Command::add(program);
-    ApplyCommand::add(program);
-    NewCommand::add(program);
+    addDevicesCommand(program);
+    addPresentCommand(program);
+    addBlitCommand(program);
+    addNV12Command(program);
+    addApplyCommand(program);
+    addNewCommand(program);
 #ifdef ONDRIX_MEDIA
-    VideoCommand::add(program);
-    FrameCommand::add(program);
-    PlayCommand::add(program);
-    SheetCommand::add(program);
+    addVideoCommand(program);
+    addFrameCommand(program);
+    addPlayCommand(program);
+    addSheetCommand(program);
 #endif
 #ifdef ONDRIX_EFFECTS
-    EffectsCommand::add(program);
+    addEffectsCommand(program);
 #endif
 
     try {

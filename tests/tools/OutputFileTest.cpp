@@ -1,8 +1,8 @@
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <tools/Failure.h>
-#include <tools/OutputFile.h>
+#include <tools/system/Failure.h>
+#include <tools/system/OutputFile.h>
 #include <unistd.h>
 
 #include "Program.h"

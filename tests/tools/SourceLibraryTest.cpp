@@ -1,6 +1,6 @@
 // Libraries that the program builds from their sources, once and whenever they are saved.
 #include <signal.h>
-#include <tools/CompilerError.h>
+#include <tools/sources/CompilerError.h>
 
 #include "Program.h"
 

@@ -1,0 +1,39 @@
+#include "CommandLine.h"
+#include "tools/video/FrameInput.h"
+
+namespace ondrix::tools {
+namespace {
+
+/// Saves the frame of a movie that is on screen at a given time.
+class FrameCommand {
+public:
+    explicit FrameCommand(CLI::App& options) {
+        options.add_option("INPUT", input_, "Movie file")->required();
+        options.add_option("OUTPUT", output_, "PNG file to write")->required();
+        options.add_option("--at", seconds_, "Seconds since the first frame")
+            ->required()
+            ->check(CLI::Range(0.0, 1e9))
+            ->type_name("SECONDS");
+    }
+
+    void run() const {
+        Session session;
+        FrameInput input(input_);
+        const auto device = session.openDevice(input_, {});
+        FrameTexture texture(session, device, input_);
+        texture.show(input.frameAt(seconds_));
+        session.savePicture(*texture.texture(), output_);
+    }
+
+private:
+    std::string input_, output_;
+    double seconds_ = 0;
+};
+
+}  // namespace
+
+void addFrameCommand(CLI::App& program) {
+    addCommand<FrameCommand>(program.add_subcommand("frame", "Save one frame of a movie as a picture"));
+}
+
+}  // namespace ondrix::tools

@@ -1,0 +1,40 @@
+#include "CommandLine.h"
+
+namespace ondrix::tools {
+namespace {
+
+/// Draws a picture into one of another size, and runs effects over that.
+class PresentCommand {
+public:
+    explicit PresentCommand(CLI::App& options) {
+        options.add_option("INPUT", input_, "PNG or JPEG file")->required();
+        options.add_option("OUTPUT", output_, "PNG file to write")->required();
+        addSizeOption(options, size_, "Size of the output")->required();
+        addPresentationOptions(options, presentation_);
+        addEffectOption(options, effects_);
+    }
+
+    void run() const {
+        Session session;
+        session.openDevice(input_, presentationFunctions);
+        const auto picture = session.loadPicture(input_);
+        EffectChain chain(session, effects_, size_, output_);
+        Presentation(session, picture, chain.input(), MTLPixelFormat::bgra8Unorm, presentation_, output_).draw();
+        chain.run();
+        session.savePicture(*chain.output(), output_);
+    }
+
+private:
+    std::string input_, output_;
+    PictureSize size_;
+    PresentationOptions presentation_;
+    std::vector<EffectRequest> effects_;
+};
+
+}  // namespace
+
+void addPresentCommand(CLI::App& program) {
+    addCommand<PresentCommand>(program.add_subcommand("present", "Draw a picture into one of another size"));
+}
+
+}  // namespace ondrix::tools

@@ -1,0 +1,92 @@
+#include "FrameInput.h"
+
+#include <cstdio>
+#include <utility>
+
+#include "tools/system/Failure.h"
+
+namespace ondrix::tools {
+
+FrameInput::FrameInput(std::string name) : name_(std::move(name)) {
+    NSError error;
+    if (LiveSource::isLiveName(name_)) {
+        live_ = LiveSource::open(name_, MovieFrameFormat::native, &error);
+    } else {
+        reader_ = MovieReader::open(URL(name_), MovieFrameFormat::native, &error);
+    }
+    if (live_ == nullptr && reader_ == nullptr) throw Failure(name_, error.localizedDescription());
+}
+
+const MovieInformation& FrameInput::information() const {
+    return live_ != nullptr ? live_->information() : reader_->information();
+}
+
+std::shared_ptr<CMSampleBuffer> FrameInput::next() {
+    if (reader_ != nullptr) return reader_->copyNextSampleBuffer();
+    const auto frame = live_->copyNextSampleBuffer();
+    return frame != nullptr ? sinceFirst(*frame) : nullptr;
+}
+
+// Cameras count from when the machine was started, or from 1970.
+std::shared_ptr<CMSampleBuffer> FrameInput::sinceFirst(const CMSampleBuffer& frame) {
+    CMSampleTimingInfo timing;
+    CMSampleBufferGetSampleTimingInfo(frame, 0, &timing);
+    if (!first_) first_ = timing.presentationTimeStamp;
+    timing.presentationTimeStamp = CMTimeSubtract(timing.presentationTimeStamp, *first_);
+    timing.decodeTimeStamp = kCMTimeInvalid;
+    std::shared_ptr<CMSampleBuffer> shifted;
+    CMSampleBufferCreateReadyWithImageBuffer(CMSampleBufferGetImageBuffer(frame),
+                                             CMSampleBufferGetFormatDescription(frame), timing, &shifted);
+    return shifted;
+}
+
+std::shared_ptr<CMSampleBuffer> FrameInput::frameAt(double seconds) {
+    if (reader_ == nullptr) throw Failure(name_, "only a movie file has a frame at a given time");
+    const double end = CMTimeGetSeconds(reader_->information().duration);
+    if (seconds > end) {
+        char reason[64];
+        std::snprintf(reason, sizeof reason, "ends at %.3f s, before %.3f s", end, seconds);
+        throw Failure(name_, reason);
+    }
+    // Microseconds: a decimal such as 0.1 then is the tick that it means.
+    const CMTime time = CMTimeAdd(reader_->information().start, CMTimeMakeWithSeconds(seconds, 1000000));
+    if (!reader_->seek(time)) throw Failure(name_, "can't be searched");
+    auto frame = reader_->copyNextSampleBuffer();
+    checkEnd();
+    if (frame == nullptr) throw Failure(name_, "no frame can be decoded there");
+    return frame;
+}
+
+void FrameInput::checkEnd() const {
+    const auto error = live_ != nullptr ? live_->error() : reader_->error();
+    if (error) throw Failure(name_, error->localizedDescription());
+}
+
+std::int64_t FrameInput::lostFrameCount() const {
+    return live_ != nullptr ? live_->droppedFrameCount() : reader_->lostFrameCount();
+}
+
+void FrameInput::cancel() {
+    if (live_ != nullptr) live_->cancel();
+    if (reader_ != nullptr) reader_->cancel();
+}
+
+FrameTexture::FrameTexture(Session& session, const std::shared_ptr<Device>& device, std::string file)
+    : session_(session),
+      file_(std::move(file)),
+      source_(CMSampleBufferFrameSource::create()),
+      texture_(device->makeVideoTexture([this](VideoTexture&) { converted_ = true; })) {
+    texture_->set(source_);
+}
+
+FrameTexture::~FrameTexture() {
+    texture_->prepareForRelease();
+}
+
+void FrameTexture::show(const std::shared_ptr<CMSampleBuffer>& frame) {
+    converted_ = false;
+    source_->processFrame(frame);
+    if (!converted_) session_.fail(file_, "a frame can't be converted");
+}
+
+}  // namespace ondrix::tools

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <ondrix/platform/coremedia/CMSampleBuffer.h>
+#include <ondrix/platform/ffmpeg/LiveSource.h>
+#include <ondrix/platform/ffmpeg/MovieReader.h>
+#include <ondrix/video/CMSampleBufferFrameSource.h>
+#include <ondrix/video/VideoTexture.h>
+
+#include "tools/drawing/Session.h"
+
+namespace ondrix::tools {
+
+/// The frames of a movie file, or of a live source given as "DEVICE:NAME". Failures are `Failure`s that name it.
+class FrameInput {
+public:
+    explicit FrameInput(std::string name);
+
+    [[nodiscard]] const std::string& name() const noexcept { return name_; }
+    [[nodiscard]] const MovieInformation& information() const;
+    /// Null at the end, however it came. A live source's times count from its first frame.
+    [[nodiscard]] std::shared_ptr<CMSampleBuffer> next();
+    /// The frame on screen so many seconds after the movie's beginning. A failure beyond its end, and for live sources.
+    [[nodiscard]] std::shared_ptr<CMSampleBuffer> frameAt(double seconds);
+    /// Fails when the frames ended because of an error.
+    void checkEnd() const;
+    /// Frames that were damaged, or that came faster than they were taken.
+    [[nodiscard]] std::int64_t lostFrameCount() const;
+    /// Ends a `next()` that is waiting. Safe to use from any thread.
+    void cancel();
+
+private:
+    [[nodiscard]] std::shared_ptr<CMSampleBuffer> sinceFirst(const CMSampleBuffer& frame);
+
+    std::string name_;
+    std::shared_ptr<MovieReader> reader_;
+    std::shared_ptr<LiveSource> live_;  ///< one of the two
+    std::optional<CMTime> first_;       ///< time of a live source's first frame
+};
+
+/// A texture that shows one frame after the other. Failures are put down to `file`.
+class FrameTexture {
+public:
+    FrameTexture(Session& session, const std::shared_ptr<Device>& device, std::string file);
+    ~FrameTexture();
+    FrameTexture(const FrameTexture&) = delete;
+    FrameTexture& operator=(const FrameTexture&) = delete;
+
+    /// Without an image before the first frame.
+    [[nodiscard]] const std::shared_ptr<VideoTexture>& texture() const noexcept { return texture_; }
+    void show(const std::shared_ptr<CMSampleBuffer>& frame);
+
+private:
+    Session& session_;
+    const std::string file_;
+    bool converted_ = false;
+    std::shared_ptr<CMSampleBufferFrameSource> source_;
+    std::shared_ptr<VideoTexture> texture_;
+};
+
+}  // namespace ondrix::tools

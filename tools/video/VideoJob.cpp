@@ -1,0 +1,116 @@
+#include "VideoJob.h"
+
+#include <chrono>
+#include <cstdio>
+#include <utility>
+
+#include "tools/system/Failure.h"
+
+namespace ondrix::tools {
+namespace {
+
+constexpr std::size_t framesOnTheirWay = 4;
+constexpr std::chrono::milliseconds interruptionPause(100);  // how long an interruption may go unnoticed
+
+enum Timer : Int { convert, effect, readBack, timerCount };
+
+}  // namespace
+
+VideoJob::VideoJob(Parts parts)
+    : parts_(std::move(parts)),
+      profiler_(Profiler::create(timerCount, 0)),
+      decoded_(framesOnTheirWay),
+      processed_(framesOnTheirWay) {}
+
+VideoJob::~VideoJob() {
+    parts_.input.cancel();
+    decoded_.abandon();
+    processed_.abandon();
+    if (decoder_.joinable()) decoder_.join();
+    if (encoder_.joinable()) encoder_.join();
+}
+
+VideoJob::Result VideoJob::run(const Interruption& interruption, Progress& progress) {
+    const Texture& output = *parts_.chain.output();
+    pool_ = parts_.converter.makePixelBufferPool(output.width(), output.height(), kCVPixelFormatType_32BGRA);
+    if (pool_ == nullptr) parts_.session.fail(parts_.outputName, "no memory for frames");
+    Result result;
+    decoder_ = std::thread([this] { decode(); });
+    encoder_ = std::thread([this] { encode(); });
+
+    while (!decoded_.isDone() && !interruption.requested()) {
+        const auto frame = decoded_.pop(interruptionPause);
+        if (!frame) continue;
+        if (!start_) start_ = CMSampleBufferGetPresentationTimeStamp(**frame);
+        if (!processed_.push(process(*frame))) break;  // the writer has failed
+        result.seconds = position(**frame);
+        progress.update(++result.frames, result.seconds);
+    }
+    result.interrupted = interruption.requested();
+
+    parts_.input.cancel();
+    decoded_.abandon();
+    decoder_.join();
+    processed_.finish();
+    encoder_.join();
+    checkWriter(!parts_.writer.error().has_value(), result.seconds);
+    if (!result.interrupted) parts_.input.checkEnd();
+    if (result.frames == 0) throw Failure(parts_.input.name(), "holds no frame that can be decoded");
+    checkWriter(parts_.writer.finish(), result.seconds);
+
+    if (profiler_->update()) {
+        result.convert = profiler_->getMeanInterval(convert).value_or(0);
+        result.effect = profiler_->getMeanInterval(effect).value_or(0);
+        result.readBack = profiler_->getMeanInterval(readBack).value_or(0);
+    }
+    return result;
+}
+
+void VideoJob::decode() {
+    while (auto frame = parts_.input.next()) {
+        if (!decoded_.push(std::move(frame))) return;
+    }
+    decoded_.finish();
+}
+
+void VideoJob::encode() {
+    while (!processed_.isDone()) {
+        const auto frame = processed_.pop(interruptionPause);
+        if (frame && !parts_.writer.append(**frame)) {
+            processed_.abandon();
+            return;
+        }
+    }
+}
+
+VideoJob::Frame VideoJob::process(const Frame& frame) {
+    profiler_->onStarted(convert);
+    parts_.texture.show(frame);
+    profiler_->onEnded(convert);
+
+    profiler_->onStarted(effect);
+    parts_.presentation.draw();
+    parts_.chain.run();
+    profiler_->onEnded(effect);
+
+    profiler_->onStarted(readBack);
+    const auto pixels = parts_.converter.makePixelBuffer(*parts_.chain.output(), *pool_);
+    auto processed = pixels != nullptr ? parts_.converter.makeSampleBuffer(pixels, *frame) : nullptr;
+    profiler_->onEnded(readBack);
+    if (processed == nullptr) parts_.session.fail(parts_.outputName, "the pixels could not be read back");
+    return processed;
+}
+
+double VideoJob::position(const CMSampleBuffer& frame) const {
+    return CMTimeGetSeconds(CMTimeSubtract(CMSampleBufferGetPresentationTimeStamp(frame), *start_));
+}
+
+void VideoJob::checkWriter(bool succeeded, double seconds) const {
+    if (succeeded) return;
+    const auto error = parts_.writer.error();
+    char time[48];
+    std::snprintf(time, sizeof time, "at %.3f s: ", seconds);
+    throw Failure(parts_.outputName, time + (error ? error->localizedDescription() : "can't be written"));
+}
+
+}  // namespace ondrix::tools
