@@ -4,6 +4,10 @@
 
 #include "Program.h"
 
+#ifdef EXAMPLE_MOVIE
+#include <tests/media/Frames.h>
+#endif
+
 namespace {
 
 using testing::HasSubstr;
@@ -69,6 +73,39 @@ TEST_F(Examples, OwnMemoryMirrorsEveryFrameOfItsInput) {
         EXPECT_NEAR(static_cast<std::uint8_t>(outcome.output[i]), static_cast<std::uint8_t>(expected[i]), 2) << i;
     EXPECT_EQ(run(frames + "cut").status, 1);
 }
+
+#ifdef EXAMPLE_MOVIE
+// A frame that is lost on the way, shown at another time, or lost with the success that scripts rely on.
+TEST_F(Examples, MovieKeepsEveryFrameOrSaysThatItDoesNot) {
+    using namespace ondrix::test;
+    Clip clip = numbered("mpeg4", {1, 25}, evenTimes(25));
+    const std::string whole = clip.write(file("whole.avi")), small = file("small.mp4");
+    const Outcome outcome = runProgram(EXAMPLE_MOVIE, {whole, small});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.output, "");
+    const Samples samples = readAll(*open(small));
+    ASSERT_EQ(samples.size(), clip.times.size());
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        EXPECT_EQ(numberIn(imageOf(samples[i])), static_cast<int>(i));
+        EXPECT_EQ(CMTimeCompare(timeOf(samples[i]), ondrix::CMTimeMake(clip.times[i], 25)), 0);
+    }
+    clip.framesPerKey = 1;
+    clip.damagedPacket = 9;
+    const std::string damaged = clip.write(file("damaged.avi"));
+    const std::pair<std::vector<std::string>, std::string> failures[] = {
+        {{damaged, file("damaged.mp4")}, damaged + ": frames that can't be decoded: 1\n"},
+        {{file("missing.avi"), small}, file("missing.avi") + ": no such file or directory\n"},
+        {{whole, file("no/folder.mp4")},
+         file("no/folder.mp4") + ": the file can't be made: no such file or directory\n"},
+        {{whole}, "usage: movie INPUT OUTPUT\n"},
+    };
+    for (const auto& [arguments, line] : failures) {
+        const Outcome failure = runProgram(EXAMPLE_MOVIE, arguments, {"ONDRIX_LOG=off"});
+        EXPECT_EQ(failure.status, 1);
+        EXPECT_EQ(failure.errors, line);
+    }
+}
+#endif
 
 #ifdef EXAMPLE_WINDOW
 // The view hands out no second drawable, or a draw fails.
