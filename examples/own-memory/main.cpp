@@ -1,8 +1,9 @@
 // Takes frames from the application's own memory through an effect and back: raw NV12 frames come in at standard input,
-// are converted to RGB and mirrored, and leave as raw BGRA frames at standard output.
+// are converted to RGB and mirrored, and leave as raw BGRA frames at standard output. The framework takes NV12 for
+// BT.709, here in video range; movies of this size are mostly BT.601, so ffmpeg is told to convert them.
 //
-//     ffmpeg -i clip.mp4 -pix_fmt nv12 -f rawvideo - | example-own-memory 640 360 |
-//         ffplay -f rawvideo -pixel_format bgra -video_size 640x360 -
+//     ffmpeg -i clip.mp4 -vf scale=640:360:out_color_matrix=bt709:out_range=tv -pix_fmt nv12 -f rawvideo - |
+//         example-own-memory 640 360 | ffplay -f rawvideo -pixel_format bgra -video_size 640x360 -
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
