@@ -9,9 +9,11 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
-#include <ondrix/platform/ffmpeg/FFmpegPointers.h>
+#include <ondrix/platform/ffmpeg/FFmpeg.h>
 
 namespace ondrix::test {
+using namespace ffmpeg;
+
 namespace {
 
 void check(int status, const char* what) {

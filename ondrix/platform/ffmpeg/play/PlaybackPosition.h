@@ -2,9 +2,9 @@
 
 #include <ondrix/platform/coremedia/CMTime.h>
 
-namespace ondrix {
+namespace ondrix::ffmpeg {
 
-/// A position in a movie that runs with the media clock, between zero and the movie's end. Internal: not installed.
+/// A position in a movie that runs with the media clock, between zero and the movie's end.
 class PlaybackPosition {
 public:
     /// Standing still at zero. An `end` that isn't numeric isn't known.
@@ -31,4 +31,4 @@ private:
     double rate_ = 0;
 };
 
-}  // namespace ondrix
+}  // namespace ondrix::ffmpeg

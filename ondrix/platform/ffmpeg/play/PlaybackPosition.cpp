@@ -1,7 +1,7 @@
-#include <ondrix/platform/ffmpeg/PlaybackPosition.h>
+#include <ondrix/platform/ffmpeg/play/PlaybackPosition.h>
 #include <ondrix/platform/quartzcore/CACurrentMediaTime.h>
 
-namespace ondrix {
+namespace ondrix::ffmpeg {
 
 namespace {
 
@@ -40,4 +40,4 @@ bool PlaybackPosition::stopAtEnd() {
     return true;
 }
 
-}  // namespace ondrix
+}  // namespace ondrix::ffmpeg

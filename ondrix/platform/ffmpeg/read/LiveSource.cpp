@@ -15,16 +15,12 @@ extern "C" {
 }
 
 #include <ondrix/platform/ffmpeg/LiveSource.h>
-#include <ondrix/platform/ffmpeg/MediaTime.h>
-#include <ondrix/platform/ffmpeg/PictureDecoder.h>
-#include <ondrix/platform/ffmpeg/SampleMaker.h>
+#include <ondrix/platform/ffmpeg/read/SampleMaker.h>
 #include <ondrix/platform/quartzcore/CACurrentMediaTime.h>
 
-namespace ondrix {
+namespace ondrix::ffmpeg {
 
 namespace {
-
-constexpr const char* outOfMemory = "out of memory";
 
 struct LiveName {
     const AVInputFormat* device = nullptr;  ///< null when this isn't the name of a live source
@@ -53,13 +49,13 @@ public:
 
     /// False with the reason. Throws std::bad_alloc and std::system_error.
     [[nodiscard]] bool start(const std::string& name, MovieFrameFormat format, std::string& reason) {
-        silenceFFmpeg();
+        silenceLibraries();
         const LiveName live = parse(name);
         if (live.device == nullptr) {
             reason = "there is no such kind of device";
             return false;
         }
-        // Others deliver their frames when they happen; this one makes them up as fast as it can.
+        // A camera delivers frames as they happen. "lavfi" computes its own, as fast as they are asked for.
         isPaced_ = av_match_name("lavfi", live.device->name) != 0;
         auto input = MovieInput::openDevice(*live.device, live.name, cancelled_, reason);
         if (!input) return false;
@@ -163,7 +159,7 @@ private:
     MovieInformation information_;
     std::unique_ptr<PictureDecoder> decoder_;  ///< used by the thread only, once it runs; so are the next three
     std::optional<SampleMaker> maker_;
-    bool isPaced_ = false;
+    bool isPaced_ = false;          ///< frames are held back until they are due
     std::optional<double> origin_;  ///< media time of the source's time 0
     mutable std::mutex mutex_;      ///< guards what follows
     std::condition_variable changed_;
@@ -175,18 +171,21 @@ private:
 };
 
 }  // namespace
+}  // namespace ondrix::ffmpeg
+
+namespace ondrix {
 
 bool LiveSource::isLiveName(const std::string& name) {
-    return parse(name).device != nullptr;
+    return ffmpeg::parse(name).device != nullptr;
 }
 
 std::shared_ptr<LiveSource> LiveSource::open(const std::string& name, MovieFrameFormat format, NSError* error) {
     std::string reason;
     try {
-        auto source = std::make_shared<DeviceSource>();
+        auto source = std::make_shared<ffmpeg::DeviceSource>();
         if (source->start(name, format, reason)) return source;
     } catch (const std::bad_alloc&) {
-        reason = outOfMemory;
+        reason = ffmpeg::outOfMemory;
     } catch (const std::exception& exception) {
         reason = exception.what();
     }

@@ -10,16 +10,13 @@
 #include <utility>
 
 #include <ondrix/platform/ffmpeg/MovieWriter.h>
-#include <ondrix/platform/ffmpeg/StreamCopier.h>
-#include <ondrix/platform/ffmpeg/VideoEncoder.h>
-#include <ondrix/platform/ffmpeg/WritingFailure.h>
+#include <ondrix/platform/ffmpeg/write/StreamCopier.h>
+#include <ondrix/platform/ffmpeg/write/VideoEncoder.h>
 
-namespace ondrix {
+namespace ondrix::ffmpeg {
 
 namespace {
 
-constexpr std::int64_t largestSide = 16384;  // pixels
-constexpr int worstQuality = 51;
 constexpr const char* notWritten = "the file can't be written";
 
 struct OutputDeleter {
@@ -78,9 +75,9 @@ std::string secondsText(double seconds) {
     return text;
 }
 
-class FFmpegMovieWriter final : public MovieWriter {
+class EncodingWriter final : public MovieWriter {
 public:
-    FFmpegMovieWriter(const URL& file, const MovieWriterSettings& settings);
+    EncodingWriter(const URL& file, const MovieWriterSettings& settings);
 
     bool append(const CMSampleBuffer& frame) override {
         assert(!isFinished_);
@@ -125,7 +122,7 @@ private:
     std::optional<NSError> error_;
 };
 
-FFmpegMovieWriter::FFmpegMovieWriter(const URL& file, const MovieWriterSettings& settings)
+EncodingWriter::EncodingWriter(const URL& file, const MovieWriterSettings& settings)
     : format_(formatFor(file, settings)),
       settings_((checkSettings(settings), settings)),
       timeBase_{1, settings.timescale},
@@ -147,7 +144,7 @@ FFmpegMovieWriter::FFmpegMovieWriter(const URL& file, const MovieWriterSettings&
     makeFile(file);
 }
 
-void FFmpegMovieWriter::makeFile(const URL& file) {
+void EncodingWriter::makeFile(const URL& file) {
     checkWriting("the file can't be made", avio_open(&output_->pb, fileName(file).c_str(), AVIO_FLAG_WRITE));
     AVDictionary* options = nullptr;
     try {
@@ -165,7 +162,7 @@ void FFmpegMovieWriter::makeFile(const URL& file) {
     }
 }
 
-void FFmpegMovieWriter::setOptions(AVDictionary*& options) const {
+void EncodingWriter::setOptions(AVDictionary*& options) const {
     const auto set = [&options](const char* name, std::int64_t value) {
         throwIfOutOfMemory(av_dict_set_int(&options, name, value, 0));
     };
@@ -179,7 +176,7 @@ void FFmpegMovieWriter::setOptions(AVDictionary*& options) const {
 }
 
 template <typename Action>
-bool FFmpegMovieWriter::attempt(const Action& action) {
+bool EncodingWriter::attempt(const Action& action) {
     if (error_) return false;
     try {
         action();
@@ -187,17 +184,17 @@ bool FFmpegMovieWriter::attempt(const Action& action) {
     } catch (const WritingFailure& failure) {
         error_ = NSError(failure.what());
     } catch (const std::bad_alloc&) {
-        error_ = NSError("out of memory");
+        error_ = NSError(outOfMemory);
     }
     return false;
 }
 
-std::int64_t FFmpegMovieWriter::ticks(CMTime time) const {
+std::int64_t EncodingWriter::ticks(CMTime time) const {
     return CMTimeConvertScale(time, settings_.timescale, CMTimeRoundingMethod::roundHalfAwayFromZero).value;
 }
 
 /// What the frame says; otherwise what the last one had, what the rate says, or a tick.
-std::int64_t FFmpegMovieWriter::duration(const CMSampleBuffer& frame, std::int64_t time) const {
+std::int64_t EncodingWriter::duration(const CMSampleBuffer& frame, std::int64_t time) const {
     const CMTime known = CMSampleBufferGetDuration(frame);
     if (CMTIME_IS_NUMERIC(known) && known.value > 0) return std::max<std::int64_t>(1, ticks(known));
     if (hasPictures_) return time - lastTime_;
@@ -205,7 +202,7 @@ std::int64_t FFmpegMovieWriter::duration(const CMSampleBuffer& frame, std::int64
     return rate.num > 0 ? std::max<std::int64_t>(1, av_rescale_q(1, av_inv_q(rate), timeBase_)) : 1;
 }
 
-void FFmpegMovieWriter::write(const CMSampleBuffer& frame) {
+void EncodingWriter::write(const CMSampleBuffer& frame) {
     const auto pixelBuffer = CMSampleBufferGetImageBuffer(frame);
     if (pixelBuffer == nullptr) throw WritingFailure("a sample buffer without a picture can't be written");
     const std::int64_t width = CVPixelBufferGetWidth(*pixelBuffer), height = CVPixelBufferGetHeight(*pixelBuffer);
@@ -236,13 +233,13 @@ void FFmpegMovieWriter::write(const CMSampleBuffer& frame) {
 }
 
 /// Moves a movie that begins before zero to begin there: no format here can show what comes before.
-void FFmpegMovieWriter::begin(std::int64_t time) {
+void EncodingWriter::begin(std::int64_t time) {
     if (time >= 0) return;
     shift_ = -av_rescale_q(time, timeBase_, encoder_.context().time_base);
     if (copier_) copier_->setShift(-time, timeBase_);
 }
 
-void FFmpegMovieWriter::writeEncoded() {
+void EncodingWriter::writeEncoded() {
     while (encoder_.receive(*packet_)) {
         packet_->stream_index = stream_->index;
         av_packet_rescale_ts(packet_.get(), encoder_.context().time_base, stream_->time_base);
@@ -250,11 +247,11 @@ void FFmpegMovieWriter::writeEncoded() {
     }
 }
 
-void FFmpegMovieWriter::writePacket(AVPacket& packet) {
+void EncodingWriter::writePacket(AVPacket& packet) {
     checkWriting(notWritten, av_interleaved_write_frame(output_.get(), &packet));
 }
 
-void FFmpegMovieWriter::complete() {
+void EncodingWriter::complete() {
     if (!hasPictures_) throw WritingFailure("a movie without pictures can't be written");
     encoder_.drain();
     writeEncoded();
@@ -269,16 +266,19 @@ void FFmpegMovieWriter::complete() {
 }
 
 }  // namespace
+}  // namespace ondrix::ffmpeg
+
+namespace ondrix {
 
 std::shared_ptr<MovieWriter> MovieWriter::create(const URL& file, const MovieWriterSettings& settings, NSError* error) {
-    silenceFFmpeg();
+    ffmpeg::silenceLibraries();
     std::string reason;
     try {
-        return std::make_shared<FFmpegMovieWriter>(file, settings);
-    } catch (const WritingFailure& failure) {
+        return std::make_shared<ffmpeg::EncodingWriter>(file, settings);
+    } catch (const ffmpeg::WritingFailure& failure) {
         reason = failure.what();
     } catch (const std::bad_alloc&) {
-        reason = "out of memory";
+        reason = ffmpeg::outOfMemory;
     }
     if (error != nullptr) *error = NSError(reason);
     return nullptr;

@@ -1,15 +1,16 @@
 #include <algorithm>
 #include <utility>
 
-#include <ondrix/platform/ffmpeg/PictureDecoder.h>
+#include <ondrix/platform/ffmpeg/read/PictureDecoder.h>
 
-namespace ondrix {
+namespace ondrix::ffmpeg {
 
 namespace {
 
 /// More packets than any decoder holds back.
 constexpr std::size_t maximumPacketsOnTheirWay = 256;
-/// Times that go back by more than this many frames begin anew; by less, they are a slip of one frame.
+/// Times that go back by more than this many frames are those of another part, from which all later ones are counted.
+/// Those that go back by less are a mistake in one frame's time.
 constexpr std::int64_t framesOfASlip = 4;
 
 std::string nameOf(const AVCodecParameters& parameters) {
@@ -18,8 +19,8 @@ std::string nameOf(const AVCodecParameters& parameters) {
     return av_fourcc_make_string(text, parameters.codec_tag);
 }
 
-/// With frame threads, these decoders tell of damage only if the thread that finds it is done before another one takes
-/// over the picture: a damaged picture would come as a whole one by chance.
+/// When they decode several frames at once, these decoders hand out a picture before all damage in it is noted, so that
+/// it depends on chance whether a damaged picture is told from a whole one.
 bool losesDamageBetweenThreads(AVCodecID codec) {
     return codec == AV_CODEC_ID_MPEG4 || codec == AV_CODEC_ID_RV30 || codec == AV_CODEC_ID_RV40;
 }
@@ -44,14 +45,14 @@ std::unique_ptr<PictureDecoder> PictureDecoder::create(std::unique_ptr<MovieInpu
         codec->pkt_timebase = stream.time_base;
         codec->thread_count = 0;
         codec->thread_type = FF_THREAD_SLICE | (losesDamageBetweenThreads(decoder->id) ? 0 : FF_THREAD_FRAME);
-        // This one can fail with damaged packets instead, and failures reach us in order.
+        // H.264 has the same weakness, but can be told to fail instead, and failures are reported in order.
         if (decoder->id == AV_CODEC_ID_H264) codec->err_recognition |= AV_EF_EXPLODE;
-        // Pictures that lack their references come too, marked, so that they can be counted.
+        // Hands out pictures that lack those which they refer to, marked as damaged, so that they can be counted.
         codec->flags |= AV_CODEC_FLAG_OUTPUT_CORRUPT;
         status = throwIfOutOfMemory(avcodec_open2(codec.get(), decoder, nullptr));
     }
     if (status < 0) {
-        reason = "the decoder for " + nameOf(*stream.codecpar) + " doesn't start: " + ffmpegErrorText(status);
+        reason = "the decoder for " + nameOf(*stream.codecpar) + " doesn't start: " + errorText(status);
         return nullptr;
     }
     return std::unique_ptr<PictureDecoder>(new PictureDecoder(std::move(input), std::move(codec)));
@@ -157,4 +158,4 @@ void PictureDecoder::restart() {
     isSettling_ = true;
 }
 
-}  // namespace ondrix
+}  // namespace ondrix::ffmpeg

@@ -5,14 +5,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <ondrix/platform/ffmpeg/FileStream.h>
+#include <ondrix/platform/ffmpeg/read/FileStream.h>
 
-namespace ondrix {
+namespace ondrix::ffmpeg {
 
 namespace {
 
 constexpr int bufferBytes = 64 * 1024;
-/// Time after which a read that waits looks whether it was cancelled.
+/// How often a read that waits looks whether it was cancelled.
 constexpr int pollMilliseconds = 20;
 
 }  // namespace
@@ -66,4 +66,4 @@ std::int64_t FileStream::seek(void* stream, std::int64_t offset, int whence) {
     return position >= 0 ? position : AVERROR(errno);
 }
 
-}  // namespace ondrix
+}  // namespace ondrix::ffmpeg

@@ -5,29 +5,11 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
-#include <ondrix/platform/ffmpeg/BGRAConverter.h>
+#include <ondrix/platform/ffmpeg/read/BGRAConverter.h>
 
-namespace ondrix {
+namespace ondrix::ffmpeg {
 
 namespace {
-
-/// The scaler takes these formats for full range whatever it is told.
-AVPixelFormat withoutRange(int format) {
-    switch (format) {
-        case AV_PIX_FMT_YUVJ420P:
-            return AV_PIX_FMT_YUV420P;
-        case AV_PIX_FMT_YUVJ422P:
-            return AV_PIX_FMT_YUV422P;
-        case AV_PIX_FMT_YUVJ444P:
-            return AV_PIX_FMT_YUV444P;
-        case AV_PIX_FMT_YUVJ440P:
-            return AV_PIX_FMT_YUV440P;
-        case AV_PIX_FMT_YUVJ411P:
-            return AV_PIX_FMT_YUV411P;
-        default:
-            return static_cast<AVPixelFormat>(format);
-    }
-}
 
 bool hasAlpha(int format) {
     const AVPixFmtDescriptor* const descriptor = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
@@ -58,11 +40,11 @@ void preparePicture(FramePointer& frame, AVPixelFormat format, int width, int he
 }
 
 bool BGRAConverter::convert(const AVFrame& frame, const PictureColours& colours, AVFrame& target, std::string& reason) {
-    // The scaler writes planes twice as fast as pixels, and tells the ranges of grey apart only there.
+    // The scaler writes planes twice as fast as pixels, and only for planes does it heed the range of grey pictures.
     const bool goesByPlanes = colours.matrix != AVCOL_SPC_RGB && !hasAlpha(frame.format);
     const Key key{frame.width,
                   frame.height,
-                  withoutRange(frame.format),
+                  withoutRange(static_cast<AVPixelFormat>(frame.format)),  // else full, whatever it is told
                   goesByPlanes ? AV_PIX_FMT_GBRP : AV_PIX_FMT_BGRA,
                   colours.matrix,
                   colours.isFullRange};
@@ -74,7 +56,7 @@ bool BGRAConverter::convert(const AVFrame& frame, const PictureColours& colours,
     AVFrame& scaled = goesByPlanes ? *planes_ : target;
     const int status = throwIfOutOfMemory(sws_scale_frame(scaler_.get(), &scaled, source.get()));
     if (status < 0) {
-        reason = "a picture can't be converted: " + ffmpegErrorText(status);
+        reason = "a picture can't be converted: " + errorText(status);
         return false;
     }
     for (std::int64_t y = 0; goesByPlanes && y < frame.height; ++y) {
@@ -111,4 +93,4 @@ bool BGRAConverter::prepareScaler(const Key& key, std::string& reason) {
     return true;
 }
 
-}  // namespace ondrix
+}  // namespace ondrix::ffmpeg

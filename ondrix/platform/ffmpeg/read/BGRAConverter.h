@@ -2,13 +2,12 @@
 
 #include <string>
 
-#include <ondrix/platform/ffmpeg/FFmpegPointers.h>
-#include <ondrix/platform/ffmpeg/PictureColours.h>
+#include <ondrix/platform/ffmpeg/read/PictureProperties.h>
 
-namespace ondrix {
+namespace ondrix::ffmpeg {
 
 /// Converts decoded pictures to BGRA, by the matrix and range of their colours, within two levels of the exact value.
-/// Internal; for one thread at a time. Throws std::bad_alloc.
+/// For one thread at a time. Throws std::bad_alloc.
 class BGRAConverter {
 public:
     /// Writes to `target`, a picture of the same sides in BGRA. False with the reason.
@@ -29,10 +28,10 @@ private:
 
     ScalerPointer scaler_;
     Key key_;
-    FramePointer planes_;  ///< green, blue and red before they are packed
+    FramePointer planes_;  ///< green, blue and red, from which the pixels are put together
 };
 
-/// Makes `frame` a picture of this kind with memory of its own, unless it is one. Throws std::bad_alloc.
+/// Gives `frame` a picture of this kind with memory of its own, unless it has one. Throws std::bad_alloc.
 void preparePicture(FramePointer& frame, AVPixelFormat format, int width, int height);
 
-}  // namespace ondrix
+}  // namespace ondrix::ffmpeg

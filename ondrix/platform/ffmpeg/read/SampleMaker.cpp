@@ -1,13 +1,82 @@
+#include <algorithm>
+#include <cassert>
 #include <cstring>
 #include <new>
+#include <utility>
 
-#include <ondrix/platform/ffmpeg/PictureConverter.h>
+#include <ondrix/platform/ffmpeg/read/SampleMaker.h>
 
-namespace ondrix {
+namespace ondrix::ffmpeg {
 
 namespace {
 
-constexpr int maximumSide = 16384;
+/// A plane as it is stored: sides in elements, bytes from row to row.
+struct StoredPlane {
+    const std::uint8_t* bytes;
+    std::int64_t bytesPerRow;
+    std::int64_t width, height;
+};
+
+/// Sides of the blocks in which a plane is turned, in elements: the rows of a block stay in the nearest cache.
+constexpr std::int64_t blockSide = 32;
+
+/// Where the target's first element comes from, and how far it is from there to those of its neighbours, in bytes.
+struct Walk {
+    const std::uint8_t* first;
+    std::int64_t right, down;
+};
+
+Walk walkOf(const StoredPlane& source, PictureOrientation orientation, int bytesPerElement) {
+    const std::int64_t across = orientation.isMirrored ? -bytesPerElement : bytesPerElement;
+    const std::int64_t along = source.bytesPerRow;
+    const std::uint8_t* const topLeft =
+        orientation.isMirrored ? source.bytes + (source.width - 1) * bytesPerElement : source.bytes;
+    switch (orientation.clockwiseQuarters) {
+        case 1:
+            return {topLeft + (source.height - 1) * along, -along, across};
+        case 2:
+            return {topLeft + (source.width - 1) * across + (source.height - 1) * along, -across, -along};
+        case 3:
+            return {topLeft + (source.width - 1) * across, along, -across};
+        default:
+            return {topLeft, across, along};
+    }
+}
+
+template <class Element>
+void copyBlocks(Walk walk, std::uint8_t* target, std::int64_t targetBytesPerRow, std::int64_t width,
+                std::int64_t height) {
+    for (std::int64_t top = 0; top < height; top += blockSide) {
+        const std::int64_t bottom = std::min(top + blockSide, height);
+        for (std::int64_t left = 0; left < width; left += blockSide) {
+            const std::int64_t right = std::min(left + blockSide, width);
+            for (std::int64_t y = top; y < bottom; ++y) {
+                const std::uint8_t* source = walk.first + y * walk.down + left * walk.right;
+                std::uint8_t* const row = target + y * targetBytesPerRow;
+                for (std::int64_t x = left; x < right; ++x, source += walk.right) {
+                    std::memcpy(row + x * static_cast<std::int64_t>(sizeof(Element)), source, sizeof(Element));
+                }
+            }
+        }
+    }
+}
+
+/// Writes the plane upright. Elements have 1, 2 or 4 bytes; the target has the turned sides.
+void copyUpright(const StoredPlane& source, PictureOrientation orientation, int bytesPerElement, std::uint8_t* target,
+                 std::int64_t targetBytesPerRow) {
+    const Walk walk = walkOf(source, orientation, bytesPerElement);
+    const std::int64_t width = orientation.swapsSides() ? source.height : source.width;
+    const std::int64_t height = orientation.swapsSides() ? source.width : source.height;
+    switch (bytesPerElement) {
+        case 1:
+            return copyBlocks<std::uint8_t>(walk, target, targetBytesPerRow, width, height);
+        case 2:
+            return copyBlocks<std::uint16_t>(walk, target, targetBytesPerRow, width, height);
+        default:
+            assert(bytesPerElement == 4);
+            return copyBlocks<std::uint32_t>(walk, target, targetBytesPerRow, width, height);
+    }
+}
 
 /// Base addresses can be read while this lives.
 class Lock {
@@ -50,9 +119,38 @@ FramePointer frameOf(CVPixelBuffer& buffer) {
 
 }  // namespace
 
-std::shared_ptr<CVPixelBuffer> PictureConverter::convert(const AVFrame& frame, const PictureColours& colours,
-                                                         std::string& reason) {
-    if (frame.width < 1 || frame.height < 1 || frame.width > maximumSide || frame.height > maximumSide) {
+SampleMaker::SampleMaker(const AVStream& stream, MovieFrameFormat format, std::string name)
+    : timeBase_(stream.time_base),
+      format_(format),
+      streamOrientation_(PictureOrientation::of(stream)),
+      name_(std::move(name)) {}
+
+std::shared_ptr<CMSampleBuffer> SampleMaker::make(const DecodedPicture& picture, std::string& reason) {
+    const PictureColours colours = PictureColours::of(*picture.frame);
+    if (colours.isGuessed && !std::exchange(hasToldGuess_, true)) {
+        logger().info("%s doesn't say its colours, which are taken for %s, as is usual for %dx%d pixels", name_.c_str(),
+                      colours.matrix == AVCOL_SPC_BT709 ? "BT.709" : "BT.601", picture.frame->width,
+                      picture.frame->height);
+    }
+    auto buffer = convert(*picture.frame, colours, reason);
+    if (!buffer) return nullptr;
+    if (!description_ || !CMVideoFormatDescriptionMatchesImageBuffer(*description_, *buffer)) {
+        if (CMVideoFormatDescriptionCreateForImageBuffer(buffer, &description_) != noErr) throw std::bad_alloc();
+    }
+    CMSampleTimingInfo timing;
+    timing.presentationTimeStamp = timeOf(picture.time, timeBase_);
+    timing.decodeTimeStamp = timeOf(picture.decodeTime, timeBase_);
+    if (picture.duration > 0) timing.duration = timeOf(picture.duration, timeBase_);
+    std::shared_ptr<CMSampleBuffer> sample;
+    if (CMSampleBufferCreateReadyWithImageBuffer(std::move(buffer), description_, timing, &sample) != noErr) {
+        throw std::bad_alloc();
+    }
+    return sample;
+}
+
+std::shared_ptr<CVPixelBuffer> SampleMaker::convert(const AVFrame& frame, const PictureColours& colours,
+                                                    std::string& reason) {
+    if (frame.width < 1 || frame.height < 1 || frame.width > largestSide || frame.height > largestSide) {
         reason = "pictures of " + std::to_string(frame.width) + "x" + std::to_string(frame.height) +
                  " pixels can't be taken";
         return nullptr;
@@ -60,8 +158,8 @@ std::shared_ptr<CVPixelBuffer> PictureConverter::convert(const AVFrame& frame, c
     const PictureOrientation orientation = PictureOrientation::of(frame, streamOrientation_);
     const std::int64_t width = orientation.swapsSides() ? frame.height : frame.width;
     const std::int64_t height = orientation.swapsSides() ? frame.width : frame.height;
-    // Chroma lies between the luma of two columns and rows; where a turn would part such a pair, it has to be
-    // resampled.
+    // An element of chroma belongs to two columns and two rows. Where a side is odd, the last has only one, and would
+    // be the first after a turn: chroma then has to be computed anew.
     const bool keepsChromaPairs = orientation.isUpright() || (frame.width % 2 == 0 && frame.height % 2 == 0);
     const bool isNative = format_ == MovieFrameFormat::native && colours.matrix == AVCOL_SPC_BT709 &&
                           (isPlanar420(frame.format) || frame.format == AV_PIX_FMT_NV12) && keepsChromaPairs;
@@ -82,7 +180,7 @@ std::shared_ptr<CVPixelBuffer> PictureConverter::convert(const AVFrame& frame, c
     return buffer;
 }
 
-std::shared_ptr<CVPixelBuffer> PictureConverter::makeBuffer(std::int64_t width, std::int64_t height, OSType format) {
+std::shared_ptr<CVPixelBuffer> SampleMaker::makeBuffer(std::int64_t width, std::int64_t height, OSType format) {
     if (!pool_ || width != poolWidth_ || height != poolHeight_ || format != poolFormat_) {
         const CVAttributes attributes = {{kCVPixelBufferPixelFormatTypeKey, std::int64_t{format}},
                                          {kCVPixelBufferWidthKey, width},
@@ -99,7 +197,7 @@ std::shared_ptr<CVPixelBuffer> PictureConverter::makeBuffer(std::int64_t width, 
     return buffer;
 }
 
-void PictureConverter::copyNative(const AVFrame& frame, PictureOrientation orientation, CVPixelBuffer& buffer) {
+void SampleMaker::copyNative(const AVFrame& frame, PictureOrientation orientation, CVPixelBuffer& buffer) {
     auto* const luma = static_cast<std::uint8_t*>(CVPixelBufferGetBaseAddressOfPlane(buffer, 0));
     auto* chroma = static_cast<std::uint8_t*>(CVPixelBufferGetBaseAddressOfPlane(buffer, 1));
     const std::int64_t lumaBytesPerRow = CVPixelBufferGetBytesPerRowOfPlane(buffer, 0);
@@ -136,4 +234,4 @@ void PictureConverter::copyNative(const AVFrame& frame, PictureOrientation orien
     }
 }
 
-}  // namespace ondrix
+}  // namespace ondrix::ffmpeg

@@ -4,14 +4,16 @@
 #include <cstdint>
 #include <memory>
 
-#include <ondrix/platform/ffmpeg/FFmpegPointers.h>
+#include <ondrix/platform/ffmpeg/FFmpeg.h>
 
-namespace ondrix {
+namespace ondrix::ffmpeg {
 
-/// A file that is read by FFmpeg's libraries. Unlike their own it can be cancelled while it waits for a pipe. Internal.
+/// A file as FFmpeg's libraries read it. Unlike their own way to open one, it can be cancelled while it waits for a
+/// pipe.
 class FileStream {
 public:
-    /// Null with a negative `status`. `cancelled` must outlive the stream. Throws std::bad_alloc.
+    /// Null with a negative `status`. Reads fail once `cancelled`, which must outlive the stream, is true. Throws
+    /// std::bad_alloc.
     [[nodiscard]] static std::unique_ptr<FileStream> open(const char* path, const std::atomic<bool>& cancelled,
                                                           int& status);
     ~FileStream();
@@ -30,4 +32,4 @@ private:
     AVIOContext* context_ = nullptr;
 };
 
-}  // namespace ondrix
+}  // namespace ondrix::ffmpeg

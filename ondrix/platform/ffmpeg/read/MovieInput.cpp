@@ -3,16 +3,10 @@
 #include <system_error>
 #include <utility>
 
-extern "C" {
-#include <libavutil/mathematics.h>
-}
+#include <ondrix/platform/ffmpeg/read/MovieInput.h>
+#include <ondrix/platform/ffmpeg/read/PictureProperties.h>
 
-#include <ondrix/platform/ffmpeg/MediaTime.h>
-#include <ondrix/platform/ffmpeg/MovieInput.h>
-#include <ondrix/platform/ffmpeg/PictureColours.h>
-#include <ondrix/platform/ffmpeg/PictureOrientation.h>
-
-namespace ondrix {
+namespace ondrix::ffmpeg {
 
 namespace {
 
@@ -40,7 +34,7 @@ FileFormat formatOf(AVIOContext& io, const std::string& url) {
     int score = throwIfOutOfMemory(av_probe_input_buffer2(&io, &format, nullptr, nullptr, 0, 0));
     const bool isCertain = score > AVPROBE_SCORE_EXTENSION;
     if (score < 0) score = throwIfOutOfMemory(av_probe_input_buffer2(&io, &format, url.c_str(), nullptr, 0, 0));
-    // The last is the kind that takes any text for a picture of it.
+    // "tty" takes any text for a picture of a terminal that shows it.
     if (score < 0 || format == nullptr || std::strcmp(format->name, "tty") == 0) return {};
     return {format, isCertain};
 }
@@ -57,14 +51,14 @@ std::unique_ptr<MovieInput> MovieInput::openFile(const std::filesystem::path& fi
     int status = 0;
     auto stream = FileStream::open(file.c_str(), cancelled, status);
     if (!stream) {
-        reason = ffmpegErrorText(status);
+        reason = errorText(status);
         return nullptr;
     }
     const std::string url = "file:" + file.string();
     AVIOContext& io = *stream->context();
     const FileFormat format = formatOf(io, url);
     if (format.format == nullptr) {
-        reason = io.error < 0 && io.error != AVERROR_EOF ? ffmpegErrorText(io.error) : notAMovie;
+        reason = io.error < 0 && io.error != AVERROR_EOF ? errorText(io.error) : notAMovie;
         return nullptr;
     }
     auto input = create(std::move(stream), *format.format, url, cancelled, reason);
@@ -89,13 +83,13 @@ std::unique_ptr<MovieInput> MovieInput::create(std::unique_ptr<FileStream> file,
     // Frees the context when it fails.
     const int openStatus = throwIfOutOfMemory(avformat_open_input(&context, url.c_str(), &format, nullptr));
     if (openStatus < 0) {
-        reason = prefix + ffmpegErrorText(openStatus);
+        reason = prefix + errorText(openStatus);
         return nullptr;
     }
     std::unique_ptr<MovieInput> input(new MovieInput(std::move(file), InputFormatPointer(context), cancelled));
     const int probeStatus = throwIfOutOfMemory(avformat_find_stream_info(context, nullptr));
     if (probeStatus < 0) {
-        reason = prefix + ffmpegErrorText(probeStatus);
+        reason = prefix + errorText(probeStatus);
         return nullptr;
     }
     if (!input->chooseStream()) {
@@ -105,7 +99,8 @@ std::unique_ptr<MovieInput> MovieInput::create(std::unique_ptr<FileStream> file,
     return input;
 }
 
-/// The largest pictures, those that the file marks as default first. A cover isn't a movie's picture.
+/// Chooses the largest pictures among those that the file marks as default, or else among all, and ignores everything
+/// else in the file. A cover isn't taken for a movie.
 bool MovieInput::chooseStream() {
     const auto rank = [](const AVStream& stream) {
         const bool isDefault = (stream.disposition & AV_DISPOSITION_DEFAULT) != 0;
@@ -127,9 +122,15 @@ std::int64_t MovieInput::startTicks() const {
     return stream_->start_time != AV_NOPTS_VALUE ? stream_->start_time : 0;
 }
 
+/// The mean; 0 where it isn't known.
+AVRational MovieInput::frameRate() const {
+    const AVRational rate = stream_->avg_frame_rate.num > 0 ? stream_->avg_frame_rate : stream_->r_frame_rate;
+    return rate.num > 0 && rate.den > 0 ? rate : AVRational{0, 1};
+}
+
 std::int64_t MovieInput::meanFrameTicks() const {
-    AVRational rate = stream_->avg_frame_rate.num > 0 ? stream_->avg_frame_rate : stream_->r_frame_rate;
-    if (rate.num <= 0 || rate.den <= 0) rate = {25, 1};
+    AVRational rate = frameRate();
+    if (rate.num == 0) rate = {25, 1};
     return std::max<std::int64_t>(1, av_rescale_q(1, av_inv_q(rate), stream_->time_base));
 }
 
@@ -151,8 +152,7 @@ MovieInformation MovieInput::information() const {
         if (format_->duration > skipped)
             result.duration = timeOf(format_->duration - skipped, AVRational{1, AV_TIME_BASE});
     }
-    const AVRational rate = stream_->avg_frame_rate.num > 0 ? stream_->avg_frame_rate : stream_->r_frame_rate;
-    if (rate.num > 0 && rate.den > 0) result.frameRate = av_q2d(rate);
+    result.frameRate = av_q2d(frameRate());
     result.frameCount = stream_->nb_frames;
     if (result.frameCount <= 0 && CMTIME_IS_NUMERIC(result.duration)) {
         result.frameCount = std::llround(CMTimeGetSeconds(result.duration) * result.frameRate);
@@ -185,15 +185,15 @@ void MovieInput::fail(int status) {
     if (cancelled_) return;
     const int readStatus = file_ ? file_->context()->error : 0;
     if (readStatus < 0 && readStatus != AVERROR_EOF) {
-        failure_ = "the file can't be read: " + ffmpegErrorText(readStatus);
+        failure_ = "the file can't be read: " + errorText(readStatus);
     } else if (status != AVERROR_EOF) {
-        failure_ = file_ ? "the file is damaged: " + ffmpegErrorText(status) : ffmpegErrorText(status);
+        failure_ = file_ ? "the file is damaged: " + errorText(status) : errorText(status);
     } else if (failuresInARow_ > 0 || endsTooEarly()) {
         failure_ = tooEarly;
     }
 }
 
-/// True when the index names a packet that lies behind the end.
+/// True when a packet that the file's index names lies behind the file's end.
 bool MovieInput::endsTooEarly() const {
     if (!file_) return false;
     const std::int64_t size = avio_size(file_->context());
@@ -208,7 +208,7 @@ bool MovieInput::seek(std::int64_t ticks) {
 }
 
 bool MovieInput::rewind() {
-    // Transport streams are searched by the times in them, which finds a place near the start only.
+    // A search by time in a transport stream finds a place near the start, but not the start itself.
     const auto toFirstByte = [&] { return hasMoved(av_seek_frame(format_.get(), -1, 0, AVSEEK_FLAG_BYTE)); };
     if ((format_->iformat->flags & AVFMT_TS_DISCONT) != 0 && toFirstByte()) return true;
     return seek(startTicks()) || toFirstByte();
@@ -221,4 +221,4 @@ bool MovieInput::hasMoved(int seekStatus) {
     return true;
 }
 
-}  // namespace ondrix
+}  // namespace ondrix::ffmpeg

@@ -5,16 +5,13 @@
 #include <exception>
 #include <utility>
 
-#include <ondrix/platform/ffmpeg/MediaTime.h>
 #include <ondrix/platform/ffmpeg/MovieReader.h>
-#include <ondrix/platform/ffmpeg/PictureDecoder.h>
-#include <ondrix/platform/ffmpeg/SampleMaker.h>
+#include <ondrix/platform/ffmpeg/read/SampleMaker.h>
 
-namespace ondrix {
+namespace ondrix::ffmpeg {
 
 namespace {
 
-constexpr const char* outOfMemory = "out of memory";
 constexpr CMTime oneSecond{1, 1, kCMTimeFlags_Valid, 0};
 
 class FileReader final : public MovieReader {
@@ -23,7 +20,7 @@ public:
 
     /// False with the reason. Throws std::bad_alloc.
     [[nodiscard]] bool start(const URL& file, MovieFrameFormat format, std::string& reason) {
-        silenceFFmpeg();
+        silenceLibraries();
         name_ = file.path().filename().string();
         auto input = MovieInput::openFile(file.path(), cancelled_, reason);
         if (!input) return false;
@@ -72,7 +69,7 @@ public:
     void cancel() override { cancelled_ = true; }
 
 private:
-    /// Far enough from the ends of the range that sums stay in it.
+    /// Ticks that no movie reaches, and whose sums still fit into 64 bits.
     static constexpr std::int64_t farAway = INT64_MAX / 8;
 
     [[nodiscard]] std::int64_t ticksOf(CMTime time) const {
@@ -80,8 +77,8 @@ private:
         return CMTimeCompare(time, kCMTimeZero) < 0 ? -farAway : farAway;
     }
 
-    /// The picture that is next, with its duration: how long it is shown, which the one after it tells, else its
-    /// packet, else the mean rate.
+    /// The next picture with its duration, which is how long it is shown: until the one after it, or, for the last, as
+    /// long as its packet says or as the mean rate has it.
     [[nodiscard]] std::optional<DecodedPicture> takePicture() {
         if (!current_) current_ = ahead_ ? std::exchange(ahead_, std::nullopt) : decoder_->next();
         if (!current_) return std::nullopt;
@@ -104,14 +101,15 @@ private:
         tellLoss();
     }
 
-    /// Once.
+    /// Logs once how much was lost, if anything was.
     void tellLoss() {
         if (!decoder_ || decoder_->lostCount() == 0 || std::exchange(hasToldLoss_, true)) return;
-        mediaLogger().error("%s is damaged: frames lost: %" PRId64, name_.c_str(), decoder_->lostCount());
+        logger().error("%s is damaged: frames lost: %" PRId64, name_.c_str(), decoder_->lostCount());
     }
 
-    /// The index tells where pictures are stored, not when they are shown, and the first whole picture may be later
-    /// than the place asked for. So the search goes further back until it finds one that is early enough.
+    /// Makes the last picture that is shown at `target` or before the next one. The file's index tells where pictures
+    /// are stored, not when they are shown, and the first whole picture from there may be later than `target`. The
+    /// search then begins anew, each time further back, until the first picture that it finds is early enough.
     [[nodiscard]] bool seekTo(std::int64_t target) {
         const MovieInput& input = decoder_->input();
         const std::int64_t first = input.startTicks();
@@ -137,7 +135,7 @@ private:
     MovieInformation information_;
     std::unique_ptr<PictureDecoder> decoder_;
     std::optional<SampleMaker> maker_;
-    std::optional<DecodedPicture> current_;  ///< what is handed out next, if it is known already
+    std::optional<DecodedPicture> current_;  ///< handed out next, if it is decoded already
     std::optional<DecodedPicture> ahead_;    ///< the one after it
     bool hasHandedOut_ = false;
     bool hasToldLoss_ = false;
@@ -145,14 +143,17 @@ private:
 };
 
 }  // namespace
+}  // namespace ondrix::ffmpeg
+
+namespace ondrix {
 
 std::shared_ptr<MovieReader> MovieReader::open(const URL& file, MovieFrameFormat format, NSError* error) {
     std::string reason;
     try {
-        auto reader = std::make_shared<FileReader>();
+        auto reader = std::make_shared<ffmpeg::FileReader>();
         if (reader->start(file, format, reason)) return reader;
     } catch (const std::exception&) {
-        reason = outOfMemory;
+        reason = ffmpeg::outOfMemory;
     }
     if (error != nullptr) *error = NSError(std::move(reason));
     return nullptr;

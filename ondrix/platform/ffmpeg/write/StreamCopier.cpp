@@ -2,21 +2,16 @@
 #include <iterator>
 #include <string_view>
 
-extern "C" {
-#include <libavutil/mathematics.h>
-}
+#include <ondrix/platform/ffmpeg/write/StreamCopier.h>
 
-#include <ondrix/platform/ffmpeg/StreamCopier.h>
-#include <ondrix/platform/ffmpeg/WritingFailure.h>
-
-namespace ondrix {
+namespace ondrix::ffmpeg {
 
 namespace {
 
-/// Files keep what belongs together within this distance; what comes later than that isn't looked for further on.
+/// What is shown together is stored within so much of each other; nothing is looked for further on in the source.
 constexpr std::int64_t longestDisorder = 10;  // seconds
 
-/// A tag means the same in the target, or the target has none for that codec.
+/// True when the codec's tag means the same in the target, or the target has none for that codec.
 bool keepsTag(const AVOutputFormat& format, const AVCodecParameters& parameters) {
     unsigned int other = 0;
     return format.codec_tag == nullptr ||
@@ -28,7 +23,7 @@ bool holds(const AVOutputFormat& format, AVCodecID codec) {
     if (std::string_view(format.name) != "mpegts") {
         return avformat_query_codec(&format, codec, FF_COMPLIANCE_NORMAL) == 1;
     }
-    // The library doesn't know; the format has numbers for these.
+    // The library doesn't tell for this format, which has numbers for these codecs.
     constexpr AVCodecID known[] = {AV_CODEC_ID_MP2,  AV_CODEC_ID_MP3, AV_CODEC_ID_AAC, AV_CODEC_ID_AC3,
                                    AV_CODEC_ID_EAC3, AV_CODEC_ID_DTS, AV_CODEC_ID_OPUS};
     return std::find(std::begin(known), std::end(known), codec) != std::end(known);
@@ -65,8 +60,8 @@ void StreamCopier::addStreams() {
         const bool isKind = type == AVMEDIA_TYPE_AUDIO || type == AVMEDIA_TYPE_SUBTITLE || type == AVMEDIA_TYPE_DATA;
         if (!isKind || !holds(*target_.oformat, parameters.codec_id)) {
             const char* kind = av_get_media_type_string(type);
-            mediaLogger().info("Stream %u (%s, %s) is left out: the format %s can't hold it.", i,
-                               kind ? kind : "unknown", avcodec_get_name(parameters.codec_id), target_.oformat->name);
+            logger().info("Stream %u (%s, %s) is left out: the format %s can't hold it.", i, kind ? kind : "unknown",
+                          avcodec_get_name(parameters.codec_id), target_.oformat->name);
             continue;
         }
         AVStream* copy = avformat_new_stream(&target_, nullptr);
@@ -83,7 +78,7 @@ void StreamCopier::addStreams() {
 
 void StreamCopier::copyDescriptions() {
     copyDictionary(target_.metadata, source_->metadata);
-    // What describes the file itself, not the movie.
+    // Without what describes the file and not the movie.
     for (const char* key : {"major_brand", "minor_version", "compatible_brands", "encoder", "duration"}) {
         av_dict_set(&target_.metadata, key, nullptr, 0);
     }
@@ -186,7 +181,7 @@ void StreamCopier::finish(std::int64_t lastPicture, std::int64_t end, AVRational
     copyChapters(end, timeBase);
 }
 
-/// At the end, because players take the end of the last chapter for that of the movie.
+/// Chapters come at the end because they may not go beyond it: players take the end of the last for that of the movie.
 void StreamCopier::copyChapters(std::int64_t end, AVRational timeBase) {
     for (unsigned int i = 0; i < source_->nb_chapters; ++i) {
         const AVChapter& chapter = *source_->chapters[i];
@@ -209,4 +204,4 @@ void StreamCopier::copyChapters(std::int64_t end, AVRational timeBase) {
     }
 }
 
-}  // namespace ondrix
+}  // namespace ondrix::ffmpeg

@@ -1,21 +1,20 @@
+#include <cmath>
+#include <cstddef>
+#include <numbers>
+
 extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
-#include <ondrix/platform/ffmpeg/PictureColours.h>
+#include <ondrix/platform/ffmpeg/read/PictureProperties.h>
 
-namespace ondrix {
+namespace ondrix::ffmpeg {
 
 namespace {
 
 /// From these sides on a picture that doesn't say its matrix is taken for high definition.
 constexpr int highDefinitionWidth = 1280;
 constexpr int highDefinitionHeight = 720;
-
-bool hasFullRangeFormat(AVPixelFormat format) {
-    return format == AV_PIX_FMT_YUVJ420P || format == AV_PIX_FMT_YUVJ422P || format == AV_PIX_FMT_YUVJ444P ||
-           format == AV_PIX_FMT_YUVJ440P || format == AV_PIX_FMT_YUVJ411P;
-}
 
 bool isMatrixKnown(AVColorSpace space) {
     switch (space) {
@@ -39,7 +38,7 @@ PictureColours describe(AVPixelFormat format, AVColorSpace space, AVColorRange r
     // Grey has no chroma that a matrix could mix in; without a word on its range, it is that of grey pictures.
     const bool isGrey = descriptor->nb_components < 3;
     result.isFullRange =
-        range == AVCOL_RANGE_JPEG || hasFullRangeFormat(format) || (isGrey && range == AVCOL_RANGE_UNSPECIFIED);
+        range == AVCOL_RANGE_JPEG || meansFullRange(format) || (isGrey && range == AVCOL_RANGE_UNSPECIFIED);
     if (isMatrixKnown(space)) {
         result.matrix = space;
         return result;
@@ -47,6 +46,25 @@ PictureColours describe(AVPixelFormat format, AVColorSpace space, AVColorRange r
     const bool isHighDefinition = width >= highDefinitionWidth || height >= highDefinitionHeight;
     result.matrix = isHighDefinition ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
     result.isGuessed = !isGrey;
+    return result;
+}
+
+constexpr std::size_t matrixBytes = 9 * sizeof(std::int32_t);
+
+/// Of the nine numbers of a display matrix: the nearest quarter turn.
+PictureOrientation orientationOf(const std::int32_t* matrix) {
+    // A point (x, y), y downwards, is shown at (a x + c y, b x + d y).
+    double a = matrix[0], b = matrix[1];
+    const double c = matrix[3], d = matrix[4];
+    PictureOrientation result;
+    result.isMirrored = a * d - b * c < 0;
+    if (result.isMirrored) {
+        a = -a;
+        b = -b;
+    }
+    if (a == 0 && b == 0) return {};
+    const auto quarters = std::lround(std::atan2(b, a) / (std::numbers::pi / 2));
+    result.clockwiseQuarters = static_cast<int>((quarters + 4) % 4);
     return result;
 }
 
@@ -62,4 +80,17 @@ PictureColours PictureColours::of(const AVCodecParameters& parameters) {
                     parameters.width, parameters.height);
 }
 
-}  // namespace ondrix
+PictureOrientation PictureOrientation::of(const AVStream& stream) {
+    std::size_t size = 0;
+    const std::uint8_t* const bytes = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
+    if (bytes == nullptr || size < matrixBytes) return {};
+    return orientationOf(reinterpret_cast<const std::int32_t*>(bytes));
+}
+
+PictureOrientation PictureOrientation::of(const AVFrame& frame, PictureOrientation streamOrientation) {
+    const AVFrameSideData* const data = av_frame_get_side_data(&frame, AV_FRAME_DATA_DISPLAYMATRIX);
+    if (data == nullptr || data->size < matrixBytes) return streamOrientation;
+    return orientationOf(reinterpret_cast<const std::int32_t*>(data->data));
+}
+
+}  // namespace ondrix::ffmpeg

@@ -8,14 +8,11 @@ extern "C" {
 #include <libavutil/opt.h>
 }
 
-#include <ondrix/platform/ffmpeg/VideoEncoder.h>
-#include <ondrix/platform/ffmpeg/WritingFailure.h>
+#include <ondrix/platform/ffmpeg/write/VideoEncoder.h>
 
-namespace ondrix {
+namespace ondrix::ffmpeg {
 
 namespace {
-
-constexpr int worstQuality = 51;
 
 bool isNamed(const AVOutputFormat& format, std::string_view name) {
     return name == format.name;
@@ -56,7 +53,7 @@ void setQuality(AVCodecContext& context, const MovieWriterSettings& settings) {
         const double scale = crf->max < 100 ? crf->max / worstQuality : 1;
         av_opt_set_double(context.priv_data, "crf", std::round(settings.quality * scale), 0);
         if (context.codec_id == AV_CODEC_ID_VP9) {
-            // Its defaults take ten times as long as those of others, on one thread.
+            // The defaults of VP9 take ten times as long as those of other encoders, and only one thread.
             av_opt_set(context.priv_data, "cpu-used", "4", 0);
             av_opt_set(context.priv_data, "row-mt", "1", 0);
         }
@@ -100,8 +97,7 @@ CodecPointer openEncoder(const AVOutputFormat& format, const MovieWriterSettings
         codec->colorspace = AVCOL_SPC_BT709;
         codec->color_primaries = AVCOL_PRI_BT709;
         codec->color_trc = AVCOL_TRC_BT709;
-        const bool isJPEG = codec->pix_fmt == AV_PIX_FMT_YUVJ420P;
-        codec->color_range = isJPEG ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
+        codec->color_range = meansFullRange(codec->pix_fmt) ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
     }
     setQuality(*codec, settings);
     setPreset(*codec, settings);
@@ -117,7 +113,7 @@ bool holdsTimesBeforeZero(const AVOutputFormat& format) {
 }
 
 VideoEncoder::VideoEncoder(const AVOutputFormat& format, const MovieWriterSettings& settings)
-    : codec_(openEncoder(format, settings)), picture_(codec_->width, codec_->height, codec_->pix_fmt) {}
+    : codec_(openEncoder(format, settings)), picture_(*codec_) {}
 
 void VideoEncoder::encode(CVPixelBuffer& pixelBuffer, std::int64_t time, std::int64_t duration) {
     AVFrame& frame = picture_.fill(pixelBuffer);
@@ -142,4 +138,4 @@ bool VideoEncoder::receive(AVPacket& packet) {
     return true;
 }
 
-}  // namespace ondrix
+}  // namespace ondrix::ffmpeg

@@ -12,13 +12,13 @@
 #include <utility>
 #include <vector>
 
-#include <ondrix/platform/ffmpeg/FFmpegPointers.h>
+#include <ondrix/platform/ffmpeg/FFmpeg.h>
 #include <ondrix/platform/ffmpeg/MoviePlayerItem.h>
 #include <ondrix/platform/ffmpeg/MovieReader.h>
-#include <ondrix/platform/ffmpeg/PlaybackPosition.h>
+#include <ondrix/platform/ffmpeg/play/PlaybackPosition.h>
 #include <ondrix/platform/foundation/NSRunLoop.h>
 
-namespace ondrix {
+namespace ondrix::ffmpeg {
 
 namespace {
 
@@ -57,10 +57,10 @@ private:
     bool isSet_ = false;
 };
 
-class FFmpegPlayerItem final : public MoviePlayerItem, public std::enable_shared_from_this<FFmpegPlayerItem> {
+class DecodingItem final : public MoviePlayerItem, public std::enable_shared_from_this<DecodingItem> {
 public:
-    explicit FFmpegPlayerItem(std::shared_ptr<MovieReader> reader);
-    ~FFmpegPlayerItem() override;
+    explicit DecodingItem(std::shared_ptr<MovieReader> reader);
+    ~DecodingItem() override;
 
     CMTime currentTime() const override;
     CMTime duration() const override;
@@ -120,10 +120,10 @@ private:
     std::thread thread_;
 };
 
-FFmpegPlayerItem::FFmpegPlayerItem(std::shared_ptr<MovieReader> reader)
+DecodingItem::DecodingItem(std::shared_ptr<MovieReader> reader)
     : reader_(std::move(reader)), information_(reader_->information()), position_(information_.duration) {}
 
-FFmpegPlayerItem::~FFmpegPlayerItem() {
+DecodingItem::~DecodingItem() {
     {
         const Lock lock(mutex_);
         isStopping_ = true;
@@ -134,28 +134,28 @@ FFmpegPlayerItem::~FFmpegPlayerItem() {
     if (thread_.joinable()) thread_.join();
 }
 
-CMTime FFmpegPlayerItem::currentTime() const {
+CMTime DecodingItem::currentTime() const {
     const Lock lock(mutex_);
     checkEnd();
     return position_.now();
 }
 
-CMTime FFmpegPlayerItem::duration() const {
+CMTime DecodingItem::duration() const {
     const Lock lock(mutex_);
     return position_.end();
 }
 
-CGSize FFmpegPlayerItem::presentationSize() const {
+CGSize DecodingItem::presentationSize() const {
     return {static_cast<double>(information_.width), static_cast<double>(information_.height)};
 }
 
-void FFmpegPlayerItem::add(std::shared_ptr<AVPlayerItemVideoOutput> output) {
+void DecodingItem::add(std::shared_ptr<AVPlayerItemVideoOutput> output) {
     assert(output != nullptr);
     const CVAttributes& attributes = output->pixelBufferAttributes();
     const auto format = attributes.find(kCVPixelBufferPixelFormatTypeKey);
     const auto* const value = format != attributes.end() ? std::get_if<std::int64_t>(&format->second) : nullptr;
     if (format != attributes.end() && (value == nullptr || *value != kCVPixelFormatType_32BGRA)) {
-        mediaLogger().error("A video output gets no frames: a player has them in 'BGRA' only.");
+        logger().error("A video output gets no frames: a player has them in 'BGRA' only.");
         return;
     }
     {
@@ -173,7 +173,7 @@ void FFmpegPlayerItem::add(std::shared_ptr<AVPlayerItemVideoOutput> output) {
     wake_->set();
 }
 
-void FFmpegPlayerItem::remove(const std::shared_ptr<AVPlayerItemVideoOutput>& output) {
+void DecodingItem::remove(const std::shared_ptr<AVPlayerItemVideoOutput>& output) {
     const Lock lock(mutex_);
     const auto found =
         std::find_if(outputs_.begin(), outputs_.end(), [&](const Output& other) { return other.output == output; });
@@ -183,7 +183,7 @@ void FFmpegPlayerItem::remove(const std::shared_ptr<AVPlayerItemVideoOutput>& ou
     outputs_.erase(found);
 }
 
-void FFmpegPlayerItem::setRate(double rate) {
+void DecodingItem::setRate(double rate) {
     {
         const Lock lock(mutex_);
         checkEnd();
@@ -192,13 +192,13 @@ void FFmpegPlayerItem::setRate(double rate) {
     wake_->set();
 }
 
-double FFmpegPlayerItem::rate() const {
+double DecodingItem::rate() const {
     const Lock lock(mutex_);
     checkEnd();
     return position_.rate();
 }
 
-void FFmpegPlayerItem::seek(CMTime to) {
+void DecodingItem::seek(CMTime to) {
     {
         const Lock lock(mutex_);
         position_.move(to);
@@ -207,12 +207,12 @@ void FFmpegPlayerItem::seek(CMTime to) {
     wake_->set();
 }
 
-void FFmpegPlayerItem::setOnEnd(std::function<void()> onEnd) {
+void DecodingItem::setOnEnd(std::function<void()> onEnd) {
     const Lock lock(mutex_);
     onEnd_.swap(onEnd);  // the old one goes after the lock
 }
 
-void FFmpegPlayerItem::jump(CMTime to) {
+void DecodingItem::jump(CMTime to) {
     ++generation_;
     seekTarget_ = to;
     isDecoded_ = false;
@@ -223,14 +223,14 @@ void FFmpegPlayerItem::jump(CMTime to) {
 }
 
 /// Stops at the end, and tells so. Noticed by whoever looks at the time first.
-void FFmpegPlayerItem::checkEnd() const {
+void DecodingItem::checkEnd() const {
     if (!position_.stopAtEnd()) return;
     NSRunLoop::main().perform([weak = weak_from_this()] {
         if (const auto self = weak.lock()) self->notifyEnd();
     });
 }
 
-void FFmpegPlayerItem::notifyEnd() const {
+void DecodingItem::notifyEnd() const {
     std::function<void()> onEnd;
     {
         const Lock lock(mutex_);
@@ -239,16 +239,16 @@ void FFmpegPlayerItem::notifyEnd() const {
     if (onEnd) onEnd();
 }
 
-void FFmpegPlayerItem::run() noexcept {
+void DecodingItem::run() noexcept {
     try {
         Lock lock(mutex_);
         while (!isStopping_) work(lock);
     } catch (const std::bad_alloc&) {
-        mediaLogger().error("Out of memory: the movie isn't decoded any further.");
+        logger().error("Out of memory: the movie isn't decoded any further.");
     }
 }
 
-void FFmpegPlayerItem::work(Lock& lock) {
+void DecodingItem::work(Lock& lock) {
     deliver();
     if (outputs_.empty()) {
         wait(lock);
@@ -261,7 +261,7 @@ void FFmpegPlayerItem::work(Lock& lock) {
     }
 }
 
-void FFmpegPlayerItem::wait(Lock& lock) {
+void DecodingItem::wait(Lock& lock) {
     const bool isPlaying = position_.rate() > 0;
     lock.unlock();
     if (isPlaying) {
@@ -272,16 +272,16 @@ void FFmpegPlayerItem::wait(Lock& lock) {
     lock.lock();
 }
 
-void FFmpegPlayerItem::seekReader(Lock& lock) {
+void DecodingItem::seekReader(Lock& lock) {
     const CMTime target = CMTimeAdd(*std::exchange(seekTarget_, std::nullopt), information_.start);
     lock.unlock();
     const bool isFound = reader_->seek(target);
     lock.lock();
     if (isFound || isStopping_ || std::exchange(isFailureLogged_, true)) return;
-    mediaLogger().error("The movie can't be searched for the time %.3f s.", CMTimeGetSeconds(target));
+    logger().error("The movie can't be searched for the time %.3f s.", CMTimeGetSeconds(target));
 }
 
-void FFmpegPlayerItem::decode(Lock& lock) {
+void DecodingItem::decode(Lock& lock) {
     const std::int64_t generation = generation_;
     lock.unlock();
     const auto sample = reader_->copyNextSampleBuffer();
@@ -294,7 +294,7 @@ void FFmpegPlayerItem::decode(Lock& lock) {
     }
 }
 
-void FFmpegPlayerItem::take(const CMSampleBuffer& sample) {
+void DecodingItem::take(const CMSampleBuffer& sample) {
     const CMTime time = CMTimeSubtract(CMSampleBufferGetPresentationTimeStamp(sample), information_.start);
     if (!CMTIME_IS_NUMERIC(time)) return;
     if (!frames_.empty() && CMTimeCompare(time, frames_.back().time) <= 0) return;
@@ -303,10 +303,10 @@ void FFmpegPlayerItem::take(const CMSampleBuffer& sample) {
     frames_.push_back({CMSampleBufferGetImageBuffer(sample), time});
 }
 
-void FFmpegPlayerItem::endMovie() {
+void DecodingItem::endMovie() {
     isDecoded_ = true;
     if (const auto error = reader_->error(); error && !std::exchange(isFailureLogged_, true)) {
-        mediaLogger().error("The movie can't be read further: %s.", error->localizedDescription().c_str());
+        logger().error("The movie can't be read further: %s.", error->localizedDescription().c_str());
     }
     const CMTime end = CMTIME_IS_NUMERIC(decodedEnd_) ? decodedEnd_ : position_.now();
     const double missing = CMTimeGetSeconds(position_.end()) - CMTimeGetSeconds(end);
@@ -314,7 +314,7 @@ void FFmpegPlayerItem::endMovie() {
 }
 
 /// Lets go of frames that another due one follows, and hands the others to the outputs as far as they have room.
-void FFmpegPlayerItem::deliver() {
+void DecodingItem::deliver() {
     checkEnd();
     const CMTime now = position_.now();
     while (frames_.size() > 1 && CMTimeCompare(frames_[1].time, now) <= 0) {
@@ -334,17 +334,20 @@ void FFmpegPlayerItem::deliver() {
 }
 
 }  // namespace
+}  // namespace ondrix::ffmpeg
+
+namespace ondrix {
 
 std::shared_ptr<MoviePlayerItem> MoviePlayerItem::create(const URL& file, NSError* error) {
     auto reader = MovieReader::open(file, MovieFrameFormat::BGRA, error);
     if (reader == nullptr) return nullptr;
     std::string reason;
     try {
-        auto item = std::make_shared<FFmpegPlayerItem>(std::move(reader));
+        auto item = std::make_shared<ffmpeg::DecodingItem>(std::move(reader));
         item->start();
         return item;
     } catch (const std::bad_alloc&) {
-        reason = "out of memory";
+        reason = ffmpeg::outOfMemory;
     } catch (const std::system_error&) {
         reason = "a thread for decoding can't be started";
     }

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+
+#include <ondrix/platform/ffmpeg/FFmpeg.h>
+
+namespace ondrix::ffmpeg {
+
+/// What the numbers of a stored picture mean.
+struct PictureColours {
+    AVColorSpace matrix = AVCOL_SPC_RGB;  ///< AVCOL_SPC_RGB for pictures that aren't YCbCr; never unspecified
+    bool isFullRange = true;
+    bool isGuessed = false;  ///< the file doesn't name the matrix, which is the usual one for the picture's size
+
+    [[nodiscard]] static PictureColours of(const AVFrame& frame);
+    [[nodiscard]] static PictureColours of(const AVCodecParameters& parameters);
+};
+
+/// How a stored picture is brought upright: first mirrored left to right, if it has to be, and then turned.
+struct PictureOrientation {
+    bool isMirrored = false;
+    int clockwiseQuarters = 0;  ///< 0 to 3
+
+    [[nodiscard]] static PictureOrientation of(const AVStream& stream);
+    /// The frame's own, or else that of its stream.
+    [[nodiscard]] static PictureOrientation of(const AVFrame& frame, PictureOrientation streamOrientation);
+
+    [[nodiscard]] bool isUpright() const { return !isMirrored && clockwiseQuarters == 0; }
+    [[nodiscard]] bool swapsSides() const { return clockwiseQuarters % 2 != 0; }
+};
+
+}  // namespace ondrix::ffmpeg

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include <ondrix/platform/coremedia/CMSampleBuffer.h>
+#include <ondrix/platform/corevideo/CVPixelBufferPool.h>
+#include <ondrix/platform/ffmpeg/MovieReader.h>
+#include <ondrix/platform/ffmpeg/read/BGRAConverter.h>
+#include <ondrix/platform/ffmpeg/read/PictureDecoder.h>
+#include <ondrix/platform/ffmpeg/read/PictureProperties.h>
+
+namespace ondrix::ffmpeg {
+
+/// Turns decoded pictures into sample buffers: upright, '420v' and '420f' without any change to the numbers, or 'BGRA',
+/// in pixel buffers from a pool. For one thread at a time. Throws std::bad_alloc.
+class SampleMaker {
+public:
+    /// `name` is what messages call the movie.
+    SampleMaker(const AVStream& stream, MovieFrameFormat format, std::string name);
+
+    /// Null with the reason.
+    [[nodiscard]] std::shared_ptr<CMSampleBuffer> make(const DecodedPicture& picture, std::string& reason);
+
+private:
+    [[nodiscard]] std::shared_ptr<CVPixelBuffer> convert(const AVFrame& frame, const PictureColours& colours,
+                                                         std::string& reason);
+    [[nodiscard]] std::shared_ptr<CVPixelBuffer> makeBuffer(std::int64_t width, std::int64_t height, OSType format);
+    void copyNative(const AVFrame& frame, PictureOrientation orientation, CVPixelBuffer& buffer);
+
+    const AVRational timeBase_;
+    const MovieFrameFormat format_;
+    const PictureOrientation streamOrientation_;
+    const std::string name_;
+    std::shared_ptr<CVPixelBufferPool> pool_;  ///< another one when pictures of another kind come
+    std::int64_t poolWidth_ = 0, poolHeight_ = 0;
+    OSType poolFormat_ = 0;
+    BGRAConverter bgra_;
+    FramePointer scratch_;                              ///< what isn't turned yet: BGRA, or pairs of chroma
+    std::shared_ptr<CMFormatDescription> description_;  ///< of the last sample
+    bool hasToldGuess_ = false;
+};
+
+}  // namespace ondrix::ffmpeg

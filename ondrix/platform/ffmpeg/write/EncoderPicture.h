@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include <ondrix/platform/corevideo/CVPixelBuffer.h>
+#include <ondrix/platform/ffmpeg/FFmpeg.h>
+
+namespace ondrix::ffmpeg {
+
+/// Turns pixel buffers into frames in an encoder's pixel format, in BT.709 where that is YCbCr.
+class EncoderPicture {
+public:
+    /// The format of the list, ended by AV_PIX_FMT_NONE, that takes the least work and loses least.
+    [[nodiscard]] static AVPixelFormat bestFormat(const AVPixelFormat* formats);
+    [[nodiscard]] static bool isYCbCr(AVPixelFormat format);
+
+    /// Frames have the sides, which are even, the pixel format and the colours of the encoder, which outlives this.
+    explicit EncoderPicture(const AVCodecContext& encoder);
+
+    /// A frame without a time that has nothing of the pixel buffer's memory. The next call may change it, unless
+    /// somebody else holds a reference. The pixel buffer has the size of the frames. Throws std::bad_alloc, and
+    /// `WritingFailure` for a pixel buffer in another format than 'BGRA', '420v' and '420f'.
+    [[nodiscard]] AVFrame& fill(CVPixelBuffer& pixelBuffer);
+
+private:
+    void makeWritable();
+    void fillYCbCr(CVPixelBuffer& pixelBuffer);
+    void scale(CVPixelBuffer& pixelBuffer);
+
+    const AVCodecContext& encoder_;
+    FramePointer frame_;
+    ScalerPointer scaler_;
+    std::vector<std::uint8_t> chromaRow_;
+};
+
+}  // namespace ondrix::ffmpeg
