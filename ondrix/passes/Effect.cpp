@@ -10,24 +10,46 @@
 
 namespace ondrix {
 
-/// Keeps an effect whose run was waited for until the completion handler has run, even when the application drops it.
+/// Keeps an effect whose runs were waited for until their completion handlers have run, even when the application drops
+/// it. One for each effect, which doesn't own itself through it while no run is on its way.
 class Effect::KeptUntilCompletion {
 public:
+    /// One run on its way; lives in its completion handler.
+    class Run {
+    public:
+        explicit Run(std::shared_ptr<KeptUntilCompletion> kept) : kept_(std::move(kept)) {
+            if (kept_ != nullptr) kept_->begin();
+        }
+        ~Run() {
+            if (kept_ != nullptr) kept_->end();
+        }
+        Run(Run&&) noexcept = default;
+        Run& operator=(Run&&) = delete;
+
+    private:
+        std::shared_ptr<KeptUntilCompletion> kept_;
+    };
+
+    /// Until the last run that is on its way has ended; not at all when that is so already.
     void keep(std::shared_ptr<Effect> effect) {
         const std::lock_guard lock(mutex_);
-        if (!completed_) effect_.swap(effect);
-    }
-    void release() {
-        std::shared_ptr<Effect> effect;  // goes after the lock
-        const std::lock_guard lock(mutex_);
-        completed_ = true;
-        effect_.swap(effect);
+        if (runs_ > 0) effect_.swap(effect);
     }
 
 private:
+    void begin() {
+        const std::lock_guard lock(mutex_);
+        ++runs_;
+    }
+    void end() {
+        std::shared_ptr<Effect> effect;  // goes after the lock
+        const std::lock_guard lock(mutex_);
+        if (--runs_ == 0) effect_.swap(effect);
+    }
+
     std::mutex mutex_;
     std::shared_ptr<Effect> effect_;
-    bool completed_ = false;
+    int runs_ = 0;
 };
 
 std::shared_ptr<MTLCommandQueue> Effect::makeCommandQueue(Device& device, IfMissing ifMissing) {
@@ -149,11 +171,14 @@ std::shared_ptr<MTLCommandBuffer> Effect::run(std::shared_ptr<MTLDrawable> prese
 
     if (present != nullptr) commandBuffer->present(std::move(present));
     std::shared_ptr<KeptUntilCompletion> kept;
-    if (waits && delegate_.load() != nullptr) kept = std::make_shared<KeptUntilCompletion>();
-    commandBuffer->addCompletedHandler([weakSelf = weak_from_this(), kept](MTLCommandBuffer& completed) {
-        if (const std::shared_ptr<Effect> effect = weakSelf.lock()) effect->didComplete(completed);
-        if (kept != nullptr) kept->release();
-    });
+    if (waits && delegate_.load() != nullptr) {
+        if (kept_ == nullptr) kept_ = std::make_shared<KeptUntilCompletion>();
+        kept = kept_;
+    }
+    commandBuffer->addCompletedHandler(
+        [weakSelf = weak_from_this(), run = KeptUntilCompletion::Run(kept)](MTLCommandBuffer& completed) {
+            if (const std::shared_ptr<Effect> effect = weakSelf.lock()) effect->didComplete(completed);
+        });
     if (const auto startDelegate = delegate()) startDelegate->effectDidStartGPUTasks(*this);
     commandBuffer->commit();
     if (waits) commandBuffer->waitUntilCompleted();

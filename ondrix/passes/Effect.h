@@ -96,6 +96,7 @@ private:
     std::unordered_map<std::string, std::shared_ptr<Pass>> passMap_;
     WeakCell<EffectDelegate> delegate_;
     bool shouldWaitForCompletion_ = false;
+    std::shared_ptr<KeptUntilCompletion> kept_;  ///< null before the first run that is waited for with a delegate
 };
 
 }  // namespace ondrix
