@@ -1,5 +1,6 @@
 #include <cstdlib>
 
+#include <gtest/gtest.h>
 #include <tests/pictures/PictureWriter.h>
 #include <tests/support/TemporaryFolder.h>
 
@@ -86,7 +87,11 @@ std::string encode(const JPEGContent& content) {
 
 LoadedPicture::LoadedPicture(const URL& file, bool sRGB, const std::shared_ptr<MTLDevice>& device) {
     NSError error;
-    texture = MTKTextureLoader(device).newTexture(file, {{MTKTextureLoader::Option::SRGB, sRGB}}, &error);
+    take(MTKTextureLoader(device).newTexture(file, {{MTKTextureLoader::Option::SRGB, sRGB}}, &error), error);
+}
+
+void LoadedPicture::take(std::shared_ptr<MTLTexture> loaded, const NSError& error) {
+    texture = std::move(loaded);
     reason = error.localizedDescription();
     if (!texture) return;
     bytes.resize(texture->width() * texture->height() * 4);
@@ -97,7 +102,15 @@ LoadedPicture::LoadedPicture(const URL& file, bool sRGB, const std::shared_ptr<M
 LoadedPicture LoadedPicture::of(const std::string& content) {
     static const TemporaryFolder folder;
     static const auto device = MTLCreateSystemDefaultDevice();
-    return LoadedPicture(URL(folder.write("picture", content)), false, device);
+    const LoadedPicture picture(URL(folder.write("picture", content)), false, device);
+    LoadedPicture inMemory;
+    NSError error;
+    // A copy that ends where AddressSanitizer sees a byte too far.
+    const std::vector<char> bytes(content.begin(), content.end());
+    inMemory.take(MTKTextureLoader(device).newTexture(bytes.data(), bytes.size(), {}, &error), error);
+    EXPECT_TRUE(inMemory.bytes == picture.bytes);
+    EXPECT_EQ(inMemory.reason, picture.reason);
+    return picture;
 }
 
 }  // namespace ondrix::test

@@ -52,8 +52,12 @@ struct LoadedPicture {
 
     explicit LoadedPicture(const URL& file, bool sRGB = false,
                            const std::shared_ptr<MTLDevice>& device = MTLCreateSystemDefaultDevice());
-    /// Of a file with the bytes `content`.
+    /// Of a file with the bytes `content`. Expects the same of the bytes in memory.
     static LoadedPicture of(const std::string& content);
+
+private:
+    LoadedPicture() = default;
+    void take(std::shared_ptr<MTLTexture> loaded, const NSError& error);
 };
 
 }  // namespace ondrix::test

@@ -13,7 +13,7 @@
 #error "Reading JPEG files needs libjpeg-turbo (Debian package libjpeg-dev)"
 #endif
 
-namespace ondrix {
+namespace ondrix::image {
 
 namespace {
 
@@ -137,4 +137,4 @@ void JPEGDecoder::onProgress(j_common_ptr common) {
     std::longjmp(decoder.jump_, 1);
 }
 
-}  // namespace ondrix
+}  // namespace ondrix::image

@@ -10,7 +10,7 @@
 
 #include <ondrix/platform/image/Picture.h>
 
-namespace ondrix {
+namespace ondrix::image {
 
 /// Decodes JPEG files in grey, YCbCr and RGB, sequential and progressive, with the accurate transform and smooth chroma
 /// upsampling. An orientation in the EXIF data isn't applied. Data that ends early or is corrupt is a failure.
@@ -46,4 +46,4 @@ private:
     char message_[JMSG_LENGTH_MAX] = {};  ///< libjpeg's text for the error
 };
 
-}  // namespace ondrix
+}  // namespace ondrix::image

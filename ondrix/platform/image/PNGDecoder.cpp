@@ -4,7 +4,7 @@
 
 #include <ondrix/platform/image/PNGDecoder.h>
 
-namespace ondrix {
+namespace ondrix::image {
 
 namespace {
 
@@ -133,4 +133,4 @@ void PNGDecoder::onRead(png_structp png, png_bytep bytes, std::size_t count) {
     png_error(png, std::ferror(decoder.stream_.get()) != 0 ? "it can't be read" : endOfFile);
 }
 
-}  // namespace ondrix
+}  // namespace ondrix::image

@@ -10,7 +10,7 @@
 
 #include <ondrix/platform/image/Picture.h>
 
-namespace ondrix {
+namespace ondrix::image {
 
 /// Decodes PNG files of every colour type and depth. 16-bit samples are rounded to 8; tRNS becomes alpha. An interlaced
 /// picture is decoded as a whole into memory of its own. Every damaged chunk is a failure, also of those whose content
@@ -47,4 +47,4 @@ private:
     char message_[128] = {};                        ///< libpng's text for the error
 };
 
-}  // namespace ondrix
+}  // namespace ondrix::image

@@ -1,4 +1,4 @@
-#include <cerrno>
+#include <new>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -11,15 +11,13 @@
 #include <ondrix/platform/image/PNGDecoder.h>
 #include <ondrix/platform/image/Picture.h>
 
-namespace ondrix {
+namespace ondrix::image {
 
 namespace {
 
 using namespace std::string_view_literals;
 
-std::string lastSystemError() {
-    return std::generic_category().message(errno);
-}
+constexpr const char* emptyFile = "the file is empty";
 
 /// Null with a reason unless `file` is a regular file that can be read; `size` is its length in bytes.
 Stream openRegularFile(const URL& file, std::uint64_t& size, std::string& reason) {
@@ -51,8 +49,20 @@ Stream openRegularFile(const URL& file, std::uint64_t& size, std::string& reason
 std::unique_ptr<Picture> Picture::open(const URL& file, std::string& reason) {
     std::uint64_t size = 0;
     Stream stream = openRegularFile(file, size, reason);
-    if (!stream) return nullptr;
+    return stream ? open(std::move(stream), size, reason) : nullptr;
+}
 
+std::unique_ptr<Picture> Picture::open(const void* bytes, std::uint64_t length, std::string& reason) {
+    if (length == 0) {
+        reason = emptyFile;
+        return nullptr;
+    }
+    Stream stream(::fmemopen(const_cast<void*>(bytes), length, "r"));  // it only reads
+    if (!stream) throw std::bad_alloc();
+    return open(std::move(stream), length, reason);
+}
+
+std::unique_ptr<Picture> Picture::open(Stream stream, std::uint64_t length, std::string& reason) {
     char bytes[8];
     const std::string_view start(bytes, std::fread(bytes, 1, sizeof bytes, stream.get()));
     if (std::ferror(stream.get()) != 0) {
@@ -60,17 +70,17 @@ std::unique_ptr<Picture> Picture::open(const URL& file, std::string& reason) {
         return nullptr;
     }
     if (start.empty()) {
-        reason = "the file is empty";
+        reason = emptyFile;
         return nullptr;
     }
     std::rewind(stream.get());
-    if (start == "\x89PNG\r\n\x1A\n"sv) return PNGDecoder::create(std::move(stream), size, reason);
+    if (start == "\x89PNG\r\n\x1A\n"sv) return PNGDecoder::create(std::move(stream), length, reason);
     if (start.starts_with("\xFF\xD8\xFF"sv)) return JPEGDecoder::create(std::move(stream), reason);
     reason = "the file is not a PNG or JPEG picture";
     return nullptr;
 }
 
-bool Picture::setSize(std::uint64_t width, std::uint64_t height, std::string& reason) {
+bool Picture::checkSize(std::uint64_t width, std::uint64_t height, std::string& reason) {
     const std::string text = std::to_string(width) + "x" + std::to_string(height);
     if (width == 0 || height == 0) {
         reason = "the picture has no pixels (" + text + ")";
@@ -81,9 +91,14 @@ bool Picture::setSize(std::uint64_t width, std::uint64_t height, std::string& re
             "the picture is too large (" + text + " pixels, " + std::to_string(maximumSide) + " a side are possible)";
         return false;
     }
+    return true;
+}
+
+bool Picture::setSize(std::uint64_t width, std::uint64_t height, std::string& reason) {
+    if (!checkSize(width, height, reason)) return false;
     width_ = width;
     height_ = height;
     return true;
 }
 
-}  // namespace ondrix
+}  // namespace ondrix::image

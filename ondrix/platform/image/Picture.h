@@ -1,13 +1,13 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
 #include <memory>
 #include <string>
 
 #include <ondrix/platform/foundation/URL.h>
+#include <ondrix/platform/image/Stream.h>
 
-namespace ondrix {
+namespace ondrix::image {
 
 /// A picture file while it is decoded, row by row from the top, to BGRA8 with straight alpha. Colour profiles, gamma
 /// and orientation marks have no effect on the pixels. Used by one thread.
@@ -24,6 +24,11 @@ public:
     /// Opens a regular file and reads the picture's header. The file's first bytes tell the kind, not its name. Throws
     /// std::bad_alloc.
     static std::unique_ptr<Picture> open(const URL& file, std::string& reason);
+    /// The same for a file of `length` bytes in memory, which must stay as long as the picture.
+    static std::unique_ptr<Picture> open(const void* bytes, std::uint64_t length, std::string& reason);
+
+    /// False when a side is 0 or too large.
+    static bool checkSize(std::uint64_t width, std::uint64_t height, std::string& reason);
 
     virtual ~Picture() = default;
     Picture(const Picture&) = delete;
@@ -39,18 +44,14 @@ public:
 protected:
     Picture() = default;
 
-    /// False when a side is 0 or too large.
+    /// As `checkSize`, and keeps the size.
     bool setSize(std::uint64_t width, std::uint64_t height, std::string& reason);
 
 private:
+    static std::unique_ptr<Picture> open(Stream stream, std::uint64_t length, std::string& reason);
+
     std::uint64_t width_ = 0;
     std::uint64_t height_ = 0;
 };
 
-/// Closes a C stream.
-struct StreamCloser {
-    void operator()(std::FILE* stream) const noexcept { std::fclose(stream); }
-};
-using Stream = std::unique_ptr<std::FILE, StreamCloser>;
-
-}  // namespace ondrix
+}  // namespace ondrix::image

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -25,6 +26,9 @@ public:
     /// Null on failure, with the reason in `error` (may be null).
     [[nodiscard]] std::shared_ptr<MTLTexture> newTexture(const URL& withContentsOfURL, const Options& options,
                                                          NSError* error) const;
+    /// The same for a picture file of `length` bytes in memory, which are not needed afterwards.
+    [[nodiscard]] std::shared_ptr<MTLTexture> newTexture(const void* bytes, std::uint64_t length,
+                                                         const Options& options, NSError* error) const;
 
 private:
     std::shared_ptr<MTLDevice> device_;

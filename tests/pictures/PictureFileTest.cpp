@@ -1,0 +1,99 @@
+#include <csignal>
+#include <filesystem>
+#include <random>
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <tests/pictures/PictureWriter.h>
+#include <tests/support/TemporaryFolder.h>
+
+#include <ondrix/platform/metalkit/PictureFile.h>
+
+namespace ondrix {
+namespace {
+
+using enum MTLPixelFormat;
+
+class PictureFileTest : public testing::Test {
+protected:
+    [[nodiscard]] std::string write(const std::filesystem::path& path, std::int64_t width, std::int64_t height,
+                                    MTLPixelFormat format = bgra8Unorm, std::int64_t gap = 0) {
+        NSError error;
+        const bool written = PictureFile::write(path, width, height, format, pixels.data(), 4 * width + gap, &error);
+        EXPECT_EQ(written, error.localizedDescription().empty());
+        return error.localizedDescription();
+    }
+    [[nodiscard]] std::ptrdiff_t fileCount() const {
+        return std::distance(std::filesystem::directory_iterator(folder.path()), {});
+    }
+
+    const test::TemporaryFolder folder;
+    const std::filesystem::path file = folder.path() / "picture.png";
+    std::vector<std::uint8_t> pixels = std::vector<std::uint8_t>(40000);
+};
+
+/// Rows with gaps, both orders of colours, with and without an alpha channel in the file.
+TEST_F(PictureFileTest, IsReadBackToTheLastPixel) {
+    constexpr std::int64_t width = 37, height = 23, gap = 12;
+    for (const MTLPixelFormat format : {rgba8Unorm, rgba8Unorm_srgb, bgra8Unorm, bgra8Unorm_srgb}) {
+        for (const bool opaque : {false, true}) {
+            std::mt19937 random(7);
+            for (std::size_t index = 0; index < pixels.size(); ++index) {
+                pixels[index] = opaque && index % 4 == 3 ? 255 : static_cast<std::uint8_t>(random());
+            }
+            ASSERT_EQ(write(file, width, height, format, gap), "");
+            std::vector<std::uint8_t> expected;
+            for (std::int64_t y = 0; y < height; ++y) {
+                for (std::int64_t x = 0; x < width; ++x) {
+                    const std::uint8_t* const pixel = &pixels[y * (4 * width + gap) + 4 * x];
+                    const bool blueFirst = format == bgra8Unorm || format == bgra8Unorm_srgb;
+                    expected.insert(expected.end(),
+                                    {pixel[blueFirst ? 0 : 2], pixel[1], pixel[blueFirst ? 2 : 0], pixel[3]});
+                }
+            }
+            EXPECT_TRUE(test::LoadedPicture(URL(file)).bytes == expected) << description(format) << ' ' << opaque;
+        }
+    }
+}
+
+TEST_F(PictureFileTest, ReplacesWhatALinkStandsForAndKeepsItsPermissions) {
+    const auto target = folder.write("target", "before");
+    ASSERT_EQ(::chmod(target.c_str(), 0640), 0);
+    std::filesystem::create_symlink("target", file);
+    ASSERT_EQ(write(file, 2, 2), "");
+    EXPECT_TRUE(std::filesystem::is_symlink(file));
+    EXPECT_EQ(std::filesystem::status(target).permissions(), std::filesystem::perms{0640});
+    EXPECT_EQ(test::LoadedPicture(URL(target)).bytes.size(), 16u);
+    EXPECT_EQ(fileCount(), 2);
+}
+
+/// Also of a disk that takes a part: what was there stays, and nothing is added.
+TEST_F(PictureFileTest, LeavesEverythingAsItWasOnFailure) {
+    const std::string before(5, 'b');
+    (void)folder.write("picture.png", before);
+    const std::tuple<std::filesystem::path, std::int64_t, std::int64_t, MTLPixelFormat, const char*> cases[] = {
+        {folder.path() / "missing" / "picture.png", 2, 2, bgra8Unorm, "No such file or directory"},
+        {folder.path(), 2, 2, bgra8Unorm, "it is not a regular file"},
+        {file, 2, 2, rg8Unorm, "a picture file can't hold pixels of the format MTLPixelFormatRG8Unorm (30)"},
+        {file, -1, 2, bgra8Unorm, "the picture has no pixels (0x2)"},
+        {file, 2, 16385, bgra8Unorm, "the picture is too large (2x16385 pixels, 16384 a side are possible)"},
+        {file, 100, 100, bgra8Unorm, "File too large"},
+    };
+    std::mt19937 random(3);
+    for (auto& byte : pixels) byte = static_cast<std::uint8_t>(random());
+    rlimit previous{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &previous), 0);
+    const auto previousHandler = std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limited{10000, previous.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &limited);
+    for (const auto& [path, width, height, format, reason] : cases)
+        EXPECT_EQ(write(path, width, height, format), reason);
+    ::setrlimit(RLIMIT_FSIZE, &previous);
+    std::signal(SIGXFSZ, previousHandler);
+    EXPECT_EQ(fileCount(), 1);
+    EXPECT_EQ(std::filesystem::file_size(file), before.size());
+}
+
+}  // namespace
+}  // namespace ondrix
