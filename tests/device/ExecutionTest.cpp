@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ondrix/platform/metalkit/HeadlessView.h>
+
 #include "Gpu.h"
 
 using namespace ondrix;
@@ -14,7 +16,7 @@ using namespace ondrix::test;
 
 namespace {
 
-/// A drawable that writes down when it is shown.
+/// A drawable that does something when it is shown.
 class Drawable final : public MTLDrawable {
 public:
     explicit Drawable(std::function<void()> shown) : shown_(std::move(shown)) {}
@@ -57,15 +59,48 @@ TEST(Order, HoldsWithManyWaitingThreads) {
                 const auto value = static_cast<float>(thread * 1000 + turn);
                 auto commands = gpu.device->makeCommandQueue()->makeCommandBuffer();
                 gpu.fill(*commands, target, {value, 0, 0, 0});
+                const auto shown = std::make_shared<bool>(turn % 2 == 0);
+                if (!*shown) commands->present(std::make_shared<Drawable>([shown] { *shown = true; }));
                 commands->commit();
                 if (turn % 3 == 0) continue;
                 commands->waitUntilCompleted();
-                right += colors(*target)[1599][0] == value;
+                right += *shown && colors(*target)[1599][0] == value;
             }
         });
     }
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(right, 4 * 66);
+}
+
+// A wait is over when the drawables are shown, in the order of commits, also of those that nobody waits for. While a
+// drawable is shown, it may wait for its own command buffer and commit and wait for others.
+TEST(Drawables, AreShownInOrderBeforeTheWaitIsOver) {
+    const Gpu gpu;
+    const auto view = HeadlessView::create({8, 8}, gpu.device);
+    std::vector<int> shown, expected;
+    for (int frame = 0; frame < 200; ++frame) {
+        const auto commands = gpu.queue->makeCommandBuffer();
+        const auto drawable = view->currentDrawable();
+        ASSERT_NE(drawable, nullptr);
+        gpu.fill(*commands, drawable->texture(), {1, 1, 1, 1});
+        commands->present(drawable);
+        commands->present(std::make_shared<Drawable>([&shown, &gpu, frame, own = commands.get()] {
+            shown.push_back(frame);
+            if (frame % 5 != 0) return;
+            own->waitUntilCompleted();
+            bool otherIsShown = false;
+            const auto other = gpu.queue->makeCommandBuffer();
+            other->present(std::make_shared<Drawable>([&] { otherIsShown = true; }));
+            run(*other);
+            EXPECT_TRUE(otherIsShown);
+        }));
+        commands->commit();
+        expected.push_back(frame);
+        if (frame % 3 == 0) continue;  // not the last one
+        commands->waitUntilCompleted();
+        ASSERT_EQ(view->shownFrameCount(), frame + 1);
+        ASSERT_EQ(shown, expected);
+    }
 }
 
 // Work that nobody waits for is done all the same, and its handlers run once each, in order.
@@ -117,7 +152,10 @@ TEST(Handlers, MayEncodeCommitAndWait) {
         buffer.waitUntilCompleted();
         auto next = gpu.device->makeCommandQueue()->makeCommandBuffer();
         gpu.dispatch(*next, "scaleAndAdd", {first, second}, gpu.buffer(std::vector{2.0F, 1.0F}));
+        bool shown = false;
+        next->present(std::make_shared<Drawable>([&] { shown = true; }));
         run(*next);
+        EXPECT_TRUE(shown);
         seen.set_value(colors(*second)[63][0]);
     });
     commands->commit();
@@ -179,6 +217,29 @@ TEST(Lifetime, CommittedWorkOutlivesTheDevice) {
         gone.get_future().wait();
         EXPECT_EQ(colors(*from)[0][0], 10);
     }
+}
+
+// The memory of devices that come and go doesn't depend on the threads that come and go with them.
+TEST(Lifetime, OfDevicesOnManyThreads) {
+    std::vector<std::thread> threads;
+    std::atomic<int> handled{0};
+    for (int thread = 0; thread < 8; ++thread) {
+        threads.emplace_back([&handled] {
+            for (int turn = 0; turn < 12; ++turn) {
+                const Gpu gpu(2);
+                const auto target = gpu.texture(8, 8);
+                for (int frame = 0; frame < 3; ++frame) {
+                    auto commands = gpu.queue->makeCommandBuffer();
+                    gpu.fill(*commands, target, {1, 1, 1, 1});
+                    commands->addCompletedHandler([&](auto&) { ++handled; });
+                    commands->commit();
+                    if (frame == 2) commands->waitUntilCompleted();
+                }
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    while (handled < 8 * 12 * 3) std::this_thread::yield();
 }
 
 // Constants are taken when the work runs, and written by the host meanwhile without tearing or a report of a race.

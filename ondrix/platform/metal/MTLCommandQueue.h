@@ -32,7 +32,9 @@ public:
         const MTLRenderPassDescriptor& descriptor) = 0;
     [[nodiscard]] virtual std::shared_ptr<MTLComputeCommandEncoder> makeComputeCommandEncoder() = 0;
 
-    /// Shows the drawable once the work is done.
+    /// Has the drawable presented once the work is done or has failed. Drawables are presented one after another, in
+    /// the order of the commits, before the handlers run: by a thread that waits for this command buffer or a later one
+    /// with drawables, or else by a thread of the device, as soon as it calls handlers. Before `commit`.
     virtual void present(std::shared_ptr<MTLDrawable> drawable) = 0;
     /// Handlers run in the order they were added, on one thread of the device, after the work is done or has failed: at
     /// once or, while callers wait for their command buffers, up to a millisecond later. They may encode, commit and
@@ -40,7 +42,8 @@ public:
     virtual void addCompletedHandler(MTLCommandBufferHandler handler) = 0;
     /// Hands the work over. A second call does nothing.
     virtual void commit() = 0;
-    /// Blocks until the work is done or has failed; handlers may still be running. Returns at once if never committed.
+    /// Blocks until the work is done or has failed and the drawables have been presented; handlers may still be
+    /// running. Returns at once if never committed, and when it is called by one of these drawables.
     virtual void waitUntilCompleted() = 0;
 
     [[nodiscard]] virtual MTLCommandBufferStatus status() const = 0;

@@ -64,6 +64,7 @@ void CommandBuffer::present(std::shared_ptr<MTLDrawable> drawable) {
     if (status() != MTLCommandBufferStatus::notEnqueued) return;
     try {
         drawables_.push_back(std::move(drawable));
+        setPresentation(Presentation::due);
     } catch (const std::bad_alloc&) {
         outOfMemory_ = true;
     }
@@ -89,6 +90,7 @@ void CommandBuffer::commit() {
         executor_->commit(shared_from_this());
     } catch (const std::bad_alloc&) {
         outOfMemory_ = true;
+        setPresentation(Presentation::done);  // by nobody
         finished();
     }
 }
@@ -159,10 +161,13 @@ void CommandBuffer::finished() noexcept {
                   std::memory_order_release);
 }
 
-void CommandBuffer::callHandlers() {
+void CommandBuffer::presentDrawables() noexcept {
     const auto drawables = std::move(drawables_);
-    auto handlers = std::move(handlers_);
     for (const auto& drawable : drawables) drawable->present();
+}
+
+void CommandBuffer::callHandlers() noexcept {
+    auto handlers = std::move(handlers_);
     for (auto& handler : handlers) handler(*this);
 }
 

@@ -69,9 +69,21 @@ public:
     void execute(ExecutionContext& context);
     void finished() noexcept;  ///< sets the final status
     [[nodiscard]] bool isFinished() const noexcept { return status() >= MTLCommandBufferStatus::completed; }
-    [[nodiscard]] bool hasHandlers() const noexcept { return !handlers_.empty() || !drawables_.empty(); }
-    /// Shows the drawables, then calls the handlers, and lets go of both.
-    void callHandlers();
+
+    // What follows the work, for the completion thread and waiting threads.
+
+    /// What has become of the drawables; `done` when there are none.
+    enum class Presentation { due, begun, done };
+    [[nodiscard]] Presentation presentation() const noexcept { return presentation_.load(std::memory_order_acquire); }
+    void setPresentation(Presentation presentation) noexcept {
+        presentation_.store(presentation, std::memory_order_release);
+    }
+    /// True when there are drawables to be presented or handlers to be called.
+    [[nodiscard]] bool needsCompletion() const noexcept { return !handlers_.empty() || !drawables_.empty(); }
+    /// Presents the drawables and lets go of them.
+    void presentDrawables() noexcept;
+    /// Calls the handlers and lets go of them.
+    void callHandlers() noexcept;
 
 private:
     [[nodiscard]] bool recording() const noexcept;
@@ -89,6 +101,7 @@ private:
     std::pmr::vector<std::shared_ptr<const void>> held_;
     std::pmr::vector<MTLCommandBufferHandler> handlers_;
     std::pmr::vector<std::shared_ptr<MTLDrawable>> drawables_;
+    std::atomic<Presentation> presentation_{Presentation::done};
     std::array<std::byte, 2048> firstMemory_;
     std::pmr::monotonic_buffer_resource memory_;
 };

@@ -1,8 +1,8 @@
 #include <condition_variable>
 #include <deque>
-#include <memory_resource>
 #include <mutex>
 #include <system_error>
+#include <utility>
 
 #include <ondrix/platform/software/CommandBuffer.h>
 #include <ondrix/platform/software/CompletionThread.h>
@@ -16,61 +16,118 @@ namespace {
 constexpr std::chrono::microseconds spinTime{5};
 constexpr std::size_t mostGathered = 16;
 
+using Lock = std::unique_lock<std::mutex>;
+using Presentation = CommandBuffer::Presentation;
+
 }  // namespace
 
 struct CompletionThread::State {
+    explicit State(std::shared_ptr<RecyclingMemory> sharedMemory)
+        : memory(std::move(sharedMemory)), queue(memory.get()), unpresented(memory.get()) {}
+
+    using Queue = std::pmr::deque<std::shared_ptr<CommandBuffer>>;
+
     std::thread thread;
-    std::mutex mutex;
+    const std::shared_ptr<RecyclingMemory> memory;
+    std::mutex mutex;  // guards all that follows
     std::condition_variable wakeUp;
-    std::pmr::unsynchronized_pool_resource memory;  // guarded by mutex, as all that follows
-    std::pmr::deque<std::shared_ptr<CommandBuffer>> queue{&memory};
-    bool asleep = false;
-    bool stopping = false;
-    std::atomic<int> waiting{0};  ///< length of the queue, for spinning only
+    std::condition_variable onePresented;
+    Queue queue;                  // whose handlers are to be called
+    Queue unpresented;            // those of them whose drawables nobody has begun to present
+    std::thread::id presenter;    // the thread that presents drawables
+    bool asleep = false;          // the thread
+    bool stopping = false;        // the thread is to end when the queue is empty
+    std::atomic<int> waiting{0};  // length of the queue, for spinning only
 
-    /// Called with the lock held, and lets go of it first: the thread would wake up only to wait for it.
-    void wake(std::unique_lock<std::mutex>& lock) {
-        if (!asleep) return;
-        asleep = false;
-        moveOffCallersCore(thread.native_handle());
-        lock.unlock();
-        wakeUp.notify_one();
-    }
-
-    /// Called with the lock held; returns when there is a command buffer or the thread is to stop.
-    void lookOut(std::unique_lock<std::mutex>& lock) {
-        lock.unlock();
-        spinUntil(spinTime, [this] { return waiting.load(std::memory_order_relaxed) != 0; });
-        lock.lock();
-        if (!queue.empty() || stopping) return;
-        asleep = true;
-        wakeUp.wait(lock, [this] { return !asleep; });
-        lock.unlock();
-        runOnAnyCore();
-        lock.lock();
-    }
-
-    void run() {
-        std::unique_lock lock(mutex);
-        for (;;) {
-            if (queue.empty() && !stopping) lookOut(lock);
-            if (queue.empty()) return;
-            auto commandBuffer = std::move(queue.front());
-            queue.pop_front();
-            waiting.fetch_sub(1, std::memory_order_relaxed);
-            lock.unlock();
-            commandBuffer->callHandlers();
-            commandBuffer.reset();  // may drop the last reference to the device, and so end this loop
-            lock.lock();
-        }
-    }
+    void wake(Lock& lock);
+    void lookOut(Lock& lock);
+    void present(Lock& lock, CommandBuffer& commandBuffer);
+    void presentNext(Lock& lock);
+    void callPosted(Lock& lock);
+    void run();
 };
 
-CompletionThread::CompletionThread() : state_(std::make_shared<State>()) {}
+/// Called with the lock held, and lets go of it first: the thread would wake up only to wait for it.
+void CompletionThread::State::wake(Lock& lock) {
+    if (!asleep) return;
+    asleep = false;
+    moveOffCallersCore(thread.native_handle());
+    lock.unlock();
+    wakeUp.notify_one();
+}
+
+/// Returns, with the lock held as before, when there is a command buffer or the thread is to stop.
+void CompletionThread::State::lookOut(Lock& lock) {
+    lock.unlock();
+    spinUntil(spinTime, [this] { return waiting.load(std::memory_order_relaxed) != 0; });
+    lock.lock();
+    if (!queue.empty() || stopping) return;
+    asleep = true;
+    wakeUp.wait(lock, [this] { return !asleep; });
+    lock.unlock();
+    runOnAnyCore();
+    lock.lock();
+}
+
+/// One thread at a time presents, so that drawables are shown in the order of the commits. A drawable may itself wait
+/// for another command buffer: then its thread goes on with those that follow.
+void CompletionThread::State::present(Lock& lock, CommandBuffer& commandBuffer) {
+    while (commandBuffer.presentation() != Presentation::done) {
+        const bool presentsHere = presenter == std::this_thread::get_id();
+        if (presenter != std::thread::id() && !presentsHere) {
+            onePresented.wait(lock);
+        } else if (commandBuffer.presentation() == Presentation::begun) {
+            return;  // further down on this thread's stack
+        } else {
+            presentNext(lock);
+        }
+    }
+}
+
+/// Presents the first command buffer that is due, without the lock.
+void CompletionThread::State::presentNext(Lock& lock) {
+    auto commandBuffer = std::move(unpresented.front());
+    unpresented.pop_front();
+    commandBuffer->setPresentation(Presentation::begun);
+    const auto presenterBefore = std::exchange(presenter, std::this_thread::get_id());
+    lock.unlock();
+    commandBuffer->presentDrawables();
+    lock.lock();
+    presenter = presenterBefore;
+    commandBuffer->setPresentation(Presentation::done);
+    onePresented.notify_all();
+    lock.unlock();
+    commandBuffer.reset();
+    lock.lock();
+}
+
+void CompletionThread::State::callPosted(Lock& lock) {
+    while (!queue.empty()) {
+        auto commandBuffer = std::move(queue.front());
+        queue.pop_front();
+        waiting.fetch_sub(1, std::memory_order_relaxed);
+        present(lock, *commandBuffer);
+        lock.unlock();
+        commandBuffer->callHandlers();
+        commandBuffer.reset();  // may drop the last reference to the device, which stops the thread
+        lock.lock();
+    }
+}
+
+void CompletionThread::State::run() {
+    Lock lock(mutex);
+    while (!stopping) {
+        if (queue.empty()) lookOut(lock);
+        callPosted(lock);
+    }
+}
+
+CompletionThread::CompletionThread(std::shared_ptr<RecyclingMemory> memory)
+    : state_(std::make_shared<State>(std::move(memory))) {}
 
 CompletionThread::~CompletionThread() {
     {
-        std::unique_lock lock(state_->mutex);
+        Lock lock(state_->mutex);
         state_->stopping = true;
         state_->wake(lock);
     }
@@ -89,15 +146,29 @@ bool CompletionThread::start() noexcept {
 
 void CompletionThread::post(std::shared_ptr<CommandBuffer> commandBuffer, bool atOnce) {
     State& state = *state_;
-    std::unique_lock lock(state.mutex);
+    Lock lock(state.mutex);
+    if (commandBuffer->presentation() == Presentation::due) state.unpresented.push_back(commandBuffer);
     state.queue.push_back(std::move(commandBuffer));
     state.waiting.fetch_add(1, std::memory_order_relaxed);
     if (atOnce || state.queue.size() >= mostGathered) state.wake(lock);
 }
 
 void CompletionThread::callGathered() {
-    std::unique_lock lock(state_->mutex);
+    Lock lock(state_->mutex);
     if (!state_->queue.empty()) state_->wake(lock);
+}
+
+void CompletionThread::callPosted() {
+    const std::shared_ptr<State> state = state_;
+    Lock lock(state->mutex);
+    state->callPosted(lock);
+}
+
+void CompletionThread::present(CommandBuffer& commandBuffer) {
+    if (commandBuffer.presentation() == Presentation::done) return;
+    const std::shared_ptr<State> state = state_;
+    Lock lock(state->mutex);
+    state->present(lock, commandBuffer);
 }
 
 }  // namespace ondrix::software

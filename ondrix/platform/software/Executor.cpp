@@ -24,176 +24,198 @@ constexpr int roundsBeforeSleep = 20;
 /// How long a thread looks out for what it waits for before it sleeps.
 constexpr std::chrono::microseconds spinTime{20};
 
+/// What the executor's thread does.
+///
+///     notStarted --first commit--> awake <-----------------------------+
+///         |                        |   ^                               |
+///   cannot be started  nothing to do   | an order, or a command        | an order
+///         |                        |   | buffer that nobody runs       |
+///         v                        v   |                               |
+///    unavailable                  looking --20 rounds, no commit--> asleep
+///
+/// While it is awake, it runs command buffers or spins for the next order. While it is looking, it sleeps, but gets up
+/// for a moment every `roundTime`; an order that can't wait so long must wake it, as in its sleep.
+enum class ThreadState { notStarted, unavailable, awake, looking, asleep };
+
+/// What the executor's thread is told: to `run` what is pending, until nothing is, or to `stop` for good.
+enum class Order { none, run, stop };
+
+/// Who runs the command buffer that was in front. A waiting caller goes on until its own one is finished.
+enum class Runner { nobody, executorsThread, waitingCaller };
+
 }  // namespace
 
+/// Whenever command buffers are pending, either somebody runs one, who then looks after the rest, or a waiting caller
+/// has been woken to, or the executor's thread has the order or finds them in its next round.
 struct Executor::State {
-    State(int threadCount, RecyclingMemory sharedMemory)
-        : context(threadCount), memory(std::move(sharedMemory)), pending(memory.get()) {}
+    State(int threadCount, const std::shared_ptr<RecyclingMemory>& sharedMemory)
+        : context(threadCount), completion(sharedMemory), memory(sharedMemory), pending(memory.get()) {}
 
-    ExecutionContext context;  // used by the thread that executes
+    ExecutionContext context;  // for whoever runs a command buffer
     CompletionThread completion;
     std::thread thread;
 
-    std::mutex mutex;
-    std::condition_variable wakeUp;       // for the executor's thread
-    std::condition_variable oneFinished;  // for waiting threads
-    const RecyclingMemory memory;
-    std::pmr::deque<std::shared_ptr<CommandBuffer>> pending;
-    bool executing = false;    // some thread runs the command buffer that was in front
-    bool callersWait = false;  // the last commits were waited for
-    bool requested = false;    // the thread shall run what is pending
-    bool looking = false;      // the thread comes back within `roundTime`
-    bool sleeping = false;     // the thread must be woken to see a request
-    bool stopping = false;
-    bool threadFailed = false;  // can't be started: whoever commits executes
-    int sleepingWaiters = 0;
-    unsigned commits = 0;
-    std::atomic<bool> calling{false};  // requested or stopping, for spinning only
+    const std::shared_ptr<RecyclingMemory> memory;
+    std::mutex mutex;                                         // guards all that follows
+    std::condition_variable orderGiven;                       // for the executor's thread
+    std::condition_variable oneFinished;                      // for waiting callers
+    std::pmr::deque<std::shared_ptr<CommandBuffer>> pending;  // in the order of their commits
+    Runner runner = Runner::nobody;
+    ThreadState threadState = ThreadState::notStarted;
+    std::atomic<Order> order{Order::none};  // read without the lock for spinning only
+    bool callersWait = false;               // those who committed last waited, so the next ones are expected to
+    int sleepingCallers = 0;                // that wait for `oneFinished`
+    int quietRounds = 0;                    // of the executor's thread since the last commit
 
     using Lock = std::unique_lock<std::mutex>;
 
-    void executeFront(Lock& lock);
-    void request();
-    void run();
-    bool waitForRequest(Lock& lock);
+    void startThread(const std::shared_ptr<State>& self);
+    /// The executor's thread sees by itself, within `roundTime`, what it needn't see earlier.
+    [[nodiscard]] bool threadComesBy() const { return threadState == ThreadState::looking && callersWait; }
+    void orderRun();
+    void executeFront(Lock& lock, Runner by);
+    void runUntilFinished(const CommandBuffer& commandBuffer);
+    void runThread();
+    void waitForOrder(Lock& lock);
 };
 
-/// Takes the front command buffer, runs it without the lock, and reports it. Nobody else executes, something is
+void Executor::State::startThread(const std::shared_ptr<State>& self) {
+    try {
+        thread = std::thread([self] { self->runThread(); });
+        threadState = ThreadState::awake;
+    } catch (const std::exception&) {
+        threadState = ThreadState::unavailable;
+    }
+}
+
+/// Has the executor's thread run what is pending. Called with the lock held.
+void Executor::State::orderRun() {
+    if (threadComesBy()) return;
+    order.store(Order::run, std::memory_order_relaxed);
+    if (threadState == ThreadState::awake) return;
+    moveOffCallersCore(thread.native_handle());
+    orderGiven.notify_one();
+}
+
+/// Takes the front command buffer, runs it without the lock, and reports it. Nobody else runs one, something is
 /// pending.
-void Executor::State::executeFront(Lock& lock) {
+void Executor::State::executeFront(Lock& lock, Runner by) {
     auto commandBuffer = std::move(pending.front());
     pending.pop_front();
-    executing = true;
+    runner = by;
     lock.unlock();
     commandBuffer->execute(context);
-    const bool hasHandlers = commandBuffer->hasHandlers();
+    const bool needsCompletion = commandBuffer->needsCompletion();
     lock.lock();
-    executing = false;
+    runner = Runner::nobody;
     commandBuffer->finished();
-    const bool wakeWaiters = sleepingWaiters > 0;
-    if (wakeWaiters) oneFinished.notify_all();
-    if (!hasHandlers) {
+    if (sleepingCallers > 0) oneFinished.notify_all();
+    if (!needsCompletion) {
         // The last reference takes the executor with it, which must not happen under its lock.
         lock.unlock();
         commandBuffer.reset();
         lock.lock();
-    } else if (completion.start()) {
-        // While callers wait, `waitForRequest` looks after the handlers in its next round.
-        completion.post(std::move(commandBuffer), !(looking && callersWait));
-    } else {
-        lock.unlock();
-        commandBuffer->callHandlers();
-        commandBuffer.reset();
-        lock.lock();
+        return;
     }
+    const bool completes = completion.start();
+    completion.post(std::move(commandBuffer), !threadComesBy());
+    if (completes) return;
+    lock.unlock();
+    completion.callPosted();
+    lock.lock();
 }
 
-/// Makes the executor's thread run what is pending. Called with the lock held.
-void Executor::State::request() {
-    if (looking && callersWait) return;
-    requested = true;
-    calling.store(true, std::memory_order_relaxed);
-    if (!sleeping) return;
-    moveOffCallersCore(thread.native_handle());
-    wakeUp.notify_one();
-}
-
-void Executor::State::run() {
+/// Runs command buffers in a waiting caller's thread until this one is finished, or waits for who does.
+void Executor::State::runUntilFinished(const CommandBuffer& commandBuffer) {
     Lock lock(mutex);
-    while (!stopping) {
-        if (requested && !executing && !pending.empty()) {
-            executeFront(lock);
+    callersWait = true;
+    while (!commandBuffer.isFinished()) {
+        if (runner == Runner::nobody) {
+            executeFront(lock, Runner::waitingCaller);
+            continue;
+        }
+        lock.unlock();
+        spinUntil(spinTime, [&] { return commandBuffer.isFinished(); });
+        lock.lock();
+        ++sleepingCallers;
+        oneFinished.wait(lock, [&] { return commandBuffer.isFinished() || runner == Runner::nobody; });
+        --sleepingCallers;
+    }
+    const bool leftToNobody = !pending.empty() && runner == Runner::nobody && sleepingCallers == 0;
+    if (leftToNobody && threadState != ThreadState::unavailable) orderRun();
+}
+
+void Executor::State::runThread() {
+    Lock lock(mutex);
+    while (order != Order::stop) {
+        if (order == Order::run && runner == Runner::nobody && !pending.empty()) {
+            executeFront(lock, Runner::executorsThread);
         } else {
-            if (pending.empty()) requested = false;
-            if (waitForRequest(lock)) requested = true;
+            order = Order::none;  // a waiting caller that leaves something gives a new one
+            waitForOrder(lock);
         }
     }
 }
 
-/// Returns when there may be something to do; true when a command buffer was found that nobody waits for.
-bool Executor::State::waitForRequest(Lock& lock) {
-    const auto called = [this] { return stopping || (requested && !executing && !pending.empty()); };
-    calling.store(stopping, std::memory_order_relaxed);
+void Executor::State::waitForOrder(Lock& lock) {
+    const auto ordered = [this] { return order.load(std::memory_order_relaxed) != Order::none; };
     if (!callersWait) {
         lock.unlock();
-        spinUntil(spinTime, [this] { return calling.load(std::memory_order_relaxed); });
+        spinUntil(spinTime, ordered);
         lock.lock();
+        if (ordered()) return;
     }
-    looking = sleeping = true;
-    unsigned commitsSeen = commits;
-    for (int quietRounds = 0; quietRounds < roundsBeforeSleep && !called(); ++quietRounds) {
-        const bool isCalled = wakeUp.wait_for(lock, roundTime, called);
+    threadState = ThreadState::looking;
+    for (quietRounds = 0; quietRounds < roundsBeforeSleep && !ordered(); ++quietRounds) {
+        orderGiven.wait_for(lock, roundTime, ordered);
         completion.callGathered();
-        if (isCalled) break;
-        if (!pending.empty() && !executing) {
-            looking = sleeping = callersWait = false;
-            return true;
+        if (!ordered() && !pending.empty() && runner == Runner::nobody) {
+            callersWait = false;
+            order = Order::run;
         }
-        if (commits != commitsSeen) quietRounds = 0;
-        commitsSeen = commits;
     }
-    looking = false;
-    wakeUp.wait(lock, called);
-    sleeping = false;
+    if (!ordered()) threadState = ThreadState::asleep;
+    orderGiven.wait(lock, ordered);
+    threadState = ThreadState::awake;
     runOnAnyCore();
-    return false;
 }
 
 Executor::Executor(int threadCount, bool validates)
-    : memory_(makeRecyclingMemory()), state_(std::make_shared<State>(threadCount, memory_)), validates_(validates) {}
+    : memory_(std::make_shared<RecyclingMemory>()),
+      state_(std::make_shared<State>(threadCount, memory_)),
+      validates_(validates) {}
 
 Executor::~Executor() {
     {
         const std::scoped_lock lock(state_->mutex);
-        state_->stopping = true;
-        state_->calling.store(true, std::memory_order_relaxed);
+        state_->order = Order::stop;
     }
-    state_->wakeUp.notify_one();
+    state_->orderGiven.notify_one();
     joinOrLetGo(state_->thread);
 }
 
 void Executor::commit(std::shared_ptr<CommandBuffer> commandBuffer) {
     State& state = *state_;
     State::Lock lock(state.mutex);
-    if (!state.thread.joinable() && !state.threadFailed) {
-        try {
-            state.thread = std::thread([shared = state_] { shared->run(); });
-        } catch (const std::exception&) {
-            state.threadFailed = true;
-        }
-    }
+    if (state.threadState == ThreadState::notStarted) state.startThread(state_);
     CommandBuffer& committed = *commandBuffer;
     state.pending.push_back(std::move(commandBuffer));
     committed.committed();
-    ++state.commits;
-    if (state.threadFailed) {
+    state.quietRounds = 0;
+    if (state.threadState == ThreadState::unavailable) {
         lock.unlock();
         waitUntilCompleted(committed);
-    } else if (!state.executing) {
-        state.request();
+    } else if (state.runner == Runner::nobody) {
+        state.orderRun();
     }
 }
 
 void Executor::waitUntilCompleted(CommandBuffer& commandBuffer) {
-    if (commandBuffer.isFinished()) return;
-    const std::shared_ptr<State> shared = state_;
-    State& state = *shared;
-    State::Lock lock(state.mutex);
-    state.callersWait = true;
-    while (!commandBuffer.isFinished()) {
-        if (!state.executing) {
-            state.executeFront(lock);
-            continue;
-        }
-        lock.unlock();
-        spinUntil(spinTime, [&] { return commandBuffer.isFinished(); });
-        lock.lock();
-        ++state.sleepingWaiters;
-        state.oneFinished.wait(lock, [&] { return commandBuffer.isFinished() || !state.executing; });
-        --state.sleepingWaiters;
+    if (!commandBuffer.isFinished() || commandBuffer.presentation() != CommandBuffer::Presentation::done) {
+        const std::shared_ptr<State> state = state_;
+        state->runUntilFinished(commandBuffer);  // has been posted then, too
+        state->completion.present(commandBuffer);
     }
-    const bool leftToNobody = !state.pending.empty() && !state.executing && state.sleepingWaiters == 0;
-    if (leftToNobody && !state.threadFailed) state.request();
 }
 
 }  // namespace ondrix::software

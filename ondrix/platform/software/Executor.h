@@ -3,7 +3,7 @@
 #include <memory>
 
 #include <ondrix/platform/software/ProblemLog.h>
-#include <ondrix/platform/software/Recycling.h>
+#include <ondrix/platform/software/RecyclingMemory.h>
 
 namespace ondrix::software {
 
@@ -22,11 +22,11 @@ public:
     Executor& operator=(const Executor&) = delete;
 
     void commit(std::shared_ptr<CommandBuffer> commandBuffer);
-    /// `commandBuffer` must be committed.
+    /// Returns when the work of `commandBuffer`, which must be committed, is done and its drawables are presented.
     void waitUntilCompleted(CommandBuffer& commandBuffer);
 
     /// For command buffers and what belongs to them.
-    [[nodiscard]] const RecyclingMemory& memory() const noexcept { return memory_; }
+    [[nodiscard]] const std::shared_ptr<RecyclingMemory>& memory() const noexcept { return memory_; }
     [[nodiscard]] bool validates() const noexcept { return validates_; }
     /// For problems that belong to no pipeline.
     [[nodiscard]] ProblemLog& problems() noexcept { return problems_; }
@@ -34,7 +34,7 @@ public:
 private:
     struct State;
 
-    RecyclingMemory memory_;
+    std::shared_ptr<RecyclingMemory> memory_;
     std::shared_ptr<State> state_;  ///< shared with the executor's thread
     ProblemLog problems_;
     bool validates_;
