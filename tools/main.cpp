@@ -18,7 +18,7 @@ int main(int argc, char** argv) {
 
     CLI::App program("Runs pictures and video frames through Ondrix", "ondrix");
     program.set_version_flag("--version", "ondrix " ONDRIX_VERSION, "Print the version and exit");
-    program.require_subcommand(0, 1);  // the message for none at all would stand for a misspelt one too
+    program.require_subcommand(0, 1);  // with 1, a misspelt command would be reported as a missing one
     addDevicesCommand(program);
     addPresentCommand(program);
     addBlitCommand(program);

@@ -37,11 +37,11 @@ public:
 
     /// What the picture is drawn into.
     [[nodiscard]] const std::shared_ptr<Texture>& input() const noexcept { return textures_[0]; }
-    /// Where it is after a run. Another one after the first `setFunction`.
+    /// Where the picture is after a run. The first `setFunction` makes it the other texture.
     [[nodiscard]] const std::shared_ptr<Texture>& output() const noexcept;
 
-    /// Runs the function of the library in `folder` last, instead of the one before. Where that can't be done, or the
-    /// function can't run with these two textures, the one before stays.
+    /// From now on a run ends with the function of the library in `folder`, which replaces that of an earlier call. The
+    /// earlier one stays where the new one can't be made or can't run with these two textures.
     void setFunction(const LibraryOptions& options, const std::filesystem::path& folder);
     void resize(PictureSize size);
     void run();

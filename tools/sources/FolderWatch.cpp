@@ -12,8 +12,8 @@
 namespace ondrix::tools {
 namespace {
 
-constexpr int quietMilliseconds = 50;  // after which nothing more belongs to the same save
-constexpr int mostPauses = 20;         // of a folder that is never quiet
+constexpr int quietMilliseconds = 50;  // a pause so long ends a series of saves
+constexpr int mostPauses = 20;         // after which a series without an end is taken as one
 
 /// Editors also write backups, locks and probes there, with other endings or hidden.
 bool isSource(const std::filesystem::path& file) {

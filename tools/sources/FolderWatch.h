@@ -7,8 +7,8 @@
 
 namespace ondrix::tools {
 
-/// Waits for somebody to save C++ sources or headers in a folder, the folders below it left out. Saves count from its
-/// making on, also while nobody waits. Used by one thread at a time.
+/// Waits for somebody to save C++ sources or headers in a folder, but not in the folders below it. Saves are noticed
+/// from construction on, also while nobody waits. Used by one thread at a time.
 class FolderWatch {
 public:
     /// Throws `Failure` when the folder can't be watched.
@@ -17,7 +17,7 @@ public:
     FolderWatch(const FolderWatch&) = delete;
     FolderWatch& operator=(const FolderWatch&) = delete;
 
-    /// Returns once after everything that is saved in quick succession. False when `end` happened first. Throws
+    /// Files that are saved in quick succession end one wait. False when `end` happened first. Throws
     /// `Failure` when the folder is gone.
     [[nodiscard]] bool waitForSave(const Event& end);
 

@@ -104,7 +104,8 @@ SourceLibrary::~SourceLibrary() {
 std::optional<SourceLibrary::Build> SourceLibrary::build(const Event& end) {
     const double begin = CACurrentMediaTime();
     if (!prepare(end)) return std::nullopt;
-    // The folder's name must be new, and what was built before must stay: an opened module is known by its file.
+    // The loader of shared libraries knows a module by its file, so a new build under an old name would not be opened.
+    // Earlier builds stay, because their modules may be in use.
     const fs::path library = builds_ / (std::to_string(++buildCount_) + ".oxlib");
     std::error_code error;
     if (!fs::create_directory(library, error)) throw Failure(library.string(), error.message());

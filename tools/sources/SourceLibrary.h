@@ -14,15 +14,15 @@
 namespace ondrix::tools {
 
 /// A shader library that is built from its sources, as often as wanted, for this machine's SIMD level alone. Every
-/// build is another folder, because a module that was opened stays in use; all of them go with this object, while the
-/// functions made from them stay. Needs a C++ compiler: the one named by CXX, else g++, c++ or clang++. Used by one
-/// thread at a time.
+/// build goes to a new temporary folder, because the modules of earlier builds may still be in use. The folders are
+/// removed with this object; functions made from them stay usable. Needs a C++ compiler: the one named by CXX, else
+/// g++, c++ or clang++. Used by one thread at a time.
 class SourceLibrary {
 public:
     struct Build {
         std::filesystem::path folder;  ///< of the library, without an error
         std::optional<CompilerError> error;
-        double seconds = 0;  ///< that it took
+        double seconds = 0;  ///< how long the build took
 
         /// Hands the folder to `user` and prints "MESSAGE, built in 1.2 s". On standard error, says what didn't
         /// compile, or why `user` failed.
@@ -32,8 +32,8 @@ public:
     /// Whether `name` is a C++ file, or a folder with such files that isn't a built library.
     [[nodiscard]] static bool isSource(const std::string& name);
 
-    /// The folder of a built library: `name`, or what `source` is made to hold when that is a source. Throws as
-    /// `buildOnce` does.
+    /// The folder of a built library. That is `name` itself, unless `name` is a source: then a library is built from it
+    /// and held by `source`. Throws as `buildOnce` does.
     [[nodiscard]] static std::filesystem::path folderOf(const std::string& name, const Device& device, const Event& end,
                                                         std::optional<SourceLibrary>& source);
 
@@ -47,9 +47,10 @@ public:
     /// Where its sources are saved.
     [[nodiscard]] const std::filesystem::path& watchedFolder() const noexcept { return watchedFolder_; }
 
-    /// Absent when `end` happened first. Throws `Failure` when there is no compiler.
+    /// Builds the library anew. Absent when `end` happened first. Throws `Failure` when there is no compiler.
     [[nodiscard]] std::optional<Build> build(const Event& end);
-    /// The folder of the library. Throws `Failure` when the source doesn't compile, `Interrupted` when `end` happened.
+    /// Builds the library and returns its folder. Throws `Failure` when the source doesn't compile, `Interrupted` when
+    /// `end` happened.
     [[nodiscard]] std::filesystem::path buildOnce(const Event& end);
 
 private:

@@ -13,7 +13,7 @@ public:
 
     void announce() const noexcept;
     [[nodiscard]] bool hasHappened() const noexcept;
-    /// Readable for `poll` from then on; nobody reads it.
+    /// `poll` finds it readable once the event has happened, and ever after: nobody reads it.
     [[nodiscard]] int descriptor() const noexcept { return descriptor_; }
 
 private:

@@ -25,8 +25,8 @@ public:
 
     /// Writes everything out to the disk and gives the file its name.
     void keep();
-    /// From now on an interruption ends the program at once, after the unfinished file is removed, whatever was to
-    /// happen before. For signal handlers too.
+    /// From now on an interruption removes the unfinished file and ends the program at once, whatever it did until now.
+    /// Signal handlers may call this.
     static void endAtInterruptions() noexcept;
     /// Stops with the reason that the last system call left in `errno`, or with `otherwise` when it left none.
     [[noreturn]] void failWithSystemError(const std::string& otherwise) const;

@@ -21,7 +21,7 @@ public:
 
     [[nodiscard]] const std::string& name() const noexcept { return name_; }
     [[nodiscard]] const MovieInformation& information() const;
-    /// Null at the end, however it came. A live source's times count from its first frame.
+    /// Null at the end, also when an error is why. A live source's times count from its first frame.
     [[nodiscard]] std::shared_ptr<CMSampleBuffer> next();
     /// The frame on screen so many seconds after the movie's beginning. A failure beyond its end, and for live sources.
     [[nodiscard]] std::shared_ptr<CMSampleBuffer> frameAt(double seconds);

@@ -22,7 +22,7 @@
 
 namespace ondrix::tools {
 
-/// What playing took so far, or in one period: mean seconds a frame.
+/// How many frames were drawn so far, or in one period, and the mean seconds that each took.
 struct PlaybackFigures {
     std::int64_t frames = 0;  ///< that were drawn
     double framesPerSecond = 0;
@@ -40,8 +40,9 @@ class Playback {
 public:
     static constexpr double untilEnd = std::numeric_limits<double>::infinity();
 
-    /// Everything is held by the caller. To be made before the view: what happens between the two at a refresh, which
-    /// is where a window shows what was drawn, is the time that presenting takes.
+    /// The caller holds everything, and makes the view after this object. At a refresh of the display the steps of this
+    /// constructor then come before a window shows what was drawn, and those of `run` after it; the time between the
+    /// two is what presenting takes.
     Playback(Session& session, PlayInput& input, const Interruption& interruption, PresentationOptions options,
              std::string file);
     ~Playback();
@@ -59,7 +60,7 @@ public:
     PlaybackFigures run(const std::shared_ptr<MTKView>& view, double seconds, bool stopsAtEnd);
     void stop();
 
-    /// Frames of the input that were never drawn.
+    /// How many frames of the input were never drawn.
     [[nodiscard]] std::int64_t droppedFrameCount() const;
 
 private:
@@ -97,7 +98,7 @@ private:
     bool isToBePresented_ = false;  ///< a frame was drawn since the last refresh
     CGSize drawnSize_{};            ///< of the view at the last drawing
     std::int64_t framesDrawn_ = 0;
-    std::int64_t framesReplaced_ = 0;  ///< came, and went before they were drawn
+    std::int64_t framesReplaced_ = 0;  ///< by a newer frame before they were drawn
     std::int64_t periodFrames_ = 0;    ///< `framesDrawn_` when the period began
     double periodStart_ = 0;
 };
