@@ -10,17 +10,17 @@
 #include <vector>
 
 #include <ondrix/Ondrix.h>
+#include <ondrix/platform/corevideo/PixelBufferLock.h>
 
 using namespace ondrix;
 
 namespace {
 
 // Copies between rows of the application, which lie without gaps, and a plane, whose rows have their own distance.
-void copyPlane(CVPixelBuffer& buffer, Int plane, char* rows, std::size_t bytesPerRow, bool toBuffer) {
-    auto* address = static_cast<char*>(CVPixelBufferGetBaseAddressOfPlane(buffer, plane));
-    for (Int y = 0; y < CVPixelBufferGetHeightOfPlane(buffer, plane); ++y, rows += bytesPerRow) {
-        toBuffer ? std::memcpy(address, rows, bytesPerRow) : std::memcpy(rows, address, bytesPerRow);
-        address += CVPixelBufferGetBytesPerRowOfPlane(buffer, plane);
+void copyPlane(const PixelBufferLock& pixels, Int plane, char* rows, std::size_t bytesPerRow, bool toBuffer) {
+    for (Int y = 0; y < pixels.height(plane); ++y, rows += bytesPerRow) {
+        auto* row = pixels.row(y, plane);
+        toBuffer ? std::memcpy(row, rows, bytesPerRow) : std::memcpy(rows, row, bytesPerRow);
     }
 }
 
@@ -57,10 +57,11 @@ int main(int argc, char** argv) {
         }
         std::shared_ptr<CVPixelBuffer> frame;  // goes back to its pool when nobody holds it
         if (CVPixelBufferPoolCreatePixelBuffer(*inputs, &frame) != kCVReturnSuccess) return 1;
-        CVPixelBufferLockBaseAddress(*frame, 0);
-        copyPlane(*frame, 0, nv12.data(), lumaRow, true);
-        copyPlane(*frame, 1, nv12.data() + luma, chromaRow, true);
-        CVPixelBufferUnlockBaseAddress(*frame, 0);
+        {
+            const PixelBufferLock pixels(*frame);
+            copyPlane(pixels, 0, nv12.data(), lumaRow, true);
+            copyPlane(pixels, 1, nv12.data() + luma, chromaRow, true);
+        }
         std::shared_ptr<CMFormatDescription> format;
         std::shared_ptr<CMSampleBuffer> sample;
         CMVideoFormatDescriptionCreateForImageBuffer(frame, &format);
@@ -69,9 +70,7 @@ int main(int argc, char** argv) {
 
         const auto result = effect->apply(nullptr) ? converter->makePixelBuffer(*mirrored, *outputs) : nullptr;
         if (!result) return 1;
-        CVPixelBufferLockBaseAddress(*result, kCVPixelBufferLock_ReadOnly);
-        copyPlane(*result, 0, bgra.data(), 4 * lumaRow, false);
-        CVPixelBufferUnlockBaseAddress(*result, kCVPixelBufferLock_ReadOnly);
+        copyPlane(PixelBufferLock(result, kCVPixelBufferLock_ReadOnly), 0, bgra.data(), 4 * lumaRow, false);
         if (std::fwrite(bgra.data(), 1, bgra.size(), stdout) != bgra.size()) return 1;
     }
     return std::fflush(stdout) == 0 ? 0 : 1;

@@ -78,18 +78,6 @@ void copyUpright(const StoredPlane& source, PictureOrientation orientation, int 
     }
 }
 
-/// Base addresses can be read while this lives.
-class Lock {
-public:
-    explicit Lock(CVPixelBuffer& buffer) : buffer_(buffer) { CVPixelBufferLockBaseAddress(buffer_, 0); }
-    ~Lock() { CVPixelBufferUnlockBaseAddress(buffer_, 0); }
-    Lock(const Lock&) = delete;
-    Lock& operator=(const Lock&) = delete;
-
-private:
-    CVPixelBuffer& buffer_;
-};
-
 bool isPlanar420(int format) {
     return format == AV_PIX_FMT_YUV420P || format == AV_PIX_FMT_YUVJ420P;
 }
@@ -101,18 +89,17 @@ void interleave(const std::uint8_t* first, const std::uint8_t* second, std::uint
     }
 }
 
-/// The pixels of a locked buffer as a picture that doesn't own them.
-FramePointer frameOf(CVPixelBuffer& buffer) {
+/// The pixels as a picture that doesn't own them.
+FramePointer frameOf(const PixelBufferLock& pixels) {
     FramePointer frame = makeFrame();
-    auto* const bytes = static_cast<std::uint8_t*>(CVPixelBufferGetBaseAddress(buffer));
-    const std::int64_t bytesPerRow = CVPixelBufferGetBytesPerRow(buffer);
     frame->format = AV_PIX_FMT_BGRA;
-    frame->width = static_cast<int>(CVPixelBufferGetWidth(buffer));
-    frame->height = static_cast<int>(CVPixelBufferGetHeight(buffer));
-    frame->data[0] = bytes;
-    frame->linesize[0] = static_cast<int>(bytesPerRow);
+    frame->width = static_cast<int>(pixels.width());
+    frame->height = static_cast<int>(pixels.height());
+    frame->data[0] = pixels.bytes();
+    frame->linesize[0] = static_cast<int>(pixels.bytesPerRow());
     frame->buf[0] = av_buffer_create(
-        bytes, static_cast<std::size_t>(bytesPerRow) * frame->height, [](void*, std::uint8_t*) {}, nullptr, 0);
+        frame->data[0], static_cast<std::size_t>(pixels.bytesPerRow() * pixels.height()), [](void*, std::uint8_t*) {},
+        nullptr, 0);
     if (frame->buf[0] == nullptr) throw std::bad_alloc();
     return frame;
 }
@@ -166,12 +153,12 @@ std::shared_ptr<CVPixelBuffer> SampleMaker::convert(const AVFrame& frame, const 
     const OSType nativeFormat = colours.isFullRange ? kCVPixelFormatType_420YpCbCr8BiPlanarFullRange
                                                     : kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange;
     auto buffer = makeBuffer(width, height, isNative ? nativeFormat : kCVPixelFormatType_32BGRA);
-    const Lock lock(*buffer);
+    const PixelBufferLock pixels(*buffer);
     if (isNative) {
-        copyNative(frame, orientation, *buffer);
+        copyNative(frame, orientation, pixels);
         return buffer;
     }
-    const FramePointer target = frameOf(*buffer);
+    const FramePointer target = frameOf(pixels);
     if (orientation.isUpright()) return bgra_.convert(frame, colours, *target, reason) ? buffer : nullptr;
     preparePicture(scratch_, AV_PIX_FMT_BGRA, frame.width, frame.height);
     if (!bgra_.convert(frame, colours, *scratch_, reason)) return nullptr;
@@ -197,16 +184,12 @@ std::shared_ptr<CVPixelBuffer> SampleMaker::makeBuffer(std::int64_t width, std::
     return buffer;
 }
 
-void SampleMaker::copyNative(const AVFrame& frame, PictureOrientation orientation, CVPixelBuffer& buffer) {
-    auto* const luma = static_cast<std::uint8_t*>(CVPixelBufferGetBaseAddressOfPlane(buffer, 0));
-    auto* chroma = static_cast<std::uint8_t*>(CVPixelBufferGetBaseAddressOfPlane(buffer, 1));
-    const std::int64_t lumaBytesPerRow = CVPixelBufferGetBytesPerRowOfPlane(buffer, 0);
-    const std::int64_t chromaBytesPerRow = CVPixelBufferGetBytesPerRowOfPlane(buffer, 1);
+void SampleMaker::copyNative(const AVFrame& frame, PictureOrientation orientation, const PixelBufferLock& pixels) {
     const int chromaWidth = (frame.width + 1) / 2;
     const int chromaHeight = (frame.height + 1) / 2;
     if (!orientation.isUpright()) {
-        copyUpright({frame.data[0], frame.linesize[0], frame.width, frame.height}, orientation, 1, luma,
-                    lumaBytesPerRow);
+        copyUpright({frame.data[0], frame.linesize[0], frame.width, frame.height}, orientation, 1, pixels.bytes(0),
+                    pixels.bytesPerRow(0));
         StoredPlane stored{frame.data[1], frame.linesize[1], chromaWidth, chromaHeight};
         if (isPlanar420(frame.format)) {
             preparePicture(scratch_, AV_PIX_FMT_YA8, chromaWidth, chromaHeight);
@@ -217,14 +200,14 @@ void SampleMaker::copyNative(const AVFrame& frame, PictureOrientation orientatio
             stored.bytes = scratch_->data[0];
             stored.bytesPerRow = scratch_->linesize[0];
         }
-        copyUpright(stored, orientation, 2, chroma, chromaBytesPerRow);
+        copyUpright(stored, orientation, 2, pixels.bytes(1), pixels.bytesPerRow(1));
         return;
     }
     for (std::int64_t y = 0; y < frame.height; ++y) {
-        std::memcpy(luma + y * lumaBytesPerRow, frame.data[0] + y * frame.linesize[0],
-                    static_cast<std::size_t>(frame.width));
+        std::memcpy(pixels.row(y, 0), frame.data[0] + y * frame.linesize[0], static_cast<std::size_t>(frame.width));
     }
-    for (std::int64_t y = 0; y < chromaHeight; ++y, chroma += chromaBytesPerRow) {
+    for (std::int64_t y = 0; y < chromaHeight; ++y) {
+        std::uint8_t* const chroma = pixels.row(y, 1);
         const std::uint8_t* const first = frame.data[1] + y * frame.linesize[1];
         if (isPlanar420(frame.format)) {
             interleave(first, frame.data[2] + y * frame.linesize[2], chroma, chromaWidth);

@@ -6,6 +6,7 @@
 
 #include <ondrix/platform/coremedia/CMSampleBuffer.h>
 #include <ondrix/platform/corevideo/CVPixelBufferPool.h>
+#include <ondrix/platform/corevideo/PixelBufferLock.h>
 #include <ondrix/platform/ffmpeg/MovieReader.h>
 #include <ondrix/platform/ffmpeg/read/BGRAConverter.h>
 #include <ondrix/platform/ffmpeg/read/PictureDecoder.h>
@@ -27,7 +28,7 @@ private:
     [[nodiscard]] std::shared_ptr<CVPixelBuffer> convert(const AVFrame& frame, const PictureColours& colours,
                                                          std::string& reason);
     [[nodiscard]] std::shared_ptr<CVPixelBuffer> makeBuffer(std::int64_t width, std::int64_t height, OSType format);
-    void copyNative(const AVFrame& frame, PictureOrientation orientation, CVPixelBuffer& buffer);
+    void copyNative(const AVFrame& frame, PictureOrientation orientation, const PixelBufferLock& pixels);
 
     const AVRational timeBase_;
     const MovieFrameFormat format_;

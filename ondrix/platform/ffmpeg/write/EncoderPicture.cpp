@@ -7,6 +7,7 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
+#include <ondrix/platform/corevideo/PixelBufferLock.h>
 #include <ondrix/platform/ffmpeg/write/EncoderPicture.h>
 
 namespace ondrix::ffmpeg {
@@ -93,14 +94,13 @@ constexpr Table lumaTable = rangeTable(0, lumaRange, 16);
 constexpr Table chromaTable = rangeTable(128, chromaRange, 128);
 
 /// The pixels of a buffer in 'BGRA', '420v' or '420f', of even sides, as rows of 4:2:0 in BT.709 and video range,
-/// chroma interleaved; each within one level of the exact value. A chroma sample is the mean of its four pixels. Keeps
-/// the buffer locked while it lives.
+/// chroma interleaved; each within one level of the exact value. A chroma sample is the mean of its four pixels.
 class NV12Picture {
 public:
-    explicit NV12Picture(CVPixelBuffer& pixelBuffer);
-    ~NV12Picture();
-    NV12Picture(const NV12Picture&) = delete;
-    NV12Picture& operator=(const NV12Picture&) = delete;
+    explicit NV12Picture(CVPixelBuffer& pixelBuffer)
+        : pixels_(pixelBuffer, kCVPixelBufferLock_ReadOnly),
+          format_(CVPixelBufferGetPixelFormatType(pixelBuffer)),
+          width_(pixels_.width()) {}
 
     /// Writes one byte for each pixel of row `y`.
     void copyLumaRow(std::int64_t y, std::uint8_t* row) const;
@@ -108,31 +108,13 @@ public:
     void copyChromaRow(std::int64_t y, std::uint8_t* row) const;
 
 private:
-    [[nodiscard]] const std::uint8_t* sourceRow(std::int64_t plane, std::int64_t y) const;
-
-    CVPixelBuffer& pixelBuffer_;
+    const PixelBufferLock pixels_;
     const OSType format_;
     const std::int64_t width_;  ///< pixels
 };
 
-NV12Picture::NV12Picture(CVPixelBuffer& pixelBuffer)
-    : pixelBuffer_(pixelBuffer),
-      format_(CVPixelBufferGetPixelFormatType(pixelBuffer)),
-      width_(CVPixelBufferGetWidth(pixelBuffer)) {
-    CVPixelBufferLockBaseAddress(pixelBuffer_, kCVPixelBufferLock_ReadOnly);
-}
-
-NV12Picture::~NV12Picture() {
-    CVPixelBufferUnlockBaseAddress(pixelBuffer_, kCVPixelBufferLock_ReadOnly);
-}
-
-const std::uint8_t* NV12Picture::sourceRow(std::int64_t plane, std::int64_t y) const {
-    return static_cast<const Byte*>(CVPixelBufferGetBaseAddressOfPlane(pixelBuffer_, plane)) +
-           y * CVPixelBufferGetBytesPerRowOfPlane(pixelBuffer_, plane);
-}
-
 void NV12Picture::copyLumaRow(std::int64_t y, std::uint8_t* row) const {
-    const Byte* source = sourceRow(0, y);
+    const Byte* source = pixels_.row(y, 0);
     if (format_ == kCVPixelFormatType_32BGRA) {
         std::int64_t x = 0;
         for (; x + blockSize <= width_; x += blockSize) lumaBlock<blockSize>(source + 4 * x, row + x);
@@ -146,8 +128,8 @@ void NV12Picture::copyLumaRow(std::int64_t y, std::uint8_t* row) const {
 
 void NV12Picture::copyChromaRow(std::int64_t y, std::uint8_t* row) const {
     if (format_ == kCVPixelFormatType_32BGRA) {
-        const Byte* top = sourceRow(0, 2 * y);
-        const Byte* bottom = sourceRow(0, 2 * y + 1);
+        const Byte* top = pixels_.row(2 * y, 0);
+        const Byte* bottom = pixels_.row(2 * y + 1, 0);
         std::int64_t x = 0;  // counts pairs of columns
         for (; x + blockSize <= width_ / 2; x += blockSize) {
             chromaBlock<blockSize>(top + 8 * x, bottom + 8 * x, row + 2 * x);
@@ -155,7 +137,7 @@ void NV12Picture::copyChromaRow(std::int64_t y, std::uint8_t* row) const {
         for (; x < width_ / 2; ++x) chromaBlock<1>(top + 8 * x, bottom + 8 * x, row + 2 * x);
         return;
     }
-    const Byte* source = sourceRow(1, y);
+    const Byte* source = pixels_.row(y, 1);
     if (format_ == kCVPixelFormatType_420YpCbCr8BiPlanarFullRange) {
         for (std::int64_t x = 0; x < width_; ++x) row[x] = chromaTable[source[x]];
     } else {
@@ -269,15 +251,10 @@ void EncoderPicture::scale(CVPixelBuffer& pixelBuffer) {
     sws_setColorspaceDetails(scaler_.get(), coefficients, isSourceFullRange, coefficients,
                              meansFullRange(encoder_.pix_fmt), 0, one, one);
 
-    CVPixelBufferLockBaseAddress(pixelBuffer, kCVPixelBufferLock_ReadOnly);
-    const std::uint8_t* planes[4] = {};
-    int strides[4] = {};
-    for (int plane = 0; plane < 2; ++plane) {
-        planes[plane] = static_cast<const std::uint8_t*>(CVPixelBufferGetBaseAddressOfPlane(pixelBuffer, plane));
-        strides[plane] = static_cast<int>(CVPixelBufferGetBytesPerRowOfPlane(pixelBuffer, plane));
-    }
+    const PixelBufferLock pixels(pixelBuffer, kCVPixelBufferLock_ReadOnly);
+    const std::uint8_t* const planes[4] = {pixels.bytes(0), pixels.bytes(1)};
+    const int strides[4] = {static_cast<int>(pixels.bytesPerRow(0)), static_cast<int>(pixels.bytesPerRow(1))};
     sws_scale(scaler_.get(), planes, strides, 0, encoder_.height, frame_->data, frame_->linesize);
-    CVPixelBufferUnlockBaseAddress(pixelBuffer, kCVPixelBufferLock_ReadOnly);
 }
 
 }  // namespace ondrix::ffmpeg
