@@ -22,14 +22,17 @@ namespace ondrix::ffmpeg {
 
 namespace {
 
-/// Frames held: the one on screen, and those ahead of it.
+/// Most decoded frames that an item holds: the one on screen, and those ahead of it.
 constexpr std::size_t heldFrames = 5;
-/// How often a playing item looks for frames that are past, and for the end. Short of a frame, and not exact: whoever
-/// pulls a frame or reads the time looks too. The clock may be one that no thread can wait for.
-constexpr std::chrono::milliseconds look{10};
-/// Frames this far behind the clock aren't decoded one by one when the first output comes.
+/// How often the thread of a playing item looks at the clock for frames that are past, and for the end. It can't wait
+/// for the clock itself, which may be one that an application moves. Shorter than a frame lasts is enough, because
+/// whoever takes a frame or reads the time looks at the clock, too.
+constexpr std::chrono::milliseconds lookInterval{10};
+/// When the first output comes and the decoded frames are further behind the clock than this, the item seeks instead of
+/// decoding all frames between.
 constexpr double farBehind = 1;  // seconds
-/// What the file tells of its duration is kept when the last frame ends no more than this before.
+/// The file's duration is kept where its last frame ends at most this long before it. Otherwise the movie ends with the
+/// last frame.
 constexpr double durationLeeway = 0.5;  // seconds
 
 /// Wakes the decoding thread. Outputs hold it, so it may outlive its item.
@@ -107,13 +110,13 @@ private:
     mutable std::mutex mutex_;  ///< guards everything below; not held while frames are decoded or foreign code runs
     mutable PlaybackPosition position_;
     std::vector<Output> outputs_;
-    std::deque<Frame> frames_;      ///< from the newest that is due, or the first, on
-    std::int64_t firstNumber_ = 0;  ///< of `frames_`; frames are counted in the order in which they were decoded
-    CMTime decodedEnd_;             ///< of the newest frame; invalid when none was decoded since the last jump
-    bool isDecoded_ = false;        ///< up to the movie's end
+    std::deque<Frame> frames_;      ///< the newest that is due, where one is, and all that were decoded after it
+    std::int64_t firstNumber_ = 0;  ///< number of the first of `frames_`, counted in the order of decoding
+    CMTime decodedEnd_;             ///< where the newest frame ends; invalid without one since the last jump
+    bool isDecoded_ = false;        ///< all frames up to the movie's end are decoded
     bool isFailureLogged_ = false;
     std::optional<CMTime> seekTarget_;
-    std::int64_t generation_ = 0;  ///< counts jumps: what was decoded for an older one is dropped
+    std::int64_t generation_ = 0;  ///< counts jumps; a frame whose decoding began before the last one is dropped
     bool isStopping_ = false;
     std::function<void()> onEnd_;
 
@@ -209,7 +212,7 @@ void DecodingItem::seek(CMTime to) {
 
 void DecodingItem::setOnEnd(std::function<void()> onEnd) {
     const Lock lock(mutex_);
-    onEnd_.swap(onEnd);  // the old one goes after the lock
+    onEnd_.swap(onEnd);  // so that the old one is destroyed after the lock
 }
 
 void DecodingItem::jump(CMTime to) {
@@ -222,7 +225,8 @@ void DecodingItem::jump(CMTime to) {
     for (const Output& output : outputs_) output.output->flush();
 }
 
-/// Stops at the end, and tells so. Noticed by whoever looks at the time first.
+/// Stops the position at the end, and has the main run loop tell of it. Called by all that look at the time, so that
+/// the first to come notices.
 void DecodingItem::checkEnd() const {
     if (!position_.stopAtEnd()) return;
     NSRunLoop::main().perform([weak = weak_from_this()] {
@@ -265,7 +269,7 @@ void DecodingItem::wait(Lock& lock) {
     const bool isPlaying = position_.rate() > 0;
     lock.unlock();
     if (isPlaying) {
-        wake_->wait(look);
+        wake_->wait(lookInterval);
     } else {
         wake_->wait();
     }
@@ -310,10 +314,11 @@ void DecodingItem::endMovie() {
     }
     const CMTime end = CMTIME_IS_NUMERIC(decodedEnd_) ? decodedEnd_ : position_.now();
     const double missing = CMTimeGetSeconds(position_.end()) - CMTimeGetSeconds(end);
-    if (!(missing >= 0 && missing <= durationLeeway)) position_.setEnd(end);  // also when the file told none
+    // A duration that the file doesn't say isn't near, either.
+    if (!(missing >= 0 && missing <= durationLeeway)) position_.setEnd(end);
 }
 
-/// Lets go of frames that another due one follows, and hands the others to the outputs as far as they have room.
+/// Drops frames after which another one is due already, and hands the others to the outputs as far as they have room.
 void DecodingItem::deliver() {
     checkEnd();
     const CMTime now = position_.now();

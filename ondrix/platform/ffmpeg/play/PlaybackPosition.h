@@ -7,7 +7,7 @@ namespace ondrix::ffmpeg {
 /// A position in a movie that runs with the media clock, between zero and the movie's end.
 class PlaybackPosition {
 public:
-    /// Standing still at zero. An `end` that isn't numeric isn't known.
+    /// Stands still at zero. An `end` that isn't numeric is one that isn't known.
     explicit PlaybackPosition(CMTime end) : end_(end) {}
 
     [[nodiscard]] CMTime now() const;
@@ -17,17 +17,17 @@ public:
     void setEnd(CMTime end) { end_ = end; }
     /// Below 0 and not-a-number are taken for 0.
     void setRate(double rate);
-    /// Held to the movie's range; ignored when that leaves no number.
+    /// Goes to `to`, or to the nearer end of the movie's range; stays where that isn't numeric.
     void move(CMTime to);
-    /// True once each time that the end is reached; stands still from then on.
+    /// True when the position runs and has come to the end, where it stands still from then on.
     [[nodiscard]] bool stopAtEnd();
 
 private:
     [[nodiscard]] CMTime heldToRange(CMTime time) const;
 
     CMTime end_;
-    CMTime anchor_ = kCMTimeZero;  ///< position at `anchorClock_`
-    double anchorClock_ = 0;       ///< seconds of the media clock
+    CMTime anchor_ = kCMTimeZero;  ///< the position when the media clock showed `anchorClock_`
+    double anchorClock_ = 0;       ///< seconds
     double rate_ = 0;
 };
 

@@ -44,7 +44,7 @@ bool BGRAConverter::convert(const AVFrame& frame, const PictureColours& colours,
     const bool goesByPlanes = colours.matrix != AVCOL_SPC_RGB && !hasAlpha(frame.format);
     const Key key{frame.width,
                   frame.height,
-                  withoutRange(static_cast<AVPixelFormat>(frame.format)),  // else full, whatever it is told
+                  withoutRange(static_cast<AVPixelFormat>(frame.format)),  // other formats are full range to the scaler
                   goesByPlanes ? AV_PIX_FMT_GBRP : AV_PIX_FMT_BGRA,
                   colours.matrix,
                   colours.isFullRange};

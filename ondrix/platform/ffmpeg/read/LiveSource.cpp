@@ -131,7 +131,7 @@ private:
         changed_.notify_all();
     }
 
-    /// Waits until as much time has passed since the first frame as its time says, or until `cancel`.
+    /// Waits until a frame of this time is due, counted from the first frame, or until `cancel`.
     void waitUntilDue(double seconds) {
         if (!origin_) origin_ = CACurrentMediaTime() - seconds;
         std::unique_lock lock(mutex_);
@@ -157,7 +157,7 @@ private:
 
     std::atomic<bool> cancelled_ = false;
     MovieInformation information_;
-    std::unique_ptr<PictureDecoder> decoder_;  ///< used by the thread only, once it runs; so are the next three
+    std::unique_ptr<PictureDecoder> decoder_;  ///< this and the next three are the thread's alone once it runs
     std::optional<SampleMaker> maker_;
     bool isPaced_ = false;          ///< frames are held back until they are due
     std::optional<double> origin_;  ///< media time of the source's time 0

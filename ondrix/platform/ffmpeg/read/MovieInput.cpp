@@ -12,7 +12,7 @@ namespace {
 
 constexpr const char* notAMovie = "this is not a movie file";
 constexpr const char* tooEarly = "the file ends too early";
-/// A container that fails as often as this without a packet in between won't recover.
+/// A file that fails to be read this many times in a row is given up.
 constexpr int maximumFailuresInARow = 64;
 
 int onInterrupt(void* cancelled) {
@@ -26,7 +26,7 @@ AVIOInterruptCB interruptOf(const std::atomic<bool>& cancelled) {
 /// What a file is taken for.
 struct FileFormat {
     const AVInputFormat* format = nullptr;  ///< null when it is no movie
-    bool isCertain = false;                 ///< by a mark in its content, not by its name or a likeness
+    bool isCertain = false;  ///< its content has the format's mark; otherwise only its name or a likeness tells
 };
 
 FileFormat formatOf(AVIOContext& io, const std::string& url) {
@@ -34,7 +34,7 @@ FileFormat formatOf(AVIOContext& io, const std::string& url) {
     int score = throwIfOutOfMemory(av_probe_input_buffer2(&io, &format, nullptr, nullptr, 0, 0));
     const bool isCertain = score > AVPROBE_SCORE_EXTENSION;
     if (score < 0) score = throwIfOutOfMemory(av_probe_input_buffer2(&io, &format, url.c_str(), nullptr, 0, 0));
-    // "tty" takes any text for a picture of a terminal that shows it.
+    // To the format "tty" any text is a picture of a terminal.
     if (score < 0 || format == nullptr || std::strcmp(format->name, "tty") == 0) return {};
     return {format, isCertain};
 }
@@ -80,7 +80,7 @@ std::unique_ptr<MovieInput> MovieInput::create(std::unique_ptr<FileStream> file,
     if (context == nullptr) throw std::bad_alloc();
     context->pb = isFile ? file->context() : nullptr;
     context->interrupt_callback = interruptOf(cancelled);
-    // Frees the context when it fails.
+    // When this fails, the context is freed.
     const int openStatus = throwIfOutOfMemory(avformat_open_input(&context, url.c_str(), &format, nullptr));
     if (openStatus < 0) {
         reason = prefix + errorText(openStatus);

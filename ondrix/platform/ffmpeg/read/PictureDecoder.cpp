@@ -7,10 +7,10 @@ namespace ondrix::ffmpeg {
 
 namespace {
 
-/// More packets than any decoder holds back.
+/// Packets whose times are remembered; no decoder holds back as many.
 constexpr std::size_t maximumPacketsOnTheirWay = 256;
-/// Times that go back by more than this many frames are those of another part, from which all later ones are counted.
-/// Those that go back by less are a mistake in one frame's time.
+/// Where times go back by more than this many frames, another part of a joined file begins. Where they go back by less,
+/// one frame's time is wrong.
 constexpr std::int64_t framesOfASlip = 4;
 
 std::string nameOf(const AVCodecParameters& parameters) {
@@ -19,8 +19,8 @@ std::string nameOf(const AVCodecParameters& parameters) {
     return av_fourcc_make_string(text, parameters.codec_tag);
 }
 
-/// When they decode several frames at once, these decoders hand out a picture before all damage in it is noted, so that
-/// it depends on chance whether a damaged picture is told from a whole one.
+/// True for decoders that, while they decode several frames at once, hand out a picture before all damage in it is
+/// noted, so that it depends on chance whether it comes as a damaged one.
 bool losesDamageBetweenThreads(AVCodecID codec) {
     return codec == AV_CODEC_ID_MPEG4 || codec == AV_CODEC_ID_RV30 || codec == AV_CODEC_ID_RV40;
 }
@@ -45,7 +45,7 @@ std::unique_ptr<PictureDecoder> PictureDecoder::create(std::unique_ptr<MovieInpu
         codec->pkt_timebase = stream.time_base;
         codec->thread_count = 0;
         codec->thread_type = FF_THREAD_SLICE | (losesDamageBetweenThreads(decoder->id) ? 0 : FF_THREAD_FRAME);
-        // H.264 has the same weakness, but can be told to fail instead, and failures are reported in order.
+        // H.264 has the same weakness, but can be told to fail at damage, and failures are reported in order.
         if (decoder->id == AV_CODEC_ID_H264) codec->err_recognition |= AV_EF_EXPLODE;
         // Hands out pictures that lack those which they refer to, marked as damaged, so that they can be counted.
         codec->flags |= AV_CODEC_FLAG_OUTPUT_CORRUPT;
@@ -117,7 +117,7 @@ std::int64_t PictureDecoder::continuous(std::int64_t time) {
     } else if (lastTime_) {
         time = *lastTime_ + step;
     } else {
-        // The last pictures of a file without presentation times: they come after the last packet.
+        // Without presentation times, the decoder's last pictures come after the time of the last packet.
         time = lastPacketTime_ != AV_NOPTS_VALUE ? lastPacketTime_ + step : input_->startTicks();
     }
     if (lastTime_ && time <= *lastTime_) {

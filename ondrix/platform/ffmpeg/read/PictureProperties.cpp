@@ -12,7 +12,7 @@ namespace ondrix::ffmpeg {
 
 namespace {
 
-/// From these sides on a picture that doesn't say its matrix is taken for high definition.
+/// A picture that doesn't say its matrix is high definition, and so BT.709, when a side is at least so long.
 constexpr int highDefinitionWidth = 1280;
 constexpr int highDefinitionHeight = 720;
 
@@ -35,7 +35,7 @@ PictureColours describe(AVPixelFormat format, AVColorSpace space, AVColorRange r
     const AVPixFmtDescriptor* const descriptor = av_pix_fmt_desc_get(format);
     PictureColours result;
     if (descriptor == nullptr || (descriptor->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0) return result;
-    // Grey has no chroma that a matrix could mix in; without a word on its range, it is that of grey pictures.
+    // Grey pictures need no matrix. Where they don't say their range, it is the full one, as in picture files.
     const bool isGrey = descriptor->nb_components < 3;
     result.isFullRange =
         range == AVCOL_RANGE_JPEG || meansFullRange(format) || (isGrey && range == AVCOL_RANGE_UNSPECIFIED);

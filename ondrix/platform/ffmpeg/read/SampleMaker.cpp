@@ -17,10 +17,11 @@ struct StoredPlane {
     std::int64_t width, height;
 };
 
-/// Sides of the blocks in which a plane is turned, in elements: the rows of a block stay in the nearest cache.
+/// Planes are turned in blocks with sides of so many elements, so that the rows of a block stay in the nearest cache.
 constexpr std::int64_t blockSide = 32;
 
-/// Where the target's first element comes from, and how far it is from there to those of its neighbours, in bytes.
+/// Where the target's first element is in the source, and how many bytes further those for its right and lower
+/// neighbours are.
 struct Walk {
     const std::uint8_t* first;
     std::int64_t right, down;

@@ -51,7 +51,7 @@ const AVOutputFormat& formatFor(const URL& file, const MovieWriterSettings& sett
     if (ending.empty()) throw WritingFailure("the file's name has no ending that tells its format");
     const AVOutputFormat* format = av_guess_format(nullptr, ("movie." + ending).c_str(), nullptr);
     if (format == nullptr) throw WritingFailure("no movie format has the ending \"" + ending + "\"");
-    // Sound formats have a codec for the picture of an album.
+    // Formats of sound have a codec for pictures, too, but only for the cover of an album.
     const bool isMovie = format->video_codec != AV_CODEC_ID_NONE && format->video_codec != AV_CODEC_ID_PNG;
     if (!isMovie || (format->flags & AVFMT_NOFILE) != 0 || std::string_view(format->name) == "image2") {
         throw WritingFailure("files with the ending \"" + ending + "\" can't hold a movie");
@@ -59,7 +59,8 @@ const AVOutputFormat& formatFor(const URL& file, const MovieWriterSettings& sett
     return *format;
 }
 
-/// Ticks a second in which both pictures and sound can begin without rounding, where there are such.
+/// Ticks a second in which times of pictures and of sound are whole numbers; without a sound whose rate makes that more
+/// than 32 bits hold.
 std::int64_t commonTimescale(std::int32_t timescale, const std::vector<int>& sampleRates) {
     std::int64_t common = timescale;
     for (const int rate : sampleRates) {
@@ -106,7 +107,7 @@ private:
 
     const AVOutputFormat& format_;
     const MovieWriterSettings settings_;
-    const AVRational timeBase_;  ///< of times in this class: one tick of the settings
+    const AVRational timeBase_;  ///< of times in this class: the timescale of the settings
     VideoEncoder encoder_;
     OutputPointer output_;
     AVStream* stream_ = nullptr;            ///< of the pictures, the output's first
@@ -166,10 +167,11 @@ void EncodingWriter::setOptions(AVDictionary*& options) const {
     const auto set = [&options](const char* name, std::int64_t value) {
         throwIfOutOfMemory(av_dict_set_int(&options, name, value, 0));
     };
-    // QuickTime's formats count the begin of a track in ticks of their own, which otherwise are milliseconds.
+    // In QuickTime's formats the start of a track is counted in the movie's ticks, which by default are milliseconds.
     set("video_track_timescale", settings_.timescale);
     set("movie_timescale", commonTimescale(settings_.timescale, copier_ ? copier_->sampleRates() : std::vector<int>()));
-    // Sound that begins a little before zero, as is usual, must not move the pictures where the format can hold it.
+    // Sound often begins a little before zero. The library would then move everything to begin at zero, pictures
+    // included.
     if (holdsTimesBeforeZero(format_)) {
         output_->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
     }
@@ -193,7 +195,7 @@ std::int64_t EncodingWriter::ticks(CMTime time) const {
     return CMTimeConvertScale(time, settings_.timescale, CMTimeRoundingMethod::roundHalfAwayFromZero).value;
 }
 
-/// What the frame says; otherwise what the last one had, what the rate says, or a tick.
+/// In ticks: what the frame says, or else the distance from the frame before, or else what the rate says, or one tick.
 std::int64_t EncodingWriter::duration(const CMSampleBuffer& frame, std::int64_t time) const {
     const CMTime known = CMSampleBufferGetDuration(frame);
     if (CMTIME_IS_NUMERIC(known) && known.value > 0) return std::max<std::int64_t>(1, ticks(known));
@@ -232,7 +234,7 @@ void EncodingWriter::write(const CMSampleBuffer& frame) {
     if (copier_) copier_->copyBefore(time, timeBase_, [this](AVPacket& packet) { writePacket(packet); });
 }
 
-/// Moves a movie that begins before zero to begin there: no format here can show what comes before.
+/// Has a movie that begins before zero begin at zero, because no format here shows what comes before zero.
 void EncodingWriter::begin(std::int64_t time) {
     if (time >= 0) return;
     shift_ = -av_rescale_q(time, timeBase_, encoder_.context().time_base);

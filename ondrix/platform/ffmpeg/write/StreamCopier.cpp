@@ -8,7 +8,8 @@ namespace ondrix::ffmpeg {
 
 namespace {
 
-/// What is shown together is stored within so much of each other; nothing is looked for further on in the source.
+/// Streams of a file may be stored this far apart from each other in time. Once the source is further on than that,
+/// nothing more is expected of what comes earlier.
 constexpr std::int64_t longestDisorder = 10;  // seconds
 
 /// True when the codec's tag means the same in the target, or the target has none for that codec.
@@ -54,7 +55,7 @@ void StreamCopier::addStreams() {
         const AVMediaType type = parameters.codec_type;
         if (static_cast<int>(i) == pictures_) continue;
         stream.discard = AVDISCARD_ALL;
-        // Chapters are copied as such; some formats have them in a stream, too.
+        // Some formats hold chapters in a stream, too; they are copied apart from it.
         const bool isChapters = parameters.codec_id == AV_CODEC_ID_BIN_DATA && source_->nb_chapters > 0;
         if (type == AVMEDIA_TYPE_VIDEO || isChapters) continue;
         const bool isKind = type == AVMEDIA_TYPE_AUDIO || type == AVMEDIA_TYPE_SUBTITLE || type == AVMEDIA_TYPE_DATA;
@@ -78,7 +79,7 @@ void StreamCopier::addStreams() {
 
 void StreamCopier::copyDescriptions() {
     copyDictionary(target_.metadata, source_->metadata);
-    // Without what describes the file and not the movie.
+    // These describe the source's file, not the movie.
     for (const char* key : {"major_brand", "minor_version", "compatible_brands", "encoder", "duration"}) {
         av_dict_set(&target_.metadata, key, nullptr, 0);
     }
@@ -123,7 +124,7 @@ bool StreamCopier::read() {
     return true;
 }
 
-/// A packet without a time goes with the one before it.
+/// True for a packet without a time, too: it goes with the one before it.
 bool StreamCopier::isBefore(std::int64_t time, AVRational timeBase) const {
     return packet_->dts == AV_NOPTS_VALUE || av_compare_ts(packet_->dts, this->timeBase(), time, timeBase) < 0;
 }
@@ -154,7 +155,7 @@ bool StreamCopier::isAllPast() const {
 }
 
 void StreamCopier::finish(std::int64_t lastPicture, std::int64_t end, AVRational timeBase, const Write& write) {
-    // Half a picture of leeway: the source may tell times in other ticks.
+    // The source's times may be in other ticks, so a picture is a later one from half a picture's duration on.
     const std::int64_t limit = lastPicture + std::max<std::int64_t>(0, end - lastPicture) / 2;
     const auto hasLaterPictures = [&] {
         return pictures_ < 0 ||

@@ -18,13 +18,13 @@ bool isNamed(const AVOutputFormat& format, std::string_view name) {
     return name == format.name;
 }
 
-/// False for formats that count frames, at a rate that is the same throughout.
+/// False for formats that only count frames, all of which are shown for the same time.
 bool holdsTimes(const AVOutputFormat& format) {
     return (format.flags & (AVFMT_VARIABLE_FPS | AVFMT_TS_NEGATIVE)) != 0;
 }
 
 AVCodecID codecFor(const AVOutputFormat& format) {
-    // MPEG transport streams don't say what they can hold.
+    // The library can't tell what MPEG transport streams hold.
     const bool holdsH264 =
         avformat_query_codec(&format, AV_CODEC_ID_H264, FF_COMPLIANCE_NORMAL) == 1 || isNamed(format, "mpegts");
     return holdsH264 && holdsTimes(format) ? AV_CODEC_ID_H264 : format.video_codec;
@@ -43,7 +43,7 @@ AVRational frameRate(const MovieWriterSettings& settings) {
     return isKnown ? av_d2q(settings.frameRate, 1001000) : AVRational{0, 1};
 }
 
-/// The quantiser of the older MPEG codecs that divides as coarsely as that of H.264 at `quality`.
+/// The quantiser with which the older MPEG codecs round as coarsely as H.264 does at `quality`.
 int mpegQuantiser(int quality) {
     return std::clamp(static_cast<int>(std::lround(0.3125 * std::exp2(quality / 6.0))), 1, 31);
 }
@@ -57,7 +57,7 @@ void setQuality(AVCodecContext& context, const MovieWriterSettings& settings) {
             av_opt_set(context.priv_data, "cpu-used", "4", 0);
             av_opt_set(context.priv_data, "row-mt", "1", 0);
         }
-        context.bit_rate = context.codec_id == AV_CODEC_ID_VP8 ? 100'000'000 : 0;  // no limit
+        context.bit_rate = context.codec_id == AV_CODEC_ID_VP8 ? 100'000'000 : 0;  // bits a second: no limit
         return;
     }
     context.flags |= AV_CODEC_FLAG_QSCALE;
@@ -69,7 +69,7 @@ void setQuality(AVCodecContext& context, const MovieWriterSettings& settings) {
 void setPreset(AVCodecContext& context, const MovieWriterSettings& settings) {
     const std::string& preset = settings.preset;
     if (preset.empty() || av_opt_find(context.priv_data, "preset", nullptr, 0, 0) == nullptr) return;
-    // This one complains to standard error of names that it doesn't know.
+    // libx264 itself writes to standard error about names that it doesn't know.
     constexpr std::string_view known[] = {"ultrafast", "superfast", "veryfast", "faster",   "fast",
                                           "medium",    "slow",      "slower",   "veryslow", "placebo"};
     const std::string_view encoder = context.codec->name;
