@@ -27,6 +27,7 @@
 #include <ondrix/platform/quartzcore/CACurrentMediaTime.h>
 #include <ondrix/profiling/Profiler.h>
 #include <ondrix/resources/ConstantBuffer.h>
+#include <ondrix/resources/Pictures.h>
 #include <ondrix/resources/Pixels.h>
 #include <ondrix/resources/Sampler.h>
 #include <ondrix/resources/Texture.h>

@@ -1,5 +1,8 @@
+#include <cmath>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <random>
 
 #include <gtest/gtest.h>
@@ -8,6 +11,7 @@
 #include <tests/pictures/PictureWriter.h>
 #include <tests/support/TemporaryFolder.h>
 
+#include <ondrix/Ondrix.h>
 #include <ondrix/platform/metalkit/PictureFile.h>
 
 namespace ondrix {
@@ -93,6 +97,40 @@ TEST_F(PictureFileTest, LeavesEverythingAsItWasOnFailure) {
     std::signal(SIGXFSZ, previousHandler);
     EXPECT_EQ(fileCount(), 1);
     EXPECT_EQ(std::filesystem::file_size(file), before.size());
+}
+
+TEST_F(PictureFileTest, TexturesAreSavedAsTheyAreStoredAndLoadedFromMemory) {
+    const auto device = DeviceManager::shared().defaultDevice();
+    const float floats[] = {-1, 0.2f, 0.5f, 7, NAN, 1, 0, 1};
+    const std::uint16_t halves[] = {0x3400, 0xbc00, 0x03ff, 0x7c00};  // 0.25, -1, almost 0, infinity
+    const std::uint8_t bytes[] = {10, 20, 30, 255, 40, 50, 60, 255};
+    struct Case {
+        MTLPixelFormat format;
+        const void* stored;  ///< two pixels
+        std::vector<int> bgra;
+    };
+    for (const auto& [format, stored, bgra] :
+         {Case{MTLPixelFormat::bgra8Unorm_srgb, bytes, {10, 20, 30, 255, 40, 50, 60, 255}},
+          Case{MTLPixelFormat::rgba8Unorm, bytes, {30, 20, 10, 255, 60, 50, 40, 255}},
+          Case{MTLPixelFormat::r8Unorm, bytes, {10, 10, 10, 255, 20, 20, 20, 255}},
+          Case{MTLPixelFormat::rg8Unorm, bytes, {0, 20, 10, 255, 0, 255, 30, 255}},
+          Case{MTLPixelFormat::rg16Float, halves, {0, 0, 64, 255, 0, 255, 0, 255}},
+          Case{MTLPixelFormat::rgba32Float, floats, {128, 51, 0, 255, 0, 255, 0, 255}}}) {
+        const auto texture = device->makeTexture(2, 1, format, MTLTextureUsage::shaderRead);
+        ASSERT_TRUE(writePixels(*texture, stored, 2 * pixelFormatInfo(format)->bytesPerPixel, nullptr));
+        NSError error;
+        ASSERT_TRUE(savePicture(*texture, file, &error)) << error.localizedDescription();
+        std::ifstream stream(file, std::ios::binary);
+        const std::string content(std::istreambuf_iterator<char>(stream), {});
+        const auto loaded = loadPicture(device, content.data(), static_cast<Int>(content.size()), false, &error);
+        ASSERT_NE(loaded, nullptr) << error.localizedDescription();
+        std::vector<int> read;
+        for (const std::byte byte : readPixels(*loaded, nullptr)->bytes) read.push_back(static_cast<int>(byte));
+        EXPECT_EQ(read, bgra) << description(format);
+        EXPECT_EQ(loadPicture(device, content.data(), 20, true, &error), nullptr);
+        EXPECT_FALSE(savePicture(*texture, folder.path() / "none" / "picture.png", &error));
+        EXPECT_FALSE(error.localizedDescription().empty());
+    }
 }
 
 }  // namespace
