@@ -1,5 +1,7 @@
 #include <atomic>
 #include <cerrno>
+#include <clocale>
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -8,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <tests/support/LogCapture.h>
+#include <tests/support/TemporaryFolder.h>
 
 #include <ondrix/platform/os/Logger.h>
 
@@ -32,6 +35,21 @@ TEST_F(LoggerTest, WritesOneLineToStandardError) {
     EXPECT_EQ(errno, ENOENT);
     logger.info("%s", "");
     EXPECT_EQ(GetCapturedStderr(), "[org.example:device] error: 3 of four\n[org.example:device] info: \n");
+}
+
+/// An application's locale with a decimal comma must neither show in messages nor be lost.
+TEST_F(LoggerTest, WritesNumbersWithAPoint) {
+    const test::TemporaryFolder folder;
+    const std::string command = "localedef -i de_DE -f UTF-8 " + (folder.path() / "de").string() + " 2>/dev/null";
+    if (std::system(command.c_str()) != 0) GTEST_SKIP() << "this system can't make locales";
+    ::setenv("LOCPATH", folder.path().c_str(), 1);
+    ASSERT_NE(std::setlocale(LC_NUMERIC, "de"), nullptr);
+    const test::LogCapture capture;
+    logger.error("%.3f", 1.5);
+    EXPECT_STREQ(std::localeconv()->decimal_point, ",");
+    std::setlocale(LC_NUMERIC, "C");
+    ::unsetenv("LOCPATH");
+    EXPECT_THAT(capture.messages(), ElementsAre("1.500"));
 }
 
 /// Around the size of the first buffer, and far past what one write to a pipe takes at once.

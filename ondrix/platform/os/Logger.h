@@ -33,13 +33,15 @@ void setLogLevel(LogType minimum);
 /// program's file name.
 [[nodiscard]] std::string mainSubsystem();
 
-/// Writes printf-style messages under one subsystem and category. Safe to use from any thread; never throws.
+/// Writes printf-style messages under one subsystem and category, with numbers as in the locale "C". Safe to use from
+/// any thread; never throws.
 class Logger {
 public:
     Logger(std::string subsystem, std::string category);
 
     [[nodiscard]] const std::string& subsystem() const noexcept { return subsystem_; }
     [[nodiscard]] const std::string& category() const noexcept { return category_; }
+    /// Whether messages of this severity are written: for those whose arguments take work to make.
     [[nodiscard]] static bool isEnabled(LogType type) noexcept;
 
     [[gnu::format(printf, 2, 3)]] void error(const char* format, ...) const noexcept;

@@ -6,7 +6,7 @@
 #include <SDL2/SDL.h>
 
 #include <ondrix/platform/corevideo/PixelBufferLock.h>
-#include <ondrix/platform/metalkit/DrawableQueue.h>
+#include <ondrix/platform/host/DrawableQueue.h>
 #include <ondrix/platform/os/Logger.h>
 #include <ondrix/platform/sdl/WindowSystem.h>
 #include <ondrix/platform/sdl/WindowView.h>
@@ -87,7 +87,7 @@ private:
     std::int64_t textureWidth_ = 0;
     std::int64_t textureHeight_ = 0;
     std::shared_ptr<FrameSlot> slot_ = std::make_shared<FrameSlot>();
-    std::shared_ptr<DrawableQueue> queue_;
+    std::shared_ptr<host::DrawableQueue> queue_;
     CGSize drawableSize_{};
     std::weak_ptr<MTKViewDelegate> delegate_;
     WindowEvents events_;
@@ -106,8 +106,8 @@ bool SDLWindowView::start(const std::string& title, CGSize size, std::shared_ptr
     renderer_.reset(SDL_CreateRenderer(window_.get(), -1, 0));
     if (renderer_ == nullptr) return false;
 
-    queue_ =
-        DrawableQueue::create([slot = slot_](std::shared_ptr<CVPixelBuffer> frame) { slot->put(std::move(frame)); });
+    queue_ = host::DrawableQueue::create(
+        [slot = slot_](std::shared_ptr<CVPixelBuffer> frame) { slot->put(std::move(frame)); });
     queue_->setDevice(std::move(device));
     followSize();
     followDisplay();

@@ -4,9 +4,9 @@
 #include <new>
 #include <utility>
 
-#include <ondrix/platform/metalkit/DrawableQueue.h>
+#include <ondrix/platform/host/DrawableQueue.h>
 
-namespace ondrix {
+namespace ondrix::host {
 
 class DrawableQueue::Drawable final : public CAMetalDrawable, public std::enable_shared_from_this<Drawable> {
 public:
@@ -106,4 +106,4 @@ void DrawableQueue::forget(const Drawable& drawable) {
     if (current_.get() == &drawable) current_ = nullptr;
 }
 
-}  // namespace ondrix
+}  // namespace ondrix::host

@@ -2,7 +2,7 @@
 #include <mutex>
 #include <utility>
 
-#include <ondrix/platform/metalkit/DrawableQueue.h>
+#include <ondrix/platform/host/DrawableQueue.h>
 #include <ondrix/platform/metalkit/HeadlessView.h>
 
 namespace ondrix {
@@ -41,7 +41,7 @@ private:
 class OffscreenView final : public HeadlessView, public std::enable_shared_from_this<OffscreenView> {
 public:
     OffscreenView(CGSize drawableSize, std::shared_ptr<MTLDevice> device)
-        : drawables_(DrawableQueue::create(
+        : drawables_(host::DrawableQueue::create(
               [screen = screen_](std::shared_ptr<CVPixelBuffer> frame) { screen->show(std::move(frame)); })) {
         applyDrawableSize(drawableSize);
         drawables_->setDevice(std::move(device));
@@ -78,7 +78,7 @@ private:
     }
 
     const std::shared_ptr<Screen> screen_ = std::make_shared<Screen>();
-    const std::shared_ptr<DrawableQueue> drawables_;
+    const std::shared_ptr<host::DrawableQueue> drawables_;
     std::weak_ptr<MTKViewDelegate> delegate_;
     CGSize drawableSize_;
     bool minimised_ = false;

@@ -11,7 +11,7 @@
 #include <ondrix/platform/metal/MTLDevice.h>
 #include <ondrix/platform/quartzcore/CAMetalDrawable.h>
 
-namespace ondrix {
+namespace ondrix::host {
 
 /// Makes the drawables of a view, each over a BGRA pixel buffer that the view can show without the device. Drawables
 /// may outlive it. Operated from the main thread; drawables are presented from any.
@@ -50,4 +50,4 @@ private:
     std::shared_ptr<Drawable> current_;
 };
 
-}  // namespace ondrix
+}  // namespace ondrix::host

@@ -11,6 +11,7 @@
 #include <system_error>
 #include <utility>
 
+#include <locale.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -105,6 +106,28 @@ void send(const LogMessage& message) {
     }
 }
 
+/// While it lives, this thread writes numbers with a point, whatever the application's locale says.
+class PlainNumbers {
+public:
+    PlainNumbers() {
+        static const locale_t plain = ::newlocale(LC_ALL_MASK, "C", locale_t{});
+        if (plain != locale_t{}) previous_ = ::uselocale(plain);
+    }
+    ~PlainNumbers() {
+        if (previous_ != locale_t{}) ::uselocale(previous_);
+    }
+    PlainNumbers(const PlainNumbers&) = delete;
+    PlainNumbers& operator=(const PlainNumbers&) = delete;
+
+private:
+    locale_t previous_{};
+};
+
+int formatInto(char* buffer, std::size_t size, const char* format, std::va_list arguments) {
+    const PlainNumbers numbers;
+    return std::vsnprintf(buffer, size, format, arguments);
+}
+
 }  // namespace
 
 LogSink setLogSink(LogSink sink) {
@@ -142,7 +165,7 @@ void Logger::write(LogType type, const char* format, std::va_list arguments) con
         std::va_list again;
         va_copy(again, arguments);
         std::array<char, 1024> buffer;
-        const int length = std::vsnprintf(buffer.data(), buffer.size(), format, arguments);
+        const int length = formatInto(buffer.data(), buffer.size(), format, arguments);
         std::string longText;
         std::string_view text = format;
         if (length >= 0 && static_cast<std::size_t>(length) < buffer.size()) {
@@ -151,7 +174,7 @@ void Logger::write(LogType type, const char* format, std::va_list arguments) con
             try {
                 longText.resize(static_cast<std::size_t>(length));
                 errno = callersErrno;
-                std::vsnprintf(longText.data(), longText.size() + 1, format, again);
+                formatInto(longText.data(), longText.size() + 1, format, again);
                 text = longText;
             } catch (const std::bad_alloc&) {
                 text = {buffer.data(), buffer.size() - 1};
