@@ -109,7 +109,7 @@ TEST(DispatchGroups, AreAsLargeAsTheyMayBe) {
             software::BindingTable bindings;
             EXPECT_EQ(bindings.setTexture("", textures[steps[index].from].get(), 0), "");
             EXPECT_EQ(bindings.setTexture("", textures[steps[index].to].get(), 1), "");
-            EXPECT_EQ(bindings.setBytes("", reinterpret_cast<const std::byte*>(constants.data()), 8, 3), "");
+            EXPECT_EQ(bindings.setBytes("", constants.data(), 8, 3, memory), "");
             EXPECT_EQ(bindings.resolve(function->entry(), memory, commands[index].function), "");
             commands[index].kind = software::Command::Kind::dispatch;
             commands[index].height = static_cast<std::int32_t>(textures[steps[index].to]->height());

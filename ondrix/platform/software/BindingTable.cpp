@@ -1,6 +1,6 @@
 #include <algorithm>
+#include <cstring>
 #include <new>
-#include <span>
 
 #include <ondrix/platform/software/BindingTable.h>
 
@@ -11,10 +11,6 @@ namespace {
 using shading::Entry;
 using shading::Parameter;
 using shading::ParameterKind;
-
-std::span<const Parameter> parameters(const Entry& entry) {
-    return {entry.parameters, entry.parameterCount};
-}
 
 std::string slotName(const char* kind, std::uint64_t slot) {
     return std::string(kind) + " slot " + std::to_string(slot);
@@ -122,10 +118,16 @@ std::string BindingTable::setBuffer(const char* operation, MTLBuffer* buffer, st
     return {};
 }
 
-std::string BindingTable::setBytes(const char* operation, const std::byte* bytes, std::int64_t length,
-                                   std::int64_t index) {
+std::string BindingTable::setBytes(const char* operation, const void* bytes, std::int64_t length, std::int64_t index,
+                                   std::pmr::memory_resource& memory) {
+    if (bytes == nullptr || length < 1) {
+        return std::string(operation) + ": no bytes are given for slot " + std::to_string(index);
+    }
     if (auto problem = checkSlot(operation, index, shading::bufferSlots); !problem.empty()) return named(problem);
-    buffers_[static_cast<std::size_t>(index)] = {bytes, static_cast<std::uint64_t>(length)};
+    const auto size = static_cast<std::size_t>(length);
+    auto* copy = static_cast<std::byte*>(memory.allocate(size, 16));
+    std::memcpy(copy, bytes, size);
+    buffers_[static_cast<std::size_t>(index)] = {copy, size};
     return {};
 }
 

@@ -25,9 +25,9 @@ public:
     [[nodiscard]] std::string setSampler(const char* operation, MTLSamplerState* sampler, std::int64_t index);
     [[nodiscard]] std::string setBuffer(const char* operation, MTLBuffer* buffer, std::int64_t offset,
                                         std::int64_t index);
-    /// `bytes` must stay valid as long as the command buffer's work.
-    [[nodiscard]] std::string setBytes(const char* operation, const std::byte* bytes, std::int64_t length,
-                                       std::int64_t index);
+    /// Binds a copy of the bytes, which lies in `memory`.
+    [[nodiscard]] std::string setBytes(const char* operation, const void* bytes, std::int64_t length,
+                                       std::int64_t index, std::pmr::memory_resource& memory);
 
     /// Checks what `entry` needs and describes it in `memory`.
     [[nodiscard]] std::string resolve(const shading::Entry& entry, std::pmr::memory_resource& memory,

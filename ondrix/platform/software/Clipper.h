@@ -3,7 +3,7 @@
 #include <array>
 #include <cstdint>
 
-#include <ondrix/platform/software/Rasterizer.h>
+#include <ondrix/platform/software/Primitive.h>
 
 namespace ondrix::software {
 

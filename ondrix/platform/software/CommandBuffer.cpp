@@ -2,10 +2,10 @@
 
 #include <ondrix/platform/software/CommandBuffer.h>
 #include <ondrix/platform/software/ComputeCommandEncoder.h>
-#include <ondrix/platform/software/Dispatch.h>
+#include <ondrix/platform/software/DispatchGroup.h>
 #include <ondrix/platform/software/Executor.h>
 #include <ondrix/platform/software/RenderCommandEncoder.h>
-#include <ondrix/platform/software/RenderPass.h>
+#include <ondrix/platform/software/RenderPassRun.h>
 
 namespace ondrix::software {
 
@@ -139,10 +139,10 @@ void CommandBuffer::execute(ExecutionContext& context) {
         for (Command* command = first_; command != nullptr && done; command = command->next) {
             if (command->kind == Command::Kind::dispatch) {
                 const DispatchGroup group(static_cast<DispatchCommand&>(*command));
-                done = run(group, context);
+                done = group.run(context);
                 command = group.last;
             } else {
-                done = run(static_cast<const RenderPassCommand&>(*command), context);
+                done = RenderPassRun(static_cast<const RenderPassCommand&>(*command), context).run();
             }
         }
         if (!done) outOfMemory_ = true;

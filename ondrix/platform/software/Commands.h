@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include <ondrix/platform/metal/MTLTypes.h>
 #include <ondrix/shading/Module.h>
@@ -12,6 +13,10 @@ namespace ondrix::software {
 
 class ProblemLog;
 class RenderPipeline;
+
+[[nodiscard]] inline std::span<const shading::Parameter> parameters(const shading::Entry& entry) noexcept {
+    return {entry.parameters, entry.parameterCount};
+}
 
 /// Constants of a function: `size` bytes of a buffer, copied when the command runs.
 struct ConstantsCopy {

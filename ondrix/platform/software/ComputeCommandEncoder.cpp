@@ -1,10 +1,8 @@
 #include <algorithm>
 #include <cassert>
 #include <limits>
-#include <span>
 
 #include <ondrix/platform/software/ComputeCommandEncoder.h>
-#include <ondrix/platform/software/EncodedBytes.h>
 #include <ondrix/platform/software/Validation.h>
 
 namespace ondrix::software {
@@ -46,7 +44,8 @@ void ComputeCommandEncoder::setBuffer(std::shared_ptr<MTLBuffer> buffer, std::in
 
 void ComputeCommandEncoder::setBytes(const void* bytes, std::int64_t length, std::int64_t index) {
     if (!commandBuffer_) return;
-    commandBuffer_->record([&] { return encodeBytes(*commandBuffer_, bindings_, "setBytes", bytes, length, index); });
+    commandBuffer_->record(
+        [&] { return bindings_.setBytes("setBytes", bytes, length, index, commandBuffer_->memory()); });
 }
 
 void ComputeCommandEncoder::setTexture(std::shared_ptr<MTLTexture> texture, std::int64_t index) {
@@ -85,7 +84,7 @@ std::string ComputeCommandEncoder::recordDispatch(MTLSize groups, MTLSize thread
         bindings_.tellLargeConstants(entry, pipeline_->problems());
     }
     std::int32_t width = 0, height = 0;
-    for (const shading::Parameter& parameter : std::span(entry.parameters, entry.parameterCount)) {
+    for (const shading::Parameter& parameter : parameters(entry)) {
         const bool written = parameter.kind == shading::ParameterKind::target;
         if (!written && parameter.kind != shading::ParameterKind::texture) continue;
         const shading::TextureView& view = bindings_.texture(parameter.slot)->view();

@@ -1,8 +1,8 @@
-#include <span>
-
-#include <ondrix/platform/software/Caches.h>
 #include <ondrix/platform/software/DispatchGroup.h>
+#include <ondrix/platform/software/ExecutionContext.h>
+#include <ondrix/platform/software/Strips.h>
 #include <ondrix/platform/software/Texture.h>
+#include <ondrix/platform/software/Validation.h>
 
 namespace ondrix::software {
 
@@ -21,8 +21,7 @@ struct Use {
 /// Calls `visit` for each texture of a dispatch.
 template <typename Visit>
 void forEachUse(const DispatchCommand& command, Visit visit) {
-    const shading::Entry& entry = *command.function.entry;
-    for (const shading::Parameter& parameter : std::span(entry.parameters, entry.parameterCount)) {
+    for (const shading::Parameter& parameter : parameters(*command.function.entry)) {
         const bool written = parameter.kind == shading::ParameterKind::target;
         if (!written && parameter.kind != shading::ParameterKind::texture) continue;
         const bool own = written || parameter.size == static_cast<std::uint32_t>(shading::Reach::own);
@@ -55,6 +54,22 @@ Common common(const DispatchCommand& earlier, const DispatchCommand& later) noex
     });
     return result;
 }
+
+struct GroupRun {
+    const DispatchGroup& group;
+    Strips strips;
+
+    static void strip(void* context, int strip, void* scratch) {
+        const auto& run = *static_cast<const GroupRun*>(context);
+        run.group.forEach([&](const DispatchCommand& command) {
+            const BoundFunction& function = command.function;
+            const shading::ComputeTask task{function.bindings,     command.width,  run.strips.begin(strip),
+                                            run.strips.end(strip), command.serial, scratch,
+                                            command.streaming};
+            function.entry->runCompute(&task);
+        });
+    }
+};
 
 }  // namespace
 
@@ -97,6 +112,21 @@ void DispatchGroup::take(DispatchCommand& command) noexcept {
     bytes += command.bytes;
     last = &command;
     ++count;
+}
+
+bool DispatchGroup::run(ExecutionContext& context) const {
+    bool reserved = true;
+    forEach([&](const DispatchCommand& command) {
+        command.function.copyConstants();
+        reserved = reserved && context.pool.reserveScratch(command.function.scratchBytes(command.width));
+    });
+    if (!reserved) return false;
+    const WrittenPixels written(*first);  // of a group of one, if it is watched at all
+    GroupRun run{*this, Strips(0, first->height, bytesPerRow, context.pool.threadCount())};
+    context.pool.run(run.strips.count(), GroupRun::strip, &run, bytes);
+    written.tell();
+    tellFindings(first->function);
+    return true;
 }
 
 }  // namespace ondrix::software

@@ -6,6 +6,8 @@
 
 namespace ondrix::software {
 
+struct ExecutionContext;
+
 /// Consecutive dispatches of a command buffer, one or more, that run together: all of them on the first rows, then all
 /// on the next ones, while what one writes and the next reads is still in the core's own cache.
 struct DispatchGroup {
@@ -18,6 +20,9 @@ struct DispatchGroup {
     /// As many dispatches from `begin` on as give the same bytes when they run together; they learn which of them
     /// stream.
     explicit DispatchGroup(DispatchCommand& begin) noexcept;
+
+    /// Runs them on all threads of the context; false without memory for it.
+    [[nodiscard]] bool run(ExecutionContext& context) const;
 
     /// Calls `visit` for each dispatch.
     template <typename Visit>

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include <ondrix/platform/software/Rasterizer.h>
+#include <ondrix/platform/software/Primitive.h>
 #include <ondrix/platform/software/WorkerPool.h>
 
 namespace ondrix::software {

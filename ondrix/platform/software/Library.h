@@ -7,7 +7,7 @@
 #include <ondrix/platform/foundation/NSError.h>
 #include <ondrix/platform/foundation/URL.h>
 #include <ondrix/platform/metal/MTLLibrary.h>
-#include <ondrix/platform/software/ModuleLoader.h>
+#include <ondrix/platform/software/Module.h>
 
 namespace ondrix::software {
 

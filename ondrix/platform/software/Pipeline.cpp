@@ -1,7 +1,7 @@
 #include <new>
-#include <span>
 #include <string>
 
+#include <ondrix/platform/software/Commands.h>
 #include <ondrix/platform/software/Pipeline.h>
 
 namespace ondrix::software {
@@ -12,10 +12,6 @@ using shading::Entry;
 using shading::FunctionKind;
 using shading::Parameter;
 using shading::ParameterKind;
-
-std::span<const Parameter> parameters(const Entry& entry) {
-    return {entry.parameters, entry.parameterCount};
-}
 
 /// Empty, or why a parameter can't be bound on this device.
 std::string slotProblem(const Entry& entry) {

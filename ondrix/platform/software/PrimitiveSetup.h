@@ -5,7 +5,7 @@
 #include <ondrix/platform/software/Clipper.h>
 #include <ondrix/platform/software/Commands.h>
 #include <ondrix/platform/software/ExecutionContext.h>
-#include <ondrix/platform/software/Planes.h>
+#include <ondrix/platform/software/PlaneSetup.h>
 
 namespace ondrix::software {
 

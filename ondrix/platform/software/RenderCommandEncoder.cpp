@@ -1,7 +1,5 @@
 #include <limits>
-#include <span>
 
-#include <ondrix/platform/software/EncodedBytes.h>
 #include <ondrix/platform/software/RenderCommandEncoder.h>
 #include <ondrix/platform/software/Validation.h>
 
@@ -58,7 +56,7 @@ void RenderCommandEncoder::setVertexBuffer(std::shared_ptr<MTLBuffer> buffer, st
 void RenderCommandEncoder::setVertexBytes(const void* bytes, std::int64_t length, std::int64_t index) {
     if (!commandBuffer_) return;
     commandBuffer_->record(
-        [&] { return encodeBytes(*commandBuffer_, vertex_, "setVertexBytes", bytes, length, index); });
+        [&] { return vertex_.setBytes("setVertexBytes", bytes, length, index, commandBuffer_->memory()); });
 }
 
 void RenderCommandEncoder::setVertexTexture(std::shared_ptr<MTLTexture> texture, std::int64_t index) {
@@ -77,7 +75,7 @@ void RenderCommandEncoder::setFragmentBuffer(std::shared_ptr<MTLBuffer> buffer, 
 void RenderCommandEncoder::setFragmentBytes(const void* bytes, std::int64_t length, std::int64_t index) {
     if (!commandBuffer_) return;
     commandBuffer_->record(
-        [&] { return encodeBytes(*commandBuffer_, fragment_, "setFragmentBytes", bytes, length, index); });
+        [&] { return fragment_.setBytes("setFragmentBytes", bytes, length, index, commandBuffer_->memory()); });
 }
 
 void RenderCommandEncoder::setFragmentTexture(std::shared_ptr<MTLTexture> texture, std::int64_t index) {
@@ -148,8 +146,7 @@ std::string RenderCommandEncoder::recordDraw(DrawCommand& draw, const MTLBuffer*
     if (problem.empty()) problem = fragment_.checkReads(pipeline_->fragment(), pass_->target, "the colour attachment");
     if (problem.empty() && commandBuffer_->validates()) validate(draw);
     if (!problem.empty() || draw.indexCount == 0) return problem;
-    for (const shading::Parameter& parameter :
-         std::span(pipeline_->fragment().parameters, pipeline_->fragment().parameterCount)) {
+    for (const shading::Parameter& parameter : parameters(pipeline_->fragment())) {
         if (parameter.kind == shading::ParameterKind::texture) {
             const shading::TextureView& view = fragment_.texture(parameter.slot)->view();
             draw.bytesPerRow += view.bytesPerRow;

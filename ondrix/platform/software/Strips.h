@@ -30,4 +30,8 @@ struct Strips {
     [[nodiscard]] std::int32_t end(int strip) const noexcept { return std::min(y1, begin(strip) + rows); }
 };
 
+/// Whether work on this many bytes would push its own results out of the processor's last cache before anybody reads
+/// them, so that they are better stored past the caches.
+[[nodiscard]] bool exceedsCaches(std::int64_t bytes) noexcept;
+
 }  // namespace ondrix::software

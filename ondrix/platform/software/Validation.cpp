@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <new>
-#include <span>
 #include <string>
 
 #include <ondrix/platform/software/ProblemLog.h>
@@ -56,10 +55,6 @@ std::string describe(Check check, const Finding& finding, const std::string& tex
     }
     return "samples " + texture + " at coordinates that are infinite or not numbers: " + count + " times, first " +
            place(finding);
-}
-
-std::span<const shading::Parameter> parameters(const shading::Entry& entry) {
-    return {entry.parameters, entry.parameterCount};
 }
 
 bool isTexture(const shading::Parameter& parameter) {

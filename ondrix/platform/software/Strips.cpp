@@ -2,7 +2,7 @@
 #include <fstream>
 #include <string>
 
-#include <ondrix/platform/software/Caches.h>
+#include <ondrix/platform/software/Strips.h>
 
 namespace ondrix::software {
 

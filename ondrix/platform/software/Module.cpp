@@ -4,7 +4,7 @@
 
 #include <dlfcn.h>
 
-#include <ondrix/platform/software/ModuleLoader.h>
+#include <ondrix/platform/software/Module.h>
 #include <ondrix/platform/software/ProblemLog.h>
 #include <ondrix/platform/software/SimdLevel.h>
 

@@ -2,7 +2,7 @@
 #include <array>
 #include <cmath>
 
-#include <ondrix/platform/software/Planes.h>
+#include <ondrix/platform/software/PlaneSetup.h>
 
 namespace ondrix::software {
 

@@ -2,7 +2,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include <ondrix/platform/software/Rasterizer.h>
+#include <ondrix/platform/software/Primitive.h>
 
 namespace ondrix::software {
 
