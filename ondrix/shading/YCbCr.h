@@ -1,49 +1,68 @@
 #pragma once
 
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
 
 #include <ondrix/platform/simd/simd.h>
 #include <ondrix/shading/Texture.h>
 
 namespace ondrix::shading {
 
-/// Fixed-point weights of a conversion from 8-bit YCbCr to RGB. Levels are counted in 1/64 from 256 on, so that 16-bit
-/// sums that stop at their limits can't exceed 255, and the limit to 0 is the only one left to apply. For each colour,
-/// with products rounded to nearest except that of luma:
+/// Weights of a conversion from 8-bit YCbCr to RGB by any matrix and offsets; at most one level from exact arithmetic
+/// for every input.
+///
+/// Usual matrices take fixed-point arithmetic in 16 bits: one weight of luma for all three colours, 0 to 2, and for
+/// each colour less than 4 for the magnitudes of both chroma weights together. Levels are counted in 1/64, and level 0
+/// is 256 * 64, so sums that stop at the limits of 16 bits can't exceed level 255, and only the limit to level 0 is
+/// left to apply. For each colour, with products rounded to nearest except that of luma:
 ///
 ///     (257 * Y * luma >> 16) + (((Cb - 128) * 256 * blue >> 15) + ((Cr - 128) * 256 * red >> 15) + bias)
 ///
-/// At most one level from exact arithmetic for every input.
+/// All other matrices take double precision, which is slower.
 struct YCbCrWeights {
     static constexpr int fractionBits = 6;
     static constexpr std::int32_t black = 256 << fractionBits;
 
-    // Pairs of 16-bit numbers: Cb's in the low half and Cr's in the high one; what both have in common is in both.
-    std::int32_t luma;
+    // Pairs of 16-bit numbers. In `chroma`, Cb's weight is in the low half and Cr's in the high one; the halves of
+    // `luma` and `bias` are equal.
+    std::int32_t luma = 0;
     std::int32_t chroma[3];  ///< red, green, blue
     std::int32_t bias[3];
-    bool separate;  ///< red takes nothing from Cb and blue nothing from Cr
+    bool isFixed = true;  ///< whether the matrix is one for fixed-point arithmetic
+    bool separate;        ///< fixed-point, red takes nothing from Cb and blue nothing from Cr
+    /// For red, green, blue: the weights of Y, Cb and Cr as levels of 0 to 255, and what is added.
+    double exact[3][4];
 
     /// `matrix` maps (Y, Cb, Cr) in 0...1 to RGB, the offsets of Cb and Cr are taken off before that, and `lumaOffset`
-    /// is added to the scaled luma. The three components of column 0 are the same, 0 to 2; the magnitudes of the others
-    /// are below 4.
+    /// is added to each colour after it.
     YCbCrWeights(const simd_float3x3& matrix, float blueOffset, float redOffset, float lumaOffset) {
-        const auto fixed = [](double value, double from, double to) {
-            return static_cast<std::int32_t>(std::lround(std::fmin(std::fmax(value, from), to)));
+        const auto fixed = [&](double value, double from, double to) {
+            const bool fits = value >= from && value <= to;
+            isFixed = isFixed && fits;
+            return fits ? static_cast<std::int32_t>(std::lround(value)) : 0;
         };
         constexpr double one = 1 << fractionBits;
         const auto& [y, cb, cr] = matrix.columns;
-        const double blue[] = {cb.x, cb.y, cb.z}, red[] = {cr.x, cr.y, cr.z};
-        luma = fixed(y.x * one * 65536 / 257, 0, 32768) * 0x10001;
+        const double weights[3][3] = {{y.x, cb.x, cr.x}, {y.y, cb.y, cr.y}, {y.z, cb.z, cr.z}};
         for (int i = 0; i < 3; i++) {
+            const auto& [ofLuma, blue, red] = weights[i];
+            const double offset = 255.0 * lumaOffset - 255.0 * blueOffset * blue - 255.0 * redOffset * red;
+            const double exactly[] = {ofLuma, blue, red, offset + 0.5};  // half a level to round the result
+            std::memcpy(exact[i], exactly, sizeof exactly);
+
+            const std::int32_t scale = fixed(ofLuma * one * 65536 / 257, 0, 32767) * 0x10001;
+            isFixed = isFixed && (i == 0 || scale == luma);
+            luma = scale;
             const auto weight = [&](double value) { return fixed(value * one * 128, -32767, 32767); };
-            chroma[i] = pair(weight(blue[i]), weight(red[i]));
-            const double centre = blue[i] * (128 - 255.0 * blueOffset) + red[i] * (128 - 255.0 * redOffset);
+            const std::int32_t ofBlue = weight(blue), ofRed = weight(red);
+            isFixed = isFixed && std::abs(ofBlue) + std::abs(ofRed) <= 32767;
+            chroma[i] = pair(ofBlue, ofRed);
+            const double centre = blue * (128 - 255.0 * blueOffset) + red * (128 - 255.0 * redOffset);
             // Half a level to round the result, and half a step for luma, which is rounded down.
-            const double offset = (255.0 * lumaOffset + centre + 0.5) * one + 0.5;
-            bias[i] = fixed(black + offset, 0, 32767) * 0x10001;
+            bias[i] = fixed(black + (255.0 * lumaOffset + centre + 0.5) * one + 0.5, 0, 32767) * 0x10001;
         }
-        separate = (chroma[0] & 0xffff) == 0 && (chroma[2] & ~0xffff) == 0;
+        separate = isFixed && (chroma[0] & 0xffff) == 0 && (chroma[2] & ~0xffff) == 0;
     }
 
     static ONDRIX_INLINE std::int32_t pair(std::int32_t low, std::int32_t high) {
@@ -92,6 +111,21 @@ ONDRIX_INLINE lanes::Ints colourLevels(lanes::Ints scaledLuma, lanes::Ints chrom
     return lanes::largerHalves(sum, lanes::broadcast(YCbCrWeights::black * 0x10001));
 }
 
+/// The opaque bgra8 pixels of a pack in double precision. Bytes of luma; Cb in the low and Cr in the high half.
+[[gnu::noinline]] inline lanes::Ints exactColours(lanes::Ints luma, lanes::Ints chroma, const YCbCrWeights& k) {
+    const auto number = [](lanes::Ints v) { return __builtin_convertvector(v, lanes::Doubles); };
+    const lanes::Doubles y = number(luma), cb = number(chroma & 0xffff),
+                         cr = number(lanes::shiftRightLogical<16>(chroma));
+    const auto levels = [&](const double(&weights)[4]) {
+        lanes::Doubles level = y * weights[0] + cb * weights[1] + cr * weights[2] + weights[3];
+        level = level > 0.0 ? level : lanes::Doubles{};  // where it is no number, too
+        level = level < 255.0 ? level : lanes::Doubles{} + 255.0;
+        return __builtin_convertvector(level, lanes::Ints);
+    };
+    return levels(k.exact[2]) | levels(k.exact[1]) << 8 | levels(k.exact[0]) << 16 |
+           static_cast<std::int32_t>(0xff000000);
+}
+
 #if !defined(ONDRIX_PLAIN)
 /// Two packs of a stretch, a half-word a colour of each pixel. The bytes as `loadDealt` gives them, the chroma less
 /// 128; red without Cb and blue without Cr.
@@ -122,9 +156,12 @@ ONDRIX_INLINE Texel convertYCbCr(const Luma& luma, const Chroma& chroma, const P
                                  const YCbCrWeights& weights) {
     ONDRIX_CHECK(checks::read(luma.report, Luma::slot, luma.view, p.x, p.y, Luma::reach);
                  checks::read(chroma.report, Chroma::slot, chroma.view, p.x >> 1, p.y >> 1);)
-    const lanes::Ints scaled =
-        lanes::multiplyHigh(lumaBytes(luma.view, p).v * 0x1010101, lanes::broadcast(weights.luma));
-    const lanes::Ints centred = (chromaBytes(chroma.view, p).v << 8) ^ static_cast<std::int32_t>(0x80008000);
+    const lanes::Ints y = lumaBytes(luma.view, p).v, blueAndRed = chromaBytes(chroma.view, p).v;
+    if (__builtin_expect(!weights.isFixed, 0)) {
+        return texelFromBytes(Int(detail::exactColours(y, blueAndRed, weights)), Format::bgra8);
+    }
+    const lanes::Ints scaled = lanes::multiplyHigh(y * 0x1010101, lanes::broadcast(weights.luma));
+    const lanes::Ints centred = (blueAndRed << 8) ^ static_cast<std::int32_t>(0x80008000);
     const auto levels = [&](int i) __attribute__((always_inline)) {
         return detail::colourLevels(scaled, detail::chromaSum(centred, weights.chroma[i], weights.bias[i]));
     };

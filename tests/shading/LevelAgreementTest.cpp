@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 #include <tests/support/SimdLevels.h>
 
-#include <ondrix/conversion/YUVToRGBConstants.h>
 #include <ondrix/platform/metal/MTLSampler.h>
 
 #include "Modules.h"
@@ -139,7 +138,7 @@ TEST_P(LevelAgreement, ImagesOfEveryShape) {
                                               {16, 16}, {17, 5}, {64, 2}, {16384, 1}, {1, 16384}};
     for (const auto& [w, h] : shapes) {
         Image luma(w, h, Format::r8, 1), chroma((w + 1) / 2, (h + 1) / 2, Format::rg8, 2);
-        const auto& constants = ondrix::yuvToRGBConstants(ondrix::YUVFormats::NV12VideoRange);
+        const auto constants = conversions().front();
         expectSame(OWN_LIBRARY, w, h, Format::bgra8, [&](const auto& module, Image& to) {
             dispatch(module, "Ondrix::YUVtoRGB::CS_Main", {luma.view(), chroma.view(), to.view()}, w, h, &constants);
         });
@@ -286,14 +285,9 @@ TEST_P(LevelAgreement, CoordinatesThatAreNoNumbersAreTheSameAnywhere) {
     }
 }
 
-// Stretches and single packs, their ends, matrices that mix Cb into red, and stores past the caches.
+// Stretches and single packs, their ends, all ways of computing, and stores past the caches.
 TEST_P(LevelAgreement, YCbCrConversion) {
-    const auto &full = ondrix::yuvToRGBConstants(ondrix::YUVFormats::NV12FullRange),
-               &video = ondrix::yuvToRGBConstants(ondrix::YUVFormats::NV12VideoRange);
-    auto mixing = video;
-    mixing.colorMatrix.columns[1].x = -0.7f;
-    mixing.colorMatrix.columns[2].z = 3.9f;
-    for (const auto& constants : {full, video, mixing}) {
+    for (const auto& constants : conversions()) {
         for (int w : {1, 2, 15, 17, 33, 63, 64, 67, 127, 192, 208}) {
             for (int h : {1, 2, 5}) {
                 for (const auto& [y8, c8] : {std::pair{Format::r8, Format::rg8}, {Format::bgra8, Format::rgba32f}}) {

@@ -100,6 +100,19 @@ Mapping fill(int width, int height) {
     return {{0.5 / width, 1.0 / width, 0}, {0.5 / height, 0, 1.0 / height}};
 }
 
+std::vector<ondrix::YUVToRGBConstants> conversions() {
+    constexpr ondrix::simd_float4 middle{0.5f, 0.5f, 0, 0}, far{-20, 7, 0, 0}, none{}, bright{0.9f, 0, 0, 0},
+        dark{-2, 0, 0, 0};
+    return {ondrix::yuvToRGBConstants(ondrix::YUVFormats::NV12FullRange),
+            ondrix::yuvToRGBConstants(ondrix::YUVFormats::NV12VideoRange),
+            {{{{2, 2, 2}, {-0.7f, -2, 2.1f}, {1.7f, 1.9f, 1.8f}}}, middle, none},
+            {{{{0.5f, 1, 1.5f}, {0, -0.2f, 1.9f}, {1.6f, -0.5f, 0}}}, middle, none},
+            {{{{-1, -1, -1}, {0, -0.2f, 1.9f}, {1.6f, -0.5f, 0}}}, middle, bright},
+            {{{{3, 3, 3}, {0, -5, 7}, {9, -5, 0}}}, middle, none},
+            {{{{2, 2, 2}, {0, -0.2f, -3}, {1.6f, -0.5f, -3}}}, middle, bright},
+            {{{{1, 1, 1}, {0, -0.2f, 1.9f}, {1.6f, -0.5f, 0}}}, far, dark}};
+}
+
 void draw(const shading::ModuleTable& module, const std::string& name, const Draw& draw, Image& target) {
     const shading::Entry& function = entry(module, name);
     const void* constants[] = {draw.constants};

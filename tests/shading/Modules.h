@@ -6,6 +6,7 @@
 
 #include <tests/support/GuardedMemory.h>
 
+#include <ondrix/conversion/YUVToRGBConstants.h>
 #include <ondrix/shading/Encoding.h>
 #include <ondrix/shading/Module.h>
 
@@ -60,6 +61,9 @@ struct Draw {
     int x0 = 0;  ///< first column that is drawn
     bool streaming = false;
 };
+
+/// Those of the framework, then ones with all chroma in all colours, and with what fixed-point numbers can't hold.
+std::vector<ondrix::YUVToRGBConstants> conversions();
 
 // Touching memory outside of every image is a failure of the running test.
 void draw(const shading::ModuleTable& module, const std::string& name, const Draw& draw, Image& target);
