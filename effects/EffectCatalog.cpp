@@ -1,3 +1,6 @@
+#include <utility>
+
+#include <ondrix/core/Failure.h>
 #include <ondrix/effects/EffectCatalog.h>
 
 namespace ondrix::effects {
@@ -26,8 +29,18 @@ const std::vector<EffectDescription>& allEffects() {
     return effects;
 }
 
+std::shared_ptr<Pass> EffectDescription::makePass(const std::shared_ptr<Device>& device, ShaderLibrary& library,
+                                                  std::shared_ptr<Texture> input, std::shared_ptr<Texture> output,
+                                                  NSError* error) const {
+    return Failure::toldTo(error, [&] { return make(device, library, std::move(input), std::move(output)); });
+}
+
 std::shared_ptr<ShaderLibrary> makeEffectLibrary(Device& device) {
-    return device.makeShaderLibrary(AnyClass{&codeOfThisLibrary}, "default", "oxlib");
+    return makeEffectLibrary(device, nullptr);
+}
+
+std::shared_ptr<ShaderLibrary> makeEffectLibrary(Device& device, NSError* error) {
+    return device.makeShaderLibrary(AnyClass{&codeOfThisLibrary}, "default", "oxlib", error);
 }
 
 }  // namespace ondrix::effects

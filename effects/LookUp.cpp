@@ -10,40 +10,32 @@
 namespace ondrix::effects {
 namespace {
 
-/// A texture with the content of a table.
-class TableTexture : public Texture {
-public:
-    /// The table as a picture of floats. Each blue is a square of red to the right and green downward; 16 squares stand
-    /// side by side and the next 16 below, so that no side gets too long for a texture. Null, with a message logged,
-    /// when memory is short.
-    [[nodiscard]] static std::shared_ptr<Texture> create(const std::shared_ptr<Device>& device,
-                                                         const LookUpTable& table) {
-        const auto size = static_cast<std::size_t>(table.size);
-        const std::size_t across = 16, down = (size + across - 1) / across;
-        const std::size_t width = across * size, height = down * size;
-        auto pixels = device->mtlDevice()->makeTexture(
-            {MTLPixelFormat::rgba32Float, width, height, false, MTLTextureUsage::shaderRead});
-        if (pixels == nullptr) {
-            Logger::gfx().error("Failed to make the texture of a look-up table of size %d.", table.size);
-            return nullptr;
-        }
-        std::vector<float> texels(4 * width * height);
-        const float* colour = table.colours.data();
-        for (std::size_t blue = 0; blue < size; ++blue) {
-            for (std::size_t green = 0; green < size; ++green) {
-                const std::size_t row = (blue / across) * size + green, column = (blue % across) * size;
-                for (std::size_t red = 0; red < size; ++red, colour += 3) {
-                    std::copy_n(colour, 3, &texels[4 * (row * width + column + red)]);
-                }
+/// The table as a picture of floats. Each blue is a square of red to the right and green downward; 16 squares stand
+/// side by side and the next 16 below, so that no side gets too long for a texture. Null, with a message logged, when
+/// memory is short.
+std::shared_ptr<Texture> makeTexture(Device& device, const LookUpTable& table) {
+    const auto size = static_cast<std::size_t>(table.size);
+    const std::size_t across = 16, down = (size + across - 1) / across;
+    const std::size_t width = across * size, height = down * size;
+    const auto mtlTexture = device.mtlDevice()->makeTexture(
+        {MTLPixelFormat::rgba32Float, width, height, false, MTLTextureUsage::shaderRead});
+    if (mtlTexture == nullptr) {
+        Logger::gfx().error("Failed to make the texture of a look-up table of size %d.", table.size);
+        return nullptr;
+    }
+    std::vector<float> texels(4 * width * height);
+    const float* colour = table.colours.data();
+    for (std::size_t blue = 0; blue < size; ++blue) {
+        for (std::size_t green = 0; green < size; ++green) {
+            const std::size_t row = (blue / across) * size + green, column = (blue % across) * size;
+            for (std::size_t red = 0; red < size; ++red, colour += 3) {
+                std::copy_n(colour, 3, &texels[4 * (row * width + column + red)]);
             }
         }
-        pixels->replace(MTLRegionMake2D(0, 0, width, height), 0, texels.data(), 4 * sizeof(float) * width);
-        return std::shared_ptr<Texture>(new TableTexture(device, std::move(pixels)));
     }
-
-private:
-    using Texture::Texture;
-};
+    mtlTexture->replace(MTLRegionMake2D(0, 0, width, height), 0, texels.data(), 4 * sizeof(float) * width);
+    return device.makeTexture(mtlTexture);
+}
 
 class LookUpPass : public EffectPass {
 public:
@@ -59,7 +51,7 @@ public:
             return false;
         }
         if (table != uploaded_) {
-            auto texture = TableTexture::create(device_, *table);
+            auto texture = makeTexture(*device_, *table);
             if (texture == nullptr) return false;
             lookUp_->setResource(std::move(texture), 1);
             uploaded_ = table;

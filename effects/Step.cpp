@@ -14,8 +14,8 @@ std::shared_ptr<Step> Step::create(const std::shared_ptr<Device>& device, Shader
     for (std::size_t slot = 0; slot < textures.size(); ++slot) {
         if (textures[slot] != nullptr) step->setResource(textures[slot], static_cast<Int>(slot));
     }
-    step->pass_ = ComputePass::create(device, step->shader_, textures.back());
-    return step;
+    step->pass_ = ComputePass::create(device, step->shader_, textures.back(), nullptr);
+    return step->pass_ != nullptr ? step : nullptr;
 }
 
 void Step::setResource(std::shared_ptr<ShaderResource> resource, Int slot) {

@@ -14,12 +14,11 @@ namespace ondrix::effects {
 class Step {
 public:
     /// The textures go to the slots from 0 on; null leaves a slot for later, and the last one is the output. Null, with
-    /// a message logged, when `library` lacks the function.
+    /// a message logged, when `library` lacks the function or the device refuses it.
     [[nodiscard]] static std::shared_ptr<Step> create(const std::shared_ptr<Device>& device, ShaderLibrary& library,
                                                       const std::string& function,
                                                       const std::vector<std::shared_ptr<Texture>>& textures);
 
-    [[nodiscard]] const std::shared_ptr<Device>& device() const { return shader_->device(); }
     /// Binds another texture, or a sampler.
     void setResource(std::shared_ptr<ShaderResource> resource, Int slot);
 

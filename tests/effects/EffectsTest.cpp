@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <tests/support/LogCapture.h>
 #include <tests/support/Picture.h>
+#include <tests/support/RecordingDevice.h>
 
 #include <ondrix/Ondrix.h>
 #include <ondrix/effects/EffectCatalog.h>
@@ -331,15 +332,40 @@ TEST(Effects, RefuseOtherValuesWithWhatTheyWant) {
     }
 }
 
-TEST(Effects, AreNotMadeFromALibraryWithoutTheirFunctions) {
-    const auto other =
-        defaultDevice->makeDefaultShaderLibrary(*NSBundle::bundleForClass(MetalTextureConverter::anyClass()));
-    const auto texture = PictureTexture::create(defaultDevice, Picture(2, 2));
-    for (const effects::EffectDescription& effect : effects::allEffects()) {
-        const LogCapture log;
-        EXPECT_EQ(effect.make(defaultDevice, *other, texture, texture), nullptr) << effect.name;
-        EXPECT_FALSE(log.messages().empty()) << effect.name;
+TEST(Effects, TellWhyTheyCanNotBeMade) {
+    const std::tuple<const char*, const char*, const char*> failures[] = {
+        {"edges", "Effects::Edges", "Effects::Edges"},
+        {"gaussian-blur", "Effects::GaussianBlur::Columns", "Effects::GaussianBlur::Columns"},
+        {"gaussian-blur", "makeTexture", "1x1 texture"},
+        {"cross-fade", "makeSamplerState", "sampler"},
+        {"scope", "makeComputePipelineState", "compute pipeline state: refused"},
+    };
+    const auto mtlDevice = std::make_shared<RecordingDevice>();
+    const auto device = Device::create(mtlDevice);
+    const auto library = effects::makeEffectLibrary(*device);
+    const auto input = PictureTexture::create(device, Picture(2, 2));
+    const auto output = PictureTexture::create(device, Picture(2, 2));
+    for (const auto& [name, refused, reason] : failures) {
+        for (const effects::EffectDescription& effect : effects::allEffects()) {
+            if (effect.name != name) continue;
+            const LogCapture log;
+            mtlDevice->refused.clear();
+            EXPECT_NE(effect.makePass(device, *library, input, output, nullptr), nullptr) << name;
+            mtlDevice->refused = {refused};
+            NSError error;
+            EXPECT_EQ(effect.makePass(device, *library, input, output, &error), nullptr) << refused;
+            EXPECT_THAT(error.localizedDescription(), testing::HasSubstr(reason));
+            EXPECT_THAT(log.messages(), testing::IsEmpty());
+            EXPECT_EQ(effect.make(device, *library, input, output), nullptr) << refused;
+            EXPECT_THAT(log.messages(), testing::ElementsAre(testing::HasSubstr(reason)));
+        }
     }
+    const LogCapture log;
+    mtlDevice->refused = {"makeLibrary"};
+    NSError error;
+    EXPECT_EQ(effects::makeEffectLibrary(*device, &error), nullptr);
+    EXPECT_THAT(error.localizedDescription(), testing::ContainsRegex("ondrix-effects.bundle.*: refused"));
+    EXPECT_THAT(log.messages(), testing::IsEmpty());
 }
 
 TEST(Effects, FailWithoutATableOrAPicture) {

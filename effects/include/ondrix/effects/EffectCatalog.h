@@ -6,6 +6,7 @@
 
 #include <ondrix/core/Device.h>
 #include <ondrix/passes/Pass.h>
+#include <ondrix/platform/foundation/NSError.h>
 #include <ondrix/resources/Texture.h>
 #include <ondrix/shaders/ShaderLibrary.h>
 
@@ -34,9 +35,13 @@ struct EffectDescription {
     std::string_view summary;  ///< one line
     std::vector<Parameter> parameters;
     /// A pass that draws `input` into `output`; the two have one size and differ. Null, with a message logged, when
-    /// `library` lacks a function or memory is short. Everything is held by the pass.
+    /// `library` lacks a function, the device refuses one, or memory is short. Everything is held by the pass.
     std::shared_ptr<Pass> (*make)(const std::shared_ptr<Device>& device, ShaderLibrary& library,
                                   std::shared_ptr<Texture> input, std::shared_ptr<Texture> output);
+    /// The same, with the reason of a failure in `error`; it is logged where that is null.
+    [[nodiscard]] std::shared_ptr<Pass> makePass(const std::shared_ptr<Device>& device, ShaderLibrary& library,
+                                                 std::shared_ptr<Texture> input, std::shared_ptr<Texture> output,
+                                                 NSError* error) const;
 };
 
 /// All effects, in the order in which they are listed to users. Lives as long as the process.
@@ -45,5 +50,7 @@ struct EffectDescription {
 /// The library with the effects' functions, which lies in a bundle beside this one; null, with a message logged, when
 /// it can't be opened.
 [[nodiscard]] std::shared_ptr<ShaderLibrary> makeEffectLibrary(Device& device);
+/// The same, with the reason of a failure in `error`; it is logged where that is null.
+[[nodiscard]] std::shared_ptr<ShaderLibrary> makeEffectLibrary(Device& device, NSError* error);
 
 }  // namespace ondrix::effects
