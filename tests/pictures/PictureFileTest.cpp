@@ -125,7 +125,9 @@ TEST_F(PictureFileTest, TexturesAreSavedAsTheyAreStoredAndLoadedFromMemory) {
         const auto loaded = loadPicture(device, content.data(), static_cast<Int>(content.size()), false, &error);
         ASSERT_NE(loaded, nullptr) << error.localizedDescription();
         std::vector<int> read;
-        for (const std::byte byte : readPixels(*loaded, nullptr)->bytes) read.push_back(static_cast<int>(byte));
+        const auto pixelsRead = readPixels(*loaded, nullptr);
+        ASSERT_TRUE(pixelsRead);
+        for (const std::byte byte : pixelsRead->bytes) read.push_back(static_cast<int>(byte));
         EXPECT_EQ(read, bgra) << description(format);
         EXPECT_EQ(loadPicture(device, content.data(), 20, true, &error), nullptr);
         EXPECT_FALSE(savePicture(*texture, folder.path() / "none" / "picture.png", &error));
