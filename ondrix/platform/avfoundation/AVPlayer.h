@@ -7,8 +7,8 @@
 
 namespace ondrix {
 
-/// Plays one item. Standing still at first. When the item ends it stands still on its last frame; `play()` then starts
-/// again from the beginning, as does any rate above 0. The item stands still when its player goes. For the main thread.
+/// Plays one item, which stands still at first. When the item ends it stands still on its last frame; `play()` then
+/// starts again from the beginning, as does any rate above 0. The item stops when its player goes. For the main thread.
 class AVPlayer {
 public:
     [[nodiscard]] static std::shared_ptr<AVPlayer> create(std::shared_ptr<AVPlayerItem> playerItem);

@@ -19,9 +19,9 @@ inline constexpr OSStatus kCMSampleBufferError_InvalidMediaFormat = -12743;
 
 /// When one sample is shown and decoded. Each may be invalid: not known.
 struct CMSampleTimingInfo {
-    CMTime duration;
-    CMTime presentationTimeStamp;
-    CMTime decodeTimeStamp;  ///< invalid where samples are decoded in the order in which they are shown
+    CMTime duration;               ///< how long it is shown
+    CMTime presentationTimeStamp;  ///< when it begins to be shown
+    CMTime decodeTimeStamp;        ///< invalid where samples are decoded in the order in which they are shown
 };
 
 /// Media samples with their timing: one picture, or samples without one, such as sound. Shared by reference; never

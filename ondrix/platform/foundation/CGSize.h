@@ -2,7 +2,7 @@
 
 namespace ondrix {
 
-/// A size in the platform's coordinates; may be fractional.
+/// A size in pixels, or in points where that is said; may be fractional.
 struct CGSize {
     double width = 0;
     double height = 0;

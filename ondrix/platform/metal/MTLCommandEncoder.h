@@ -19,10 +19,10 @@ struct MTLRenderPassDescriptor {
     MTLClearColor colorAttachment0ClearColor;
 };
 
-/// Records draws into one render pass. Slots: 0 to 30 for textures and buffers, 0 to 15 for samplers; a null object
-/// clears its slot. What is bound is held until the command buffer is done; `set...Bytes` copies at once. Not
-/// thread-safe. Recording never fails: what can't run ends the command buffer with status `error`. Calls after
-/// `endEncoding` are ignored.
+/// Records draws into one render pass. `index` is a slot: 0 to 30 for textures and buffers, 0 to 15 for samplers; a
+/// null object clears its slot. `offset` and `length` are bytes; an offset is at most the buffer's length. What is
+/// bound is held until the command buffer is done; `set...Bytes` copies at once. Not thread-safe. Recording never
+/// fails: what can't run ends the command buffer with status `error`. Calls after `endEncoding` are ignored.
 class MTLRenderCommandEncoder {
 public:
     virtual ~MTLRenderCommandEncoder() = default;

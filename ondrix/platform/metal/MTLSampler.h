@@ -15,7 +15,8 @@ enum class MTLSamplerAddressMode : std::uint64_t {
 };
 enum class MTLSamplerBorderColor : std::uint64_t { transparentBlack = 0, opaqueBlack = 1, opaqueWhite = 2 };
 
-/// How a texture is filtered and addressed; coordinates are normalised to 0...1 over the texture.
+/// How a texture is filtered and addressed; coordinates are normalised to 0...1 over the texture, s to the right and t
+/// downwards.
 struct MTLSamplerDescriptor {
     MTLSamplerMinMagFilter minFilter = MTLSamplerMinMagFilter::nearest;
     MTLSamplerMinMagFilter magFilter = MTLSamplerMinMagFilter::nearest;

@@ -4,13 +4,13 @@
 
 namespace ondrix {
 
-/// Counts of threads, thread groups or pixels.
+/// Counts of threads, thread groups or pixels. The depth of everything two-dimensional is 1.
 struct MTLSize {
     std::uint64_t width = 0, height = 0, depth = 0;
     friend bool operator==(const MTLSize&, const MTLSize&) = default;
 };
 
-/// Position of a pixel, from the top-left corner.
+/// Position of a pixel, from the top-left corner: x to the right, y downwards, z always 0.
 struct MTLOrigin {
     std::uint64_t x = 0, y = 0, z = 0;
     friend bool operator==(const MTLOrigin&, const MTLOrigin&) = default;
@@ -26,7 +26,8 @@ constexpr MTLRegion MTLRegionMake2D(std::uint64_t x, std::uint64_t y, std::uint6
     return {{x, y, 0}, {width, height, 1}};
 }
 
-/// Colour with straight components; opaque black unless set.
+/// Colour with straight components, opaque black unless set. Formats of 8 bits hold each of them to 0...1; an sRGB
+/// format encodes red, green and blue. Formats of floats take any number.
 struct MTLClearColor {
     double red = 0, green = 0, blue = 0, alpha = 1;
 };
