@@ -80,9 +80,7 @@ TEST_F(Examples, MovieKeepsEveryFrameOrSaysThatItDoesNot) {
     using namespace ondrix::test;
     Clip clip = numbered("mpeg4", {1, 25}, evenTimes(25));
     const std::string whole = clip.write(file("whole.avi")), small = file("small.mp4");
-    const Outcome outcome = runProgram(EXAMPLE_MOVIE, {whole, small});
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(runProgram(EXAMPLE_MOVIE, {whole, small}).status, 0);
     const Samples samples = readAll(*open(small));
     ASSERT_EQ(samples.size(), clip.times.size());
     for (std::size_t i = 0; i < samples.size(); ++i) {
@@ -91,15 +89,13 @@ TEST_F(Examples, MovieKeepsEveryFrameOrSaysThatItDoesNot) {
     }
     clip.framesPerKey = 1;
     clip.damagedPacket = 9;
-    const std::string damaged = clip.write(file("damaged.avi"));
-    const std::pair<std::vector<std::string>, std::string> failures[] = {
-        {{damaged, file("damaged.mp4")}, damaged + ": frames that can't be decoded: 1\n"},
-        {{file("missing.avi"), small}, file("missing.avi") + ": no such file or directory\n"},
-        {{whole, file("no/folder.mp4")},
-         file("no/folder.mp4") + ": the file can't be made: no such file or directory\n"},
-        {{whole}, "usage: movie INPUT OUTPUT\n"},
-    };
-    for (const auto& [arguments, line] : failures) {
+    const std::string damaged = clip.write(file("damaged.avi")), unwritable = file("no/folder.mp4");
+    for (const auto& [arguments, line] : {
+             std::pair(std::vector{damaged, small}, damaged + ": frames that can't be decoded: 1\n"),
+             std::pair(std::vector{whole, unwritable},
+                       unwritable + ": the file can't be made: no such file or directory\n"),
+             std::pair(std::vector{whole}, std::string("usage: movie INPUT OUTPUT\n")),
+         }) {
         const Outcome failure = runProgram(EXAMPLE_MOVIE, arguments, {"ONDRIX_LOG=off"});
         EXPECT_EQ(failure.status, 1);
         EXPECT_EQ(failure.errors, line);
