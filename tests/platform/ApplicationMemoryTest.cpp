@@ -80,7 +80,8 @@ protected:
 
 /// Copies and scalings, from one application's memory to another's.
 TEST_F(ApplicationMemory, IsReadAndWrittenWhereItLies) {
-    for (const auto& [width, height, gap] : {std::tuple{2, 2, 0}, {5, 3, 4}, {37, 9, 0}, {64, 5, 12}, {300, 40, 64}}) {
+    for (const auto& [width, height, gap] :
+         {std::tuple{1, 1, 0}, {1, 9, 4}, {2, 2, 0}, {5, 3, 4}, {37, 9, 0}, {64, 5, 12}, {300, 40, 64}}) {
         for (const PassType type : {PassType::renderPass, PassType::computePass}) {
             for (const int enlarged : {1, 2, 3}) {
                 SCOPED_TRACE(testing::Message() << width << 'x' << height << " gap " << gap << " times " << enlarged);
