@@ -78,7 +78,7 @@ TEST_F(ApplyCommand, NamesWhatIsNoLibraryOrWhatFunctionDoesNotFit) {
          {folder.path() / "missing.oxlib", folder.write("file.oxlib", "text"), folder.makeFolder("empty.oxlib")}) {
         expectFailure(library, "F", "Failed to create shader library from URL");
     }
-    expectFailure(ONDRIX_TEST_LIBRARY, "Test::Missing", "Failed to load shader function 'Test::Missing' from library.");
+    expectFailure(ONDRIX_TEST_LIBRARY, "Test::Missing", "Failed to load shader function 'Test::Missing' from library");
     for (const char* function : {"Test::Vertex", "Test::NeedsConstants"}) {
         expectFailure(ONDRIX_TEST_LIBRARY, function, function);
     }

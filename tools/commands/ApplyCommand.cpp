@@ -24,13 +24,13 @@ public:
     void run() const {
         checkWatchOption(library_);
         Session session;
-        const auto device = session.openDevice(input_, {});
+        const auto device = session.openDevice(input_);
         const auto picture = session.loadPicture(input_);
         const PictureSize size = size_.isGiven() ? size_ : PictureSize{picture->width(), picture->height()};
         const auto output = session.makeOutput(size, output_);
         const auto draw = [&](const std::filesystem::path& folder) {
-            session.run(*session.makeFunctionEffect(library_, folder, picture, output), library_.library);
-            session.savePicture(*output, output_);
+            tools::run(*session.makeFunctionEffect(library_, folder, picture, output), library_.library);
+            writePicture(output_, pixelsOf(*output, output_));
         };
         if (!SourceLibrary::isSource(library_.library)) return draw(library_.library);
 

@@ -25,14 +25,14 @@ public:
 
     void run() const {
         Session session;
-        const auto device = session.openDevice(input_, {{"Ondrix::Blit::VS_Main", ShaderType::vertexShader},
-                                                        {"Ondrix::Blit::FS_Main", ShaderType::fragmentShader},
-                                                        {"Ondrix::Blit::CS_Main", ShaderType::computeShader}});
+        const auto device = session.openDevice(input_);
         const auto picture = session.loadPicture(input_);
         const auto output = session.makeOutput(size_, output_);
-        const auto effect = BlitEffect::create(device, picture, output, pass_, MTLPixelFormat::bgra8Unorm);
-        session.run(*effect, output_);
-        session.savePicture(*output, output_);
+        const auto effect = orFail(input_, [&](NSError* error) {
+            return BlitEffect::create(device, picture, output, pass_, MTLPixelFormat::bgra8Unorm, error);
+        });
+        tools::run(*effect, output_);
+        writePicture(output_, pixelsOf(*output, output_));
     }
 
 private:

@@ -19,10 +19,10 @@ public:
     void run() const {
         Session session;
         FrameInput input(input_);
-        const auto device = session.openDevice(input_, {});
-        FrameTexture texture(session, device, input_);
+        const auto device = session.openDevice(input_);
+        FrameTexture texture(device, input_);
         texture.show(input.frameAt(seconds_));
-        session.savePicture(*texture.texture(), output_);
+        writePicture(output_, pixelsOf(*texture.texture(), output_));
     }
 
 private:

@@ -4,6 +4,7 @@
 #include <system_error>
 
 #include <ondrix/conversion/MetalTextureConverter.h>
+#include <ondrix/platform/corevideo/PixelBufferLock.h>
 
 #include "CommandLine.h"
 #include "tools/system/Failure.h"
@@ -43,15 +44,11 @@ public:
 
     void run() const {
         Session session;
-        const auto device = session.openDevice(input_, {{"Ondrix::YUVtoRGB::CS_Main", ShaderType::computeShader}});
+        const auto device = session.openDevice(input_);
         const auto frame = readFrame();
-        const auto texture = device->textureConverter()->texture(frame);
-        if (texture == nullptr) session.fail(input_, "the frame could not be converted");
-
-        const std::uint64_t bytesPerRow = texture->width() * 4;
-        std::vector<std::uint8_t> pixels(bytesPerRow * texture->height());
-        texture->getBytes(pixels.data(), bytesPerRow, MTLRegionMake2D(0, 0, texture->width(), texture->height()), 0);
-        writePicture(output_, {pixels.data(), size_.width, size_.height, static_cast<std::int64_t>(bytesPerRow)});
+        const auto picture = device->makeTexture(
+            orFail(input_, [&](NSError* error) { return device->textureConverter()->texture(frame, error); }));
+        writePicture(output_, pixelsOf(*picture, output_));
     }
 
 private:
@@ -75,16 +72,14 @@ private:
         std::shared_ptr<CVPixelBuffer> frame;
         if (CVPixelBufferCreate(size_.width, size_.height, format_, nullptr, &frame) != kCVReturnSuccess)
             throw Failure(input_, "no memory for a frame of " + description(size_));
-        const LockedPixels lock(*frame);
+        const PixelBufferLock pixels(frame);
         const auto rowBytes = static_cast<std::size_t>(size_.width);
         for (const std::int64_t plane : {0, 1}) {
-            auto* row = static_cast<std::uint8_t*>(CVPixelBufferGetBaseAddressOfPlane(*frame, plane));
-            for (std::int64_t y = 0; y < CVPixelBufferGetHeightOfPlane(*frame, plane); ++y) {
+            for (std::int64_t y = 0; y < pixels.height(plane); ++y) {
                 errno = 0;
-                if (std::fread(row, 1, rowBytes, file.get()) != rowBytes)
+                if (std::fread(pixels.row(y, plane), 1, rowBytes, file.get()) != rowBytes)
                     throw Failure(input_, std::ferror(file.get()) ? std::generic_category().message(errno)
                                                                   : expectation(size_) + ", the file has fewer");
-                row += CVPixelBufferGetBytesPerRowOfPlane(*frame, plane);
             }
         }
         if (std::fgetc(file.get()) != EOF) throw Failure(input_, expectation(size_) + ", the file has more");

@@ -64,7 +64,7 @@ public:
         const Interruption interruption;
         Session session;
         const auto input = PlayInput::open(input_);
-        const auto device = session.openDevice(input_, presentationFunctions);
+        const auto device = session.openDevice(input_);
         Playback playback(session, *input, interruption, presentation_, input_);
 
         std::optional<EffectChain> chain;

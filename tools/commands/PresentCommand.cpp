@@ -16,12 +16,12 @@ public:
 
     void run() const {
         Session session;
-        session.openDevice(input_, presentationFunctions);
+        session.openDevice(input_);
         const auto picture = session.loadPicture(input_);
         EffectChain chain(session, effects_, size_, output_);
-        Presentation(session, picture, chain.input(), MTLPixelFormat::bgra8Unorm, presentation_, output_).draw();
+        Presentation(session, picture, chain.input(), MTLPixelFormat::bgra8Unorm, presentation_, input_).draw();
         chain.run();
-        session.savePicture(*chain.output(), output_);
+        writePicture(output_, pixelsOf(*chain.output(), output_));
     }
 
 private:

@@ -1,8 +1,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include <ondrix/conversion/MetalTextureConverter.h>
-
 #include "CommandLine.h"
 #include "tools/system/Failure.h"
 #include "tools/video/FrameInput.h"
@@ -39,13 +37,12 @@ public:
         if (bytesPerRow * cell.height * rows_ > largestSheet)
             throw CLI::ValidationError("--size", "the sheet is too large");
 
-        const auto device = session.openDevice(input_, presentationFunctions);
-        const auto converter = device->textureConverter();
-        FrameTexture texture(session, device, input_);
+        const auto device = session.openDevice(input_);
+        FrameTexture texture(device, input_);
         const auto drawn = session.makeOutput(cell, output_);
         Presentation presentation(session, texture.texture(), drawn, MTLPixelFormat::bgra8Unorm, {}, input_);
-        const auto pool = converter->makePixelBufferPool(cell.width, cell.height, kCVPixelFormatType_32BGRA);
-        std::vector<std::uint8_t> sheet(static_cast<std::size_t>(bytesPerRow * cell.height * rows_));
+        Pixels sheet{MTLPixelFormat::bgra8Unorm, cell.width * columns_, cell.height * rows_, bytesPerRow, {}};
+        sheet.bytes.resize(static_cast<std::size_t>(bytesPerRow * sheet.height));
 
         const int count = columns_ * rows_;
         for (int index = 0; index < count; ++index) {
@@ -53,18 +50,15 @@ public:
             // among them.
             texture.show(input.frameAt(CMTimeGetSeconds(movie.duration) * (index + 0.5) / count));
             presentation.draw();
-            const auto pixels = pool != nullptr ? converter->makePixelBuffer(*drawn, *pool) : nullptr;
-            if (pixels == nullptr) session.fail(output_, "the pixels could not be read back");
-            const LockedPixels lock(*pixels);
-            const auto* from = static_cast<const std::uint8_t*>(CVPixelBufferGetBaseAddress(*pixels));
-            std::uint8_t* to = sheet.data() + index / columns_ * cell.height * bytesPerRow +
-                               index % columns_ * cell.width * bytesPerPixel;
+            const Pixels pixels = pixelsOf(*drawn, output_);
+            std::byte* to = sheet.bytes.data() + index / columns_ * cell.height * bytesPerRow +
+                            index % columns_ * pixels.bytesPerRow;
             for (std::int64_t row = 0; row < cell.height; ++row) {
-                std::memcpy(to + row * bytesPerRow, from + row * CVPixelBufferGetBytesPerRow(*pixels),
-                            static_cast<std::size_t>(cell.width * bytesPerPixel));
+                std::memcpy(to + row * bytesPerRow, pixels.bytes.data() + row * pixels.bytesPerRow,
+                            static_cast<std::size_t>(pixels.bytesPerRow));
             }
         }
-        writePicture(output_, {sheet.data(), cell.width * columns_, cell.height * rows_, bytesPerRow});
+        writePicture(output_, std::move(sheet));
     }
 
 private:

@@ -53,9 +53,9 @@ public:
         Session session;
         FrameInput input(input_);
         const MovieInformation& movie = input.information();
-        const auto device = session.openDevice(input_, presentationFunctions);
+        const auto device = session.openDevice(input_);
         const PictureSize size = outputSize(movie);
-        FrameTexture texture(session, device, input_);
+        FrameTexture texture(device, input_);
         EffectChain chain(session, effects_, size, output_);
         Presentation presentation(session, texture.texture(), chain.input(), MTLPixelFormat::bgra8Unorm, presentation_,
                                   input_);
@@ -80,7 +80,7 @@ public:
         const auto writer = MovieWriter::create(URL(file.path()), settings, &error);
         if (writer == nullptr) throw Failure(output_, error.localizedDescription());
 
-        VideoJob job({session, input, texture, presentation, chain, *device->textureConverter(), *writer, output_});
+        VideoJob job({input, texture, presentation, chain, *device->textureConverter(), *writer, output_});
         Progress progress(progress_, movie);
         const auto result = job.run(interruption, progress);
         file.keep();

@@ -8,6 +8,8 @@
 #include <ondrix/effects/LookUpTable.h>
 #endif
 
+#include <ondrix/core/Failure.h>
+
 #include "tools/system/Failure.h"
 
 namespace ondrix::tools {
@@ -37,14 +39,17 @@ std::vector<std::shared_ptr<Pass>> makeEffectPasses(Session& session, const std:
                                                     const std::shared_ptr<Texture>& second, const std::string& file) {
     if (requests.empty()) return {};
     const auto& device = first->device();
-    const auto library = effects::makeEffectLibrary(*device);
-    if (library == nullptr) session.fail(file, "the library of effects can't be opened");
+    const auto library = orFail(file, [&](NSError* error) {
+        return ondrix::Failure::toldTo(error, [&] { return effects::makeEffectLibrary(*device); });
+    });
 
     std::vector<std::shared_ptr<Pass>> passes;
     auto input = first, output = second;
     for (const EffectRequest& request : requests) {
-        auto pass = request.effect->make(device, *library, input, output);
-        if (pass == nullptr) session.fail(file, "no effect " + std::string(request.effect->name));
+        auto pass = orFail(file, [&](NSError* error) {
+            return ondrix::Failure::toldTo(error,
+                                           [&] { return request.effect->make(device, *library, input, output); });
+        });
         for (const auto& setting : request.settings)
             pass->set(std::string(setting.parameter->name), valueOf(setting, session));
         passes.push_back(std::move(pass));
@@ -69,7 +74,7 @@ EffectChain::EffectChain(Session& session, const std::vector<EffectRequest>& req
       file_(std::move(file)),
       textures_{session.makeOutput(size, file_), session.makeOutput(size, file_)},
       passes_(makeEffectPasses(session, requests, textures_[0], textures_[1], file_)),
-      effects_(Effect::create(textures_[0]->device())) {
+      effects_(orFail(file_, [&](NSError* error) { return Effect::create(textures_[0]->device(), error); })) {
     for (std::size_t index = 0; index < passes_.size(); ++index) effects_->add(passes_[index], std::to_string(index));
 }
 
@@ -80,7 +85,7 @@ const std::shared_ptr<Texture>& EffectChain::output() const noexcept {
 void EffectChain::setFunction(const LibraryOptions& options, const std::filesystem::path& folder) {
     const std::size_t last = passes_.size() % 2;
     auto function = session_.makeFunctionEffect(options, folder, textures_[last], textures_[1 - last]);
-    session_.run(*function, options.library);
+    tools::run(*function, options.library);
     function_ = std::move(function);
     library_ = options.library;
 }
@@ -88,8 +93,7 @@ void EffectChain::setFunction(const LibraryOptions& options, const std::filesyst
 void EffectChain::resize(PictureSize size) {
     if (textures_[0]->width() == size.width && textures_[0]->height() == size.height) return;
     for (const auto& texture : textures_) {
-        if (!texture->resize(size.width, size.height))
-            session_.fail(file_, "no memory for a picture of " + description(size));
+        orFail(file_, [&](NSError* error) { return texture->resize({size.width, size.height}, error); });
     }
     for (const auto& pass : passes_) {
         pass->sourceResolutionDidChange(size.width, size.height);
@@ -98,8 +102,8 @@ void EffectChain::resize(PictureSize size) {
 }
 
 void EffectChain::run() {
-    if (!passes_.empty()) session_.run(*effects_, file_);
-    if (function_ != nullptr) session_.run(*function_, library_);
+    if (!passes_.empty()) tools::run(*effects_, file_);
+    if (function_ != nullptr) tools::run(*function_, library_);
 }
 
 }  // namespace ondrix::tools

@@ -10,24 +10,19 @@
 namespace ondrix::tools {
 namespace {
 
-bool isOpaque(const BGRAPixels& pixels) {
-    for (std::int64_t y = 0; y < pixels.height; ++y) {
-        const std::uint8_t* const row = pixels.bytes + y * pixels.bytesPerRow;
-        std::uint8_t alpha = 255;
-        for (std::int64_t x = 0; x < pixels.width; ++x) alpha &= row[4 * x + 3];
-        if (alpha != 255) return false;
-    }
-    return true;
+bool isOpaque(const Pixels& pixels) {
+    std::byte alpha{255};
+    for (std::size_t at = 3; at < pixels.bytes.size(); at += 4) alpha &= pixels.bytes[at];
+    return alpha == std::byte{255};
 }
 
-/// Closes the gaps that the alpha bytes leave, row by row in place.
-void dropAlpha(const BGRAPixels& pixels) {
-    for (std::int64_t y = 0; y < pixels.height; ++y) {
-        std::uint8_t* const row = pixels.bytes + y * pixels.bytesPerRow;
-        for (std::int64_t x = 0; x < pixels.width; ++x) {
-            for (std::int64_t channel = 0; channel < 3; ++channel) row[3 * x + channel] = row[4 * x + channel];
-        }
+/// Closes the gaps that the alpha bytes leave.
+void dropAlpha(Pixels& pixels) {
+    auto to = pixels.bytes.begin();
+    for (auto from = to; from != pixels.bytes.end(); from += 4) {
+        for (int channel = 0; channel < 3; ++channel) *to++ = from[channel];
     }
+    pixels.bytesPerRow = 3 * pixels.width;
 }
 
 }  // namespace
@@ -36,7 +31,7 @@ std::string description(PictureSize size) {
     return std::to_string(size.width) + "x" + std::to_string(size.height);
 }
 
-void writePicture(const std::string& path, const BGRAPixels& pixels) {
+void writePicture(const std::string& path, Pixels pixels) {
     OutputFile file(path);
 
     png_image image{};
@@ -50,7 +45,7 @@ void writePicture(const std::string& path, const BGRAPixels& pixels) {
     }
     errno = 0;
     const auto stride = static_cast<png_int_32>(pixels.bytesPerRow);
-    const int written = png_image_write_to_stdio(&image, file.stream(), 0, pixels.bytes, stride, nullptr);
+    const int written = png_image_write_to_stdio(&image, file.stream(), 0, pixels.bytes.data(), stride, nullptr);
     const std::string reason = image.message;
     png_image_free(&image);
     if (written == 0) file.failWithSystemError(reason);

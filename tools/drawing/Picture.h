@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include <ondrix/platform/corevideo/CVPixelBuffer.h>
+#include <ondrix/resources/Pixels.h>
 
 namespace ondrix::tools {
 
@@ -20,28 +20,8 @@ struct PictureSize {
 /// "640x480"
 [[nodiscard]] std::string description(PictureSize size);
 
-/// Gives access to a pixel buffer's bytes as long as it lives.
-class LockedPixels {
-public:
-    explicit LockedPixels(CVPixelBuffer& buffer) : buffer_(buffer) { CVPixelBufferLockBaseAddress(buffer_, 0); }
-    ~LockedPixels() { CVPixelBufferUnlockBaseAddress(buffer_, 0); }
-    LockedPixels(const LockedPixels&) = delete;
-    LockedPixels& operator=(const LockedPixels&) = delete;
-
-private:
-    CVPixelBuffer& buffer_;
-};
-
-/// Pixels in memory, four bytes each: blue, green, red, alpha, not premultiplied. Owned by somebody else.
-struct BGRAPixels {
-    std::uint8_t* bytes = nullptr;
-    std::int64_t width = 0;
-    std::int64_t height = 0;
-    std::int64_t bytesPerRow = 0;
-};
-
-/// Writes a PNG file of 8 bits a channel, without an alpha channel when every pixel is opaque. The pixels are undefined
-/// afterwards. Throws `Failure` and leaves no file when that can't be done.
-void writePicture(const std::string& path, const BGRAPixels& pixels);
+/// Writes a PNG file of 8 bits a channel, without an alpha channel when every pixel is opaque. The pixels are
+/// bgra8Unorm, not premultiplied. Throws `Failure` and leaves no file when that can't be done.
+void writePicture(const std::string& path, Pixels pixels);
 
 }  // namespace ondrix::tools

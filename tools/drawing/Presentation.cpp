@@ -19,30 +19,30 @@ void Presentation::prepare() {
     const bool turns = options_.isQuarterTurn() && options_.mode != ContentMode::scaleToFill;
     const PictureSize turnedSize{input_->height(), input_->width()};
     if (place_ != nullptr) {
-        if (turns && !turned_->resize(turnedSize.width, turnedSize.height))
-            session_.fail(file_, "no memory for a picture of " + description(turnedSize));
+        if (turns)
+            orFail(file_, [&](NSError* error) {
+                return turned_->resize({turnedSize.width, turnedSize.height}, error);
+            });
         return;
     }
     if (turns) {
         turned_ = session_.makeOutput(turnedSize, file_);
-        turn_ = PresentTextureEffect::create(device, input_, turned_, MTLPixelFormat::bgra8Unorm,
-                                             ContentMode::scaleToFill, options_.rotation, false);
+        turn_ = orFail(file_, [&](NSError* error) {
+            return PresentTextureEffect::create(device, input_, turned_, MTLPixelFormat::bgra8Unorm,
+                                                ContentMode::scaleToFill, options_.rotation, false, error);
+        });
     }
-    place_ = PresentTextureEffect::create(device, turns ? turned_ : input_, output_, outputPixelFormat_, options_.mode,
-                                          turns ? ImageRotation::degrees0 : options_.rotation, options_.flip);
+    place_ = orFail(file_, [&](NSError* error) {
+        return PresentTextureEffect::create(device, turns ? turned_ : input_, output_, outputPixelFormat_,
+                                            options_.mode, turns ? ImageRotation::degrees0 : options_.rotation,
+                                            options_.flip, error);
+    });
 }
 
-void Presentation::draw() {
+void Presentation::draw(std::shared_ptr<MTLDrawable> drawable) {
     prepare();
-    if (turn_ != nullptr) session_.run(*turn_, file_);
-    session_.run(*place_, file_);
-}
-
-void Presentation::draw(std::shared_ptr<MTLDrawable> present) {
-    prepare();
-    place_->setShouldWaitForCompletion(true);
-    if ((turn_ != nullptr && !turn_->apply(nullptr)) || !place_->apply(std::move(present)))
-        session_.fail(file_, "the picture could not be drawn");
+    if (turn_ != nullptr) run(*turn_, file_);
+    run(*place_, file_, std::move(drawable));
 }
 
 }  // namespace ondrix::tools

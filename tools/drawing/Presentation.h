@@ -1,6 +1,5 @@
 #pragma once
 
-#include <initializer_list>
 #include <memory>
 #include <string>
 
@@ -24,11 +23,6 @@ struct PresentationOptions {
     }
 };
 
-/// What `Session::openDevice` must find for a `Presentation`.
-inline constexpr std::initializer_list<FrameworkFunction> presentationFunctions{
-    {"Ondrix::PresentTexture::VS_Main", ShaderType::vertexShader},
-    {"Ondrix::PresentTexture::FS_Main", ShaderType::fragmentShader}};
-
 /// Draws one texture into another, again and again, while both may change their sizes. A quarter turn never distorts
 /// the picture unless the mode does. Failures are put down to `file`.
 class Presentation {
@@ -37,10 +31,8 @@ public:
     Presentation(Session& session, std::shared_ptr<Texture> input, std::shared_ptr<Texture> output,
                  MTLPixelFormat outputPixelFormat, PresentationOptions options, std::string file);
 
-    /// Draws the input's present image and waits for the end.
-    void draw();
-    /// The same, after which the device shows `present`.
-    void draw(std::shared_ptr<MTLDrawable> present);
+    /// Draws the input's present image and waits for the end; then the device shows `drawable` if it isn't null.
+    void draw(std::shared_ptr<MTLDrawable> drawable = nullptr);
 
 private:
     /// Makes the effects at the first drawing, and gives the turned picture the input's size.

@@ -1,27 +1,18 @@
 #pragma once
 
 #include <filesystem>
-#include <initializer_list>
 #include <memory>
-#include <mutex>
 #include <string>
-#include <vector>
 
 #include <ondrix/core/Device.h>
 #include <ondrix/passes/Effect.h>
-#include <ondrix/platform/os/Logger.h>
+#include <ondrix/resources/Pixels.h>
 #include <ondrix/resources/Texture.h>
-#include <ondrix/types/ShaderType.h>
 
 #include "Picture.h"
+#include "tools/system/Failure.h"
 
 namespace ondrix::tools {
-
-/// A GPU function that the framework looks up in its own library.
-struct FrameworkFunction {
-    const char* name;
-    ShaderType type;
-};
 
 /// A compute function of the user's own, which reads texture 0 and writes texture 1.
 struct LibraryOptions {
@@ -30,19 +21,25 @@ struct LibraryOptions {
     bool watch = false;    ///< to be built again whenever the source is saved
 };
 
-/// One command's use of the framework. While it lives it receives what the framework logs, and every operation that
-/// fails throws one `Failure` with those messages as its reason. One at a time.
+/// The result of an operation of the framework, which is given an `NSError*`. A `Failure` with `file` as its subject
+/// where the result is null, false or absent.
+template <class Operation>
+auto orFail(const std::string& file, Operation&& operation) {
+    NSError error;
+    auto result = operation(&error);
+    if (!result) throw Failure(file, error.localizedDescription());
+    return result;
+}
+
+/// One command's use of the framework. What fails throws a `Failure` with the framework's reason, put down to the file
+/// that the operation is given.
 class Session {
 public:
+    /// Nothing is logged from now on but what a validation finds: failures tell their reasons themselves.
     Session();
-    ~Session();
-    Session(const Session&) = delete;
-    Session& operator=(const Session&) = delete;
 
-    /// The default device, once it and `functions` are known to be there: the ready-made passes end the process
-    /// without them. A failure is put down to `file`, which the user wanted to use.
-    std::shared_ptr<Device> openDevice(const std::string& file, std::initializer_list<FrameworkFunction> functions);
-
+    /// The default device, which everything else needs.
+    std::shared_ptr<Device> openDevice(const std::string& file);
     /// The picture in a file, its colours as they are stored.
     std::shared_ptr<Texture> loadPicture(const std::string& file);
     /// A texture that is drawn to or written by a compute function, and then read.
@@ -52,23 +49,17 @@ public:
     std::shared_ptr<Effect> makeFunctionEffect(const LibraryOptions& options, const std::filesystem::path& folder,
                                                const std::shared_ptr<Texture>& from,
                                                const std::shared_ptr<Texture>& to);
-    /// Runs an effect to its end. What goes wrong on the device is a failure put down to `file`.
-    void run(Effect& effect, const std::string& file);
-    /// Writes the texture to a PNG file.
-    void savePicture(Texture& texture, const std::string& file);
-
-    /// Stops with what was logged since the last call as the reason, or with `otherwise` when nothing was.
-    [[noreturn]] void fail(const std::string& file, const std::string& otherwise);
 
 private:
     /// The name of the library's compute function, when it has no other.
     std::string onlyFunction(const LibraryOptions& options, const std::filesystem::path& folder);
-    std::string takeMessages();
 
     std::shared_ptr<Device> device_;
-    os::LogSink previousSink_;
-    std::mutex mutex_;  ///< guards `messages_`: the framework logs from several threads
-    std::vector<std::string> messages_;
 };
+
+/// Runs an effect to the end of its work on the GPU, and then shows `present` if it isn't null.
+void run(Effect& effect, const std::string& file, std::shared_ptr<MTLDrawable> present = nullptr);
+/// The texture's present pixels, for which it needs the format bgra8Unorm.
+[[nodiscard]] Pixels pixelsOf(const Texture& texture, const std::string& file);
 
 }  // namespace ondrix::tools

@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <utility>
 
+#include <ondrix/core/Failure.h>
+
 #include "tools/system/Failure.h"
 
 namespace ondrix::tools {
@@ -71,9 +73,8 @@ void FrameInput::cancel() {
     if (reader_ != nullptr) reader_->cancel();
 }
 
-FrameTexture::FrameTexture(Session& session, const std::shared_ptr<Device>& device, std::string file)
-    : session_(session),
-      file_(std::move(file)),
+FrameTexture::FrameTexture(const std::shared_ptr<Device>& device, std::string file)
+    : file_(std::move(file)),
       source_(CMSampleBufferFrameSource::create()),
       texture_(device->makeVideoTexture([this](VideoTexture&) { converted_ = true; })) {
     texture_->set(source_);
@@ -84,9 +85,13 @@ FrameTexture::~FrameTexture() {
 }
 
 void FrameTexture::show(const std::shared_ptr<CMSampleBuffer>& frame) {
-    converted_ = false;
-    source_->processFrame(frame);
-    if (!converted_) session_.fail(file_, "a frame can't be converted");
+    orFail(file_, [&](NSError* error) {
+        return ondrix::Failure::toldTo(error, [&] {
+            converted_ = false;
+            source_->processFrame(frame);
+            return converted_;
+        });
+    });
 }
 
 }  // namespace ondrix::tools

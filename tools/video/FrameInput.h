@@ -44,7 +44,7 @@ private:
 /// A texture that shows one frame after the other. Failures are put down to `file`.
 class FrameTexture {
 public:
-    FrameTexture(Session& session, const std::shared_ptr<Device>& device, std::string file);
+    FrameTexture(const std::shared_ptr<Device>& device, std::string file);
     ~FrameTexture();
     FrameTexture(const FrameTexture&) = delete;
     FrameTexture& operator=(const FrameTexture&) = delete;
@@ -54,7 +54,6 @@ public:
     void show(const std::shared_ptr<CMSampleBuffer>& frame);
 
 private:
-    Session& session_;
     const std::string file_;
     bool converted_ = false;
     std::shared_ptr<CMSampleBufferFrameSource> source_;

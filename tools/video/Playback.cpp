@@ -60,7 +60,7 @@ void Playback::setOnUpdate(double period, std::function<void(const PlaybackFigur
 PlaybackFigures Playback::run(const std::shared_ptr<MTKView>& view, double seconds, bool stopsAtEnd) {
     addStep([this] { profiler_->onEnded(present); });
 
-    const auto device = session_.openDevice(file_, {});
+    const auto device = session_.openDevice(file_);
     view_ = view;
     viewTexture_ = device->makeRenderViewTexture(view);
     videoTexture_ = device->makeVideoTexture([this](VideoTexture&) {
@@ -132,11 +132,12 @@ void Playback::drawThroughChain(std::shared_ptr<MTLDrawable> drawable) {
     chain_->run();
     if (copied_ != chain_->output()) {
         copied_ = chain_->output();
-        copy_ = PresentTextureEffect::create(copied_->device(), copied_, viewTexture_, view_->colorPixelFormat(),
-                                             ContentMode::scaleToFill, ImageRotation::degrees0, false);
-        copy_->setShouldWaitForCompletion(true);
+        copy_ = orFail(file_, [&](NSError* error) {
+            return PresentTextureEffect::create(copied_->device(), copied_, viewTexture_, view_->colorPixelFormat(),
+                                                ContentMode::scaleToFill, ImageRotation::degrees0, false, error);
+        });
     }
-    if (!copy_->apply(std::move(drawable))) session_.fail(file_, "the picture could not be shown");
+    tools::run(*copy_, file_, std::move(drawable));
 }
 
 void Playback::update() {

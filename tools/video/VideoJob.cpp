@@ -32,8 +32,9 @@ VideoJob::~VideoJob() {
 
 VideoJob::Result VideoJob::run(const Interruption& interruption, Progress& progress) {
     const Texture& output = *parts_.chain.output();
-    pool_ = parts_.converter.makePixelBufferPool(output.width(), output.height(), kCVPixelFormatType_32BGRA);
-    if (pool_ == nullptr) parts_.session.fail(parts_.outputName, "no memory for frames");
+    pool_ = orFail(parts_.outputName, [&](NSError* error) {
+        return parts_.converter.makePixelBufferPool(output.width(), output.height(), kCVPixelFormatType_32BGRA, error);
+    });
     Result result;
     decoder_ = std::thread([this] { decode(); });
     encoder_ = std::thread([this] { encode(); });
@@ -94,10 +95,11 @@ VideoJob::Frame VideoJob::process(const Frame& frame) {
     profiler_->onEnded(effect);
 
     profiler_->onStarted(readBack);
-    const auto pixels = parts_.converter.makePixelBuffer(*parts_.chain.output(), *pool_);
-    auto processed = pixels != nullptr ? parts_.converter.makeSampleBuffer(pixels, *frame) : nullptr;
+    auto processed = orFail(parts_.outputName, [&](NSError* error) {
+        auto pixels = parts_.converter.makePixelBuffer(*parts_.chain.output(), *pool_, error);
+        return pixels != nullptr ? parts_.converter.makeSampleBuffer(std::move(pixels), *frame, error) : nullptr;
+    });
     profiler_->onEnded(readBack);
-    if (processed == nullptr) parts_.session.fail(parts_.outputName, "the pixels could not be read back");
     return processed;
 }
 

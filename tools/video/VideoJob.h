@@ -34,7 +34,6 @@ public:
 
     /// What a job works with; held by the caller for the time of `run`.
     struct Parts {
-        Session& session;
         FrameInput& input;
         FrameTexture& texture;       ///< shows the input's frames
         Presentation& presentation;  ///< draws them into the chain's input
