@@ -279,23 +279,14 @@ TEST(Effects, TakeNumbersOfEveryTypeWithinTheirRanges) {
         EXPECT_FALSE(pass->has("no-such-property") || pass->get("no-such-property").has_value());
     }
     const auto pass = EffectRun("gaussian-blur", Picture(2, 2), {}).pass;
-    const std::pair<std::any, float> numbers[] = {
-        {0.3, 0.3f},
-        {0.3L, 0.3f},
-        {static_cast<signed char>(1), 1.0f},
-        {static_cast<unsigned char>(2), 2.0f},
-        {static_cast<short>(3), 3.0f},
-        {static_cast<unsigned short>(4), 4.0f},
-        {5, 5.0f},
-        {6u, 6.0f},
-        {7L, 7.0f},
-        {8UL, 8.0f},
-        {9LL, 9.0f},
-        {10ULL, 10.0f},
-    };
-    for (const auto& [value, expected] : numbers) {
-        pass->set("radius", value);
-        EXPECT_EQ(std::any_cast<float>(pass->get("radius")), expected) << value.type().name();
+    const auto threesOf = []<class... Types>(std::tuple<Types...>) { return std::vector<std::any>{Types(3)...}; };
+    using Numbers = std::tuple<double, long double, signed char, unsigned char, short, unsigned short, int, unsigned,
+                               long, unsigned long, long long, unsigned long long>;
+    for (const std::any& three : threesOf(Numbers())) {
+        pass->set("radius", 0.3);
+        EXPECT_EQ(std::any_cast<float>(pass->get("radius")), 0.3f);
+        pass->set("radius", three);
+        EXPECT_EQ(std::any_cast<float>(pass->get("radius")), 3.0f) << three.type().name();
     }
 }
 
