@@ -18,7 +18,8 @@ int main(int argc, char** argv) {
     if (!device) return fail(argv[0], "there is no device");
     const auto converter = device->textureConverter();
     const auto pool = converter->makePixelBufferPool(640, 360, kCVPixelFormatType_32BGRA);
-    const auto output = device->makeTexture(640, 360, MTLPixelFormat::bgra8Unorm, MTLTextureUsage::unknown);
+    const auto output = device->makeTexture(640, 360, MTLPixelFormat::bgra8Unorm,
+                                            MTLTextureUsage::renderTarget | MTLTextureUsage::shaderRead);
     if (!pool || !output) return fail(argv[0], "no memory for frames");
     NSError error;
     const auto reader = MovieReader::open(URL(argv[1]), MovieFrameFormat::native, &error);
@@ -33,7 +34,9 @@ int main(int argc, char** argv) {
 
     const auto source = CMSampleBufferFrameSource::create();
     const auto video = device->makeVideoTexture(nullptr);
-    const auto effect = BlitEffect::create(device, video, output, PassType::renderPass, MTLPixelFormat::bgra8Unorm);
+    const auto effect =
+        BlitEffect::create(device, video, output, PassType::renderPass, MTLPixelFormat::bgra8Unorm, &error);
+    if (!effect) return fail(argv[0], error.localizedDescription());
     bool isWritten = true;  // the newest frame; the callback isn't called for one that can't be made a texture
     video->setOnFrameAvailable([&](VideoTexture&) {
         const auto pixels = effect->apply(nullptr) ? converter->makePixelBuffer(*output, *pool) : nullptr;

@@ -6,25 +6,17 @@
 //         example-own-memory 640 360 | ffplay -f rawvideo -pixel_format bgra -video_size 640x360 -
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <string>
 #include <vector>
 
 #include <ondrix/Ondrix.h>
-#include <ondrix/platform/corevideo/PixelBufferLock.h>
 
 using namespace ondrix;
 
-namespace {
-
-// Copies between rows of the application, which lie without gaps, and a plane, whose rows have their own distance.
-void copyPlane(const PixelBufferLock& pixels, Int plane, char* rows, std::size_t bytesPerRow, bool toBuffer) {
-    for (Int y = 0; y < pixels.height(plane); ++y, rows += bytesPerRow) {
-        auto* row = pixels.row(y, plane);
-        toBuffer ? std::memcpy(row, rows, bytesPerRow) : std::memcpy(rows, row, bytesPerRow);
-    }
+static int fail(const std::string& reason) {
+    std::fprintf(stderr, "%s\n", reason.c_str());
+    return 1;
 }
-
-}  // namespace
 
 int main(int argc, char** argv) {
     const Int width = argc == 3 ? std::atoi(argv[1]) : 0, height = argc == 3 ? std::atoi(argv[2]) : 0;
@@ -32,46 +24,45 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "usage: %s WIDTH HEIGHT <FRAMES.nv12 >FRAMES.bgra\n", argv[0]);
         return 2;
     }
-    // What fails says why in the log, which is standard error.
+    const Int chromaRow = 2 * ((width + 1) / 2), luma = width * height;
+    std::vector<char> nv12(static_cast<std::size_t>(luma + chromaRow * ((height + 1) / 2)));
+
     const auto device = DeviceManager::shared().defaultDevice();
-    if (!device) return 1;
-    const auto converter = device->textureConverter();
-    const auto inputs = converter->makePixelBufferPool(width, height, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange);
-    const auto outputs = converter->makePixelBufferPool(width, height, kCVPixelFormatType_32BGRA);
-    if (!inputs || !outputs) return 1;
-
+    if (!device) return fail("there is no device");
+    NSError error;
     const auto source = CMSampleBufferFrameSource::create();
-    const auto video = device->makeVideoTexture(nullptr);
+    bool isTaken = false;  // not called for a frame that can't be made a texture; the log then says why
+    const auto video = device->makeVideoTexture([&](VideoTexture&) { isTaken = true; });
     video->set(source);  // converts each frame that the source is given
-    const auto mirrored = device->makeTexture(width, height, MTLPixelFormat::bgra8Unorm, MTLTextureUsage::unknown);
-    const auto effect = PresentTextureEffect::create(device, video, mirrored, MTLPixelFormat::bgra8Unorm,
-                                                     ContentMode::scaleToFill, ImageRotation::degrees0, true);
+    constexpr auto format = MTLPixelFormat::bgra8Unorm;
+    const auto mirrored = device->makeTexture(width, height, format, MTLTextureUsage::renderTarget, &error);
+    const auto effect = mirrored
+                            ? PresentTextureEffect::create(device, video, mirrored, format, ContentMode::scaleToFill,
+                                                           ImageRotation::degrees0, true, &error)
+                            : nullptr;
+    if (!effect) return fail(error.localizedDescription());
 
-    const auto lumaRow = static_cast<std::size_t>(width), chromaRow = 2 * ((lumaRow + 1) / 2);
-    const std::size_t luma = lumaRow * static_cast<std::size_t>(height);
-    std::vector<char> nv12(luma + chromaRow * ((static_cast<std::size_t>(height) + 1) / 2)), bgra(4 * luma);
     while (const std::size_t count = std::fread(nv12.data(), 1, nv12.size(), stdin)) {
-        if (count != nv12.size()) {
-            std::fprintf(stderr, "the last frame is cut off\n");
-            return 1;
-        }
-        std::shared_ptr<CVPixelBuffer> frame;  // goes back to its pool when nobody holds it
-        if (CVPixelBufferPoolCreatePixelBuffer(*inputs, &frame) != kCVReturnSuccess) return 1;
-        {
-            const PixelBufferLock pixels(*frame);
-            copyPlane(pixels, 0, nv12.data(), lumaRow, true);
-            copyPlane(pixels, 1, nv12.data() + luma, chromaRow, true);
-        }
-        std::shared_ptr<CMFormatDescription> format;
+        if (count != nv12.size()) return fail("the last frame is cut off");
+        // Lies around the bytes, which aren't copied. They may change when the frame is converted, which the source
+        // waits for.
+        const std::vector<CVPixelBufferPlane> planes{{nv12.data(), width}, {nv12.data() + luma, chromaRow}};
+        std::shared_ptr<CVPixelBuffer> frame;
+        std::shared_ptr<CMFormatDescription> description;
         std::shared_ptr<CMSampleBuffer> sample;
-        CMVideoFormatDescriptionCreateForImageBuffer(frame, &format);
-        if (CMSampleBufferCreateReadyWithImageBuffer(frame, format, {}, &sample) != 0) return 1;
+        if (CVPixelBufferCreateWithPlanarBytes(width, height, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange, planes,
+                                               nullptr, &frame) != kCVReturnSuccess ||
+            CMVideoFormatDescriptionCreateForImageBuffer(frame, &description) != noErr ||
+            CMSampleBufferCreateReadyWithImageBuffer(frame, description, {}, &sample) != noErr)
+            return fail("no frame can be made of the bytes");
+        isTaken = false;
         source->processFrame(sample);
+        if (!isTaken) return fail("the frame can't be converted");
 
-        const auto result = effect->apply(nullptr) ? converter->makePixelBuffer(*mirrored, *outputs) : nullptr;
-        if (!result) return 1;
-        copyPlane(PixelBufferLock(result, kCVPixelBufferLock_ReadOnly), 0, bgra.data(), 4 * lumaRow, false);
-        if (std::fwrite(bgra.data(), 1, bgra.size(), stdout) != bgra.size()) return 1;
+        const auto bgra = effect->applyAndWait(&error) ? readPixels(*mirrored, &error) : std::nullopt;
+        if (!bgra) return fail(error.localizedDescription());
+        if (std::fwrite(bgra->bytes.data(), 1, bgra->bytes.size(), stdout) != bgra->bytes.size())
+            return fail("standard output can't be written");
     }
-    return std::fflush(stdout) == 0 ? 0 : 1;
+    return std::fflush(stdout) == 0 ? 0 : fail("standard output can't be written");
 }

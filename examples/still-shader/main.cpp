@@ -14,21 +14,18 @@ using namespace ondrix;
 
 namespace {
 
-// Writes the pixels of a texture to a file in the simplest of formats, PPM.
-bool save(Texture& picture, const char* file) {
-    const auto converter = picture.device()->textureConverter();
-    const auto pool = converter->makePixelBufferPool(picture.width(), picture.height(), kCVPixelFormatType_32BGRA);
-    const auto pixels = pool ? converter->makePixelBuffer(picture, *pool) : nullptr;  // waits for the work before it
-    if (!pixels) return false;
+int fail(const char* what, const NSError& reason) {
+    std::fprintf(stderr, "%s: %s\n", what, reason.localizedDescription().c_str());
+    return 1;
+}
+
+// Writes a picture in BGRA to a file in the simplest of formats, PPM.
+bool save(const Pixels& picture, const char* file) {
     std::ofstream output(file, std::ios::binary);
-    output << "P6 " << picture.width() << ' ' << picture.height() << " 255\n";
-    CVPixelBufferLockBaseAddress(*pixels, kCVPixelBufferLock_ReadOnly);
-    const auto* row = static_cast<const char*>(CVPixelBufferGetBaseAddress(*pixels));
-    for (Int y = 0; y < picture.height(); ++y, row += CVPixelBufferGetBytesPerRow(*pixels)) {
-        for (const char* bgra = row; bgra < row + 4 * picture.width(); bgra += 4)
-            output.put(bgra[2]).put(bgra[1]).put(bgra[0]);
-    }
-    CVPixelBufferUnlockBaseAddress(*pixels, kCVPixelBufferLock_ReadOnly);
+    output << "P6 " << picture.width << ' ' << picture.height << " 255\n";
+    const auto* bytes = reinterpret_cast<const char*>(picture.bytes.data());
+    for (const char* bgra = bytes; bgra < bytes + picture.bytes.size(); bgra += 4)
+        output.put(bgra[2]).put(bgra[1]).put(bgra[0]);
     return output.flush().good();
 }
 
@@ -39,24 +36,30 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "usage: %s PICTURE OUTPUT.ppm GAIN\n", argv[0]);
         return 2;
     }
-    // What fails says why in the log, which is standard error.
     const auto device = DeviceManager::shared().defaultDevice();
-    const auto picture = device ? device->makeTexture(URL(argv[1]), false) : nullptr;
-    const auto library = picture ? device->makeDefaultShaderLibrary() : nullptr;  // lies in this program's bundle
-    const auto shader = library ? library->makeShader("Example::Gain", ShaderType::computeShader) : nullptr;
-    if (!shader) return 1;
-    const auto output = device->makeTexture(picture->size(), MTLPixelFormat::bgra8Unorm, MTLTextureUsage::unknown);
+    if (!device) return fail(argv[0], NSError("there is no device"));
+    NSError error;
+    const auto picture = device->makeTexture(URL(argv[1]), false, &error);
+    if (!picture) return fail(argv[1], error);
+    const auto library = device->makeDefaultShaderLibrary(&error);  // lies in this program's bundle
+    const auto shader = library ? library->makeShader("Example::Gain", ShaderType::computeShader, &error) : nullptr;
+    if (!shader) return fail("Example::Gain", error);
 
     const Settings settings{std::strtof(argv[3], nullptr)};
+    const auto constants = device->makeConstantBuffer(&settings, sizeof settings, &error);
+    const auto output = constants ? device->makeTexture(picture->size(), MTLPixelFormat::bgra8Unorm,
+                                                        MTLTextureUsage::shaderWrite, &error)
+                                  : nullptr;
+    if (!output) return fail(argv[1], error);
     shader->setShaderResource(picture, 0);  // the slots are those of the function's parameters
     shader->setShaderResource(output, 1);
-    shader->setShaderResource(device->makeConstantBuffer(&settings, sizeof settings), 0);
+    shader->setShaderResource(constants, 0);
 
-    const auto effect = Effect::create(device);  // passes run in the order in which they are added
-    effect->add(ComputePass::create(device, shader, output), "gain");
-    if (!effect->apply(nullptr)) return 1;
-    if (!save(*output, argv[2])) {
-        std::fprintf(stderr, "%s can't be written\n", argv[2]);
-        return 1;
-    }
+    const auto effect = Effect::create(device, &error);  // passes run in the order in which they are added
+    const auto pass = effect ? ComputePass::create(device, shader, output, &error) : nullptr;
+    if (!pass) return fail("Example::Gain", error);
+    effect->add(pass, "gain");
+    const auto pixels = effect->applyAndWait(&error) ? readPixels(*output, &error) : std::nullopt;
+    if (!pixels) return fail("Example::Gain", error);
+    return save(*pixels, argv[2]) ? 0 : fail(argv[2], NSError("the file can't be written"));
 }

@@ -4,14 +4,18 @@
 using namespace ondrix;
 
 int main(int argc, char** argv) {
+    NSError error(argc == 2 ? "there is no device" : "usage: still PICTURE");
+    constexpr auto format = MTLPixelFormat::bgra8Unorm;
     const auto device = DeviceManager::shared().defaultDevice();
-    const auto photo = device && argc == 2 ? device->makeTexture(URL(argv[1]), false) : nullptr;
-    if (!photo) return 1;
-    const auto output = device->makeTexture(320, 200, MTLPixelFormat::bgra8Unorm, MTLTextureUsage::unknown);
-    BlitEffect::create(device, photo, output, PassType::renderPass, MTLPixelFormat::bgra8Unorm)->apply(nullptr);
-    const auto pool = device->textureConverter()->makePixelBufferPool(320, 200, kCVPixelFormatType_32BGRA);
-    const auto pixels = device->textureConverter()->makePixelBuffer(*output, *pool);  // waits for the work before it
-    CVPixelBufferLockBaseAddress(*pixels, kCVPixelBufferLock_ReadOnly);
-    const auto* bgra = static_cast<const unsigned char*>(CVPixelBufferGetBaseAddress(*pixels));
+    const auto photo = device && argc == 2 ? device->makeTexture(URL(argv[1]), false, &error) : nullptr;
+    const auto output = photo ? device->makeTexture(320, 200, format, MTLTextureUsage::renderTarget, &error) : nullptr;
+    const auto scale =
+        output ? BlitEffect::create(device, photo, output, PassType::renderPass, format, &error) : nullptr;
+    const auto pixels = scale && scale->applyAndWait(&error) ? readPixels(*output, &error) : std::nullopt;
+    if (!pixels) {
+        std::fprintf(stderr, "%s\n", error.localizedDescription().c_str());
+        return 1;
+    }
+    const auto* bgra = reinterpret_cast<const unsigned char*>(pixels->bytes.data());
     std::printf("top left: red %d, green %d, blue %d\n", bgra[2], bgra[1], bgra[0]);
 }
