@@ -10,16 +10,23 @@
 
 #include <ondrix/Ondrix.h>
 #include <ondrix/effects/EffectCatalog.h>
-#include <ondrix/platform/avfoundation/AVPlayer.h>
 #include <ondrix/platform/ffmpeg/LiveSource.h>
 #include <ondrix/platform/ffmpeg/MoviePlayerItem.h>
 #include <ondrix/platform/ffmpeg/MovieReader.h>
 #include <ondrix/platform/ffmpeg/MovieWriter.h>
-#include <ondrix/platform/metalkit/HeadlessView.h>
 #include <ondrix/platform/metalkit/MTKTextureLoader.h>
 #include <ondrix/platform/sdl/WindowView.h>
 
 using namespace ondrix;
+
+namespace cv {
+/// Stands for OpenCV's class, which isn't needed to build Ondrix.
+struct Mat {
+    int rows, cols;
+    unsigned char* data;
+    std::size_t step;
+};
+}  // namespace cv
 
 constexpr auto format = MTLPixelFormat::bgra8Unorm;
 
