@@ -1,10 +1,9 @@
 // Runs a PNG or JPEG file through a function of this program's own shader library, which makes it brighter or darker,
-// and saves the result. Functions.cpp is the function, Settings.h its constants.
+// and saves the result as PNG. Functions.cpp is the function, Settings.h its constants.
 //
-//     example-still-shader photo.jpg brighter.ppm 1.5
+//     example-still-shader photo.jpg brighter.png 1.5
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 
 #include <ondrix/Ondrix.h>
 
@@ -12,28 +11,14 @@
 
 using namespace ondrix;
 
-namespace {
-
-int fail(const char* what, const NSError& reason) {
+static int fail(const char* what, const NSError& reason) {
     std::fprintf(stderr, "%s: %s\n", what, reason.localizedDescription().c_str());
     return 1;
 }
 
-// Writes a picture in BGRA to a file in the simplest of formats, PPM.
-bool save(const Pixels& picture, const char* file) {
-    std::ofstream output(file, std::ios::binary);
-    output << "P6 " << picture.width << ' ' << picture.height << " 255\n";
-    const auto* bytes = reinterpret_cast<const char*>(picture.bytes.data());
-    for (const char* bgra = bytes; bgra < bytes + picture.bytes.size(); bgra += 4)
-        output.put(bgra[2]).put(bgra[1]).put(bgra[0]);
-    return output.flush().good();
-}
-
-}  // namespace
-
 int main(int argc, char** argv) {
     if (argc != 4) {
-        std::fprintf(stderr, "usage: %s PICTURE OUTPUT.ppm GAIN\n", argv[0]);
+        std::fprintf(stderr, "usage: %s PICTURE OUTPUT.png GAIN\n", argv[0]);
         return 2;
     }
     const auto device = DeviceManager::shared().defaultDevice();
@@ -59,7 +44,6 @@ int main(int argc, char** argv) {
     const auto pass = effect ? ComputePass::create(device, shader, output, &error) : nullptr;
     if (!pass) return fail("Example::Gain", error);
     effect->add(pass, "gain");
-    const auto pixels = effect->applyAndWait(&error) ? readPixels(*output, &error) : std::nullopt;
-    if (!pixels) return fail("Example::Gain", error);
-    return save(*pixels, argv[2]) ? 0 : fail(argv[2], NSError("the file can't be written"));
+    if (!effect->applyAndWait(&error)) return fail("Example::Gain", error);
+    return savePicture(*output, argv[2], &error) ? 0 : fail(argv[2], error);
 }

@@ -12,7 +12,8 @@ namespace ondrix {
 /// image before the first frame. It holds its source, which it destroys when it gets another one; the source does not
 /// hold it. Frames are taken on the source's delivery thread, and everything else is for that thread, too: what reads
 /// the image, such as an effect, runs there or is kept apart by the application. A '420v' or '420f' frame makes it wait
-/// for the GPU, and its image lasts only until the device's converter converts the next; a frame in BGRA isn't copied.
+/// for the GPU, and its image lasts only until the device's converter converts the next frame of this size, also one of
+/// another video: use it before, copy it, or make a `Device` for each such video. A frame in BGRA isn't copied.
 class VideoTexture : public Texture, public VideoFrameSourceDelegate {
 public:
     /// It may replace itself, change the source, and release or drop the texture.
