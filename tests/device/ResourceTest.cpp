@@ -166,7 +166,8 @@ TEST(Textures, RefuseWhatTheDeviceCannotHold) {
 // Rows without gaps are copied at once, and rows at the same place of a page evict each other.
 TEST(Textures, RowsAreDenseAndSpread) {
     for (const std::uint64_t width : {1u, 16u, 251u, 1008u, 1024u, 2048u, 16384u}) {
-        const auto texture = software::Texture::create({MTLPixelFormat::rgba8Unorm, width, 2});
+        const auto texture = software::Texture::create(std::make_shared<software::RecyclingMemory>(),
+                                                       {MTLPixelFormat::rgba8Unorm, width, 2});
         const auto& view = texture->view();
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(view.bytes) % 64, 0u);
         EXPECT_EQ(view.bytesPerRow % 64, 0) << width;

@@ -95,19 +95,19 @@ std::string Device::name() const {
 
 std::shared_ptr<MTLCommandQueue> Device::makeCommandQueue() {
     try {
-        return std::make_shared<CommandQueue>(executor_);
+        return std::allocate_shared<CommandQueue>(RecyclingAllocator<CommandQueue>(executor_->memory()), executor_);
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
 }
 
 std::shared_ptr<MTLTexture> Device::makeTexture(const MTLTextureDescriptor& descriptor) {
-    return Texture::create(descriptor);
+    return Texture::create(executor_->memory(), descriptor);
 }
 
 std::shared_ptr<MTLTexture> Device::makeTexture(const MTLTextureDescriptor& descriptor,
                                                 std::shared_ptr<IOSurface> iosurface, std::uint64_t plane) {
-    return Texture::create(descriptor, std::move(iosurface), plane);
+    return Texture::create(executor_->memory(), descriptor, std::move(iosurface), plane);
 }
 
 std::shared_ptr<MTLBuffer> Device::makeBuffer(std::int64_t length, MTLResourceOptions) {

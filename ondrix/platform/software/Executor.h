@@ -25,7 +25,7 @@ public:
     /// Returns when the work of `commandBuffer`, which must be committed, is done and its drawables are presented.
     void waitUntilCompleted(CommandBuffer& commandBuffer);
 
-    /// For command buffers and what belongs to them.
+    /// For the device's objects that come and go with every frame.
     [[nodiscard]] const std::shared_ptr<RecyclingMemory>& memory() const noexcept { return memory_; }
     [[nodiscard]] bool validates() const noexcept { return validates_; }
     /// For problems that belong to no pipeline.

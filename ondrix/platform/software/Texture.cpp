@@ -23,22 +23,24 @@ std::uint64_t ownBytesPerRow(std::uint64_t pixelBytes) {
 
 }  // namespace
 
-std::shared_ptr<Texture> Texture::create(const MTLTextureDescriptor& descriptor) {
+std::shared_ptr<Texture> Texture::create(const std::shared_ptr<RecyclingMemory>& memory,
+                                         const MTLTextureDescriptor& descriptor) {
     const auto format = acceptedFormat(descriptor);
     if (!format) return nullptr;
     const std::uint64_t bytesPerRow = ownBytesPerRow(descriptor.width * static_cast<unsigned>(format->bytesPerPixel));
     try {
-        AlignedMemory memory = AlignedMemory::allocate(bytesPerRow * descriptor.height + AlignedMemory::alignment);
-        if (memory.bytes() == nullptr) return nullptr;
-        auto* bytes = reinterpret_cast<std::uint8_t*>(memory.bytes());
-        return std::shared_ptr<Texture>(
-            new Texture(descriptor, format->bytesPerPixel, std::move(memory), nullptr, bytes, bytesPerRow));
+        AlignedMemory pixels = AlignedMemory::allocate(bytesPerRow * descriptor.height + AlignedMemory::alignment);
+        if (pixels.bytes() == nullptr) return nullptr;
+        auto* bytes = reinterpret_cast<std::uint8_t*>(pixels.bytes());
+        return std::allocate_shared<Texture>(RecyclingAllocator<Texture>(memory), descriptor, format->bytesPerPixel,
+                                             std::move(pixels), nullptr, bytes, bytesPerRow);
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
 }
 
-std::shared_ptr<Texture> Texture::create(const MTLTextureDescriptor& descriptor, std::shared_ptr<IOSurface> surface,
+std::shared_ptr<Texture> Texture::create(const std::shared_ptr<RecyclingMemory>& memory,
+                                         const MTLTextureDescriptor& descriptor, std::shared_ptr<IOSurface> surface,
                                          std::uint64_t plane) {
     assert(surface);
     const auto format = acceptedFormat(descriptor);
@@ -52,19 +54,19 @@ std::shared_ptr<Texture> Texture::create(const MTLTextureDescriptor& descriptor,
                       bytesPerRow >= descriptor.width * bytesPerPixel && bytes != nullptr;
     if (!fits) return nullptr;
     try {
-        return std::shared_ptr<Texture>(
-            new Texture(descriptor, format->bytesPerPixel, {}, std::move(surface), bytes, bytesPerRow));
+        return std::allocate_shared<Texture>(RecyclingAllocator<Texture>(memory), descriptor, format->bytesPerPixel,
+                                             AlignedMemory(), std::move(surface), bytes, bytesPerRow);
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
 }
 
-Texture::Texture(const MTLTextureDescriptor& descriptor, int bytesPerPixel, AlignedMemory memory,
+Texture::Texture(const MTLTextureDescriptor& descriptor, int bytesPerPixel, AlignedMemory pixels,
                  std::shared_ptr<IOSurface> surface, std::uint8_t* bytes, std::uint64_t bytesPerRow)
     : format_(descriptor.pixelFormat),
       usage_(descriptor.usage),
       bytesPerPixel_(static_cast<std::uint64_t>(bytesPerPixel)),
-      memory_(std::move(memory)),
+      pixels_(std::move(pixels)),
       surface_(std::move(surface)),
       view_{bytes, static_cast<std::int64_t>(bytesPerRow), static_cast<std::int32_t>(descriptor.width),
             static_cast<std::int32_t>(descriptor.height), static_cast<std::uint32_t>(descriptor.pixelFormat)} {}

@@ -5,6 +5,7 @@
 #include <ondrix/platform/corevideo/IOSurface.h>
 #include <ondrix/platform/metal/MTLTexture.h>
 #include <ondrix/platform/software/AlignedMemory.h>
+#include <ondrix/platform/software/RecyclingMemory.h>
 #include <ondrix/shading/Module.h>
 
 namespace ondrix::software {
@@ -17,12 +18,18 @@ class Texture final : public MTLTexture {
 public:
     static constexpr std::uint64_t maximumSide = 16384;
 
-    /// All pixels zero. Null for an unknown format, a side outside 1 to 16384, or without memory for it.
-    static std::shared_ptr<Texture> create(const MTLTextureDescriptor& descriptor);
+    /// All pixels zero. Null for an unknown format, a side outside 1 to 16384, or without memory for it. The object
+    /// itself lies in `memory`: textures of frames come and go.
+    static std::shared_ptr<Texture> create(const std::shared_ptr<RecyclingMemory>& memory,
+                                           const MTLTextureDescriptor& descriptor);
     /// Aliases plane `plane`. Null, besides the cases above, when the plane doesn't exist or is smaller than the
     /// texture in element size, width, height or bytes per row.
-    static std::shared_ptr<Texture> create(const MTLTextureDescriptor& descriptor, std::shared_ptr<IOSurface> surface,
+    static std::shared_ptr<Texture> create(const std::shared_ptr<RecyclingMemory>& memory,
+                                           const MTLTextureDescriptor& descriptor, std::shared_ptr<IOSurface> surface,
                                            std::uint64_t plane);
+    /// What `create` calls when everything has been checked.
+    Texture(const MTLTextureDescriptor& descriptor, int bytesPerPixel, AlignedMemory pixels,
+            std::shared_ptr<IOSurface> surface, std::uint8_t* bytes, std::uint64_t bytesPerRow);
 
     [[nodiscard]] std::uint64_t width() const override { return static_cast<std::uint64_t>(view_.width); }
     [[nodiscard]] std::uint64_t height() const override { return static_cast<std::uint64_t>(view_.height); }
@@ -39,15 +46,13 @@ public:
     [[nodiscard]] bool allows(MTLTextureUsage bit) const noexcept;
 
 private:
-    Texture(const MTLTextureDescriptor& descriptor, int bytesPerPixel, AlignedMemory memory,
-            std::shared_ptr<IOSurface> surface, std::uint8_t* bytes, std::uint64_t bytesPerRow);
     [[nodiscard]] bool holds(const MTLRegion& region) const noexcept;
     [[nodiscard]] std::uint8_t* pixel(const MTLOrigin& origin) const noexcept;
 
     MTLPixelFormat format_;
     MTLTextureUsage usage_;
     std::uint64_t bytesPerPixel_;
-    AlignedMemory memory_;
+    AlignedMemory pixels_;  ///< empty for a plane of a surface
     std::shared_ptr<IOSurface> surface_;
     shading::TextureView view_;
 };
