@@ -9,7 +9,7 @@ namespace ondrix::software {
 
 namespace {
 
-/// What one entry of the processor's address translation can cover at best, instead of the usual 4096 bytes.
+/// Bytes of the largest page that the processor translates addresses by; usual pages have 4096.
 constexpr std::uint64_t hugePage = std::uint64_t{2} << 20;
 
 std::uint64_t physicalMemory() {
@@ -22,12 +22,12 @@ std::uint64_t physicalMemory() {
     return bytes;
 }
 
-/// Bytes from `address` on to the next multiple of `alignment`.
+/// Returns how many bytes lie between `address` and the next multiple of `alignment`.
 std::uint64_t gap(const void* address, std::uint64_t alignment) {
     return (alignment - reinterpret_cast<std::uintptr_t>(address) % alignment) % alignment;
 }
 
-/// `size` bytes from a multiple of a huge page on; null when there are none.
+/// Maps `size` bytes that start at a multiple of a huge page; null without memory.
 std::byte* mapHugePages(std::uint64_t size) {
     void* const map =
         mmap(nullptr, size + hugePage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
@@ -36,7 +36,7 @@ std::byte* mapHugePages(std::uint64_t size) {
     const auto before = static_cast<std::size_t>(bytes - static_cast<std::byte*>(map));
     if (before > 0) munmap(map, before);
     if (before < hugePage) munmap(bytes + size, hugePage - before);
-    madvise(bytes, size, MADV_HUGEPAGE);  // a kernel without them goes on with small ones
+    madvise(bytes, size, MADV_HUGEPAGE);  // without huge pages the kernel uses small ones
     return bytes;
 }
 

@@ -7,7 +7,8 @@
 namespace ondrix::software {
 
 /// Bytes that start at a multiple of 64 and are all zero at first. Large blocks take physical memory when they are
-/// first touched, in huge pages where the kernel has them: a picture's columns lie on a page each otherwise.
+/// first touched, in huge pages where the kernel has them. In pages of the usual size, each pixel of a picture's column
+/// would lie on a page of its own.
 class AlignedMemory {
 public:
     static constexpr std::size_t alignment = 64;

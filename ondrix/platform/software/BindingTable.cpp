@@ -26,7 +26,7 @@ std::string foreignObject(const char* operation, std::int64_t index) {
     return std::string(operation) + ": the object for slot " + std::to_string(index) + " was made by another device";
 }
 
-/// `count` values in `memory`, each as constructed by default.
+/// Makes `count` values in `memory`, each constructed by default.
 template <typename T>
 T* makeArray(std::pmr::memory_resource& memory, std::size_t count) {
     if (count == 0) return nullptr;
@@ -35,7 +35,7 @@ T* makeArray(std::pmr::memory_resource& memory, std::size_t count) {
     return array;
 }
 
-/// Number of slots up to the highest that a parameter of one of the kinds names.
+/// Returns the number of slots up to the highest one that a parameter of these kinds names.
 std::size_t slotCount(const Entry& entry, ParameterKind kind, ParameterKind orKind) {
     std::size_t count = 0;
     for (const Parameter& parameter : parameters(entry)) {
@@ -45,7 +45,7 @@ std::size_t slotCount(const Entry& entry, ParameterKind kind, ParameterKind orKi
     return count;
 }
 
-/// The slots whose bits are set: "0, 2".
+/// Lists the slots whose bits are set, as in "0, 2".
 std::string slotList(std::uint32_t bits) {
     std::string list;
     for (int slot = 0; slot < 32; ++slot) {
@@ -54,7 +54,7 @@ std::string slotList(std::uint32_t bits) {
     return list;
 }
 
-/// What to look at when a slot is empty: perhaps the object is in another one.
+/// Says which slots are bound. It is added when one is empty: the object may lie in another one by mistake.
 std::string bound(const char* kind, std::uint32_t bits) {
     return bits == 0 ? std::string("; no ") + kind + " is bound"
                      : std::string("; bound ") + kind + " slots: " + slotList(bits);

@@ -17,10 +17,10 @@ namespace ondrix::software {
 /// done return a text that says so, and an empty one otherwise.
 class BindingTable {
 public:
-    /// The function that texts name, or null while there is none.
+    /// Sets the function that texts about problems name; null for none.
     void setFunction(const shading::Entry* entry) { function_ = entry; }
 
-    /// `operation` is the encoder's operation, for the text.
+    /// `operation` names the encoder's operation in texts about problems.
     [[nodiscard]] std::string setTexture(const char* operation, MTLTexture* texture, std::int64_t index);
     [[nodiscard]] std::string setSampler(const char* operation, MTLSamplerState* sampler, std::int64_t index);
     [[nodiscard]] std::string setBuffer(const char* operation, MTLBuffer* buffer, std::int64_t offset,
@@ -38,10 +38,10 @@ public:
 
     // Validation: what fits but looks wrong is told to `problems`.
 
-    /// Constants larger than what `entry` reads.
+    /// Tells of buffers that hold more than `entry` reads as constants.
     void tellLargeConstants(const shading::Entry& entry, ProblemLog& problems) const;
-    /// Objects in slots that no function named which was resolved with this table, as the last one's problem.
-    /// `meshBuffers` has a bit for each buffer slot that is used otherwise.
+    /// Tells of bound slots that none of the functions uses which were resolved with this table, under the name of the
+    /// last one. `meshBuffers` has a bit for each buffer slot that vertices are read from.
     void tellUnused(std::uint32_t meshBuffers, ProblemLog& problems) const;
 
     struct BufferSlot {

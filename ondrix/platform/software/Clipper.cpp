@@ -6,7 +6,7 @@ namespace ondrix::software {
 
 namespace {
 
-constexpr double band = 1 << 19;  // pixels to each side
+constexpr double band = 1 << 19;  // width in pixels, on each side of the target
 
 /// The point of an edge that lies on a plane, given the ends inside and outside with their distances.
 ClipPosition cut(const ClipPosition& inside, double insideDistance, const ClipPosition& outside,
@@ -18,7 +18,7 @@ ClipPosition cut(const ClipPosition& inside, double insideDistance, const ClipPo
 
 }  // namespace
 
-/// Not negative on the side that is kept.
+/// Returns the distance from a plane, which isn't negative on the side that is kept.
 double Clipper::distance(int plane, const ClipPosition& p) const noexcept {
     switch (plane) {
         case 0:

@@ -90,7 +90,7 @@ void CommandBuffer::commit() {
         executor_->commit(shared_from_this());
     } catch (const std::bad_alloc&) {
         outOfMemory_ = true;
-        setPresentation(Presentation::done);  // by nobody
+        setPresentation(Presentation::done);  // the buffer won't run, so nothing will be presented
         finished();
     }
 }

@@ -20,18 +20,18 @@ class RenderPipeline;
 
 /// Constants of a function: `size` bytes of a buffer, copied when the command runs.
 struct ConstantsCopy {
-    const std::byte* source = nullptr;  ///< 4-byte aligned for the word-wise copy, else copied byte by byte
+    const std::byte* source = nullptr;  ///< copied by words if it is 4-byte aligned, else by bytes
     std::byte* destination = nullptr;   ///< 64-byte aligned
     std::uint32_t size = 0;             ///< bytes
 };
 
-/// A function with what its slots hold.
+/// A function together with what is bound to its slots.
 struct BoundFunction {
     const shading::Entry* entry = nullptr;
     shading::Bindings bindings;
     ConstantsCopy* copies = nullptr;
     int copyCount = 0;
-    ProblemLog* problems = nullptr;  ///< of the pipeline
+    ProblemLog* problems = nullptr;  ///< the log of its pipeline
 
     /// Takes the values that the constants have now.
     void copyConstants() const noexcept;
@@ -50,10 +50,10 @@ struct DispatchCommand : Command {
     BoundFunction function;
     std::int32_t width = 0;        ///< positions in x; 0 when nothing is written
     std::int32_t height = 0;       ///< rows
-    std::int64_t bytesPerRow = 0;  ///< read and written for one row, about
+    std::int64_t bytesPerRow = 0;  ///< roughly what is read and written for one row
     std::int64_t bytes = 0;        ///< of all textures that are read or written
-    std::uint64_t serial = 0;      ///< of this dispatch
-    bool streaming = false;        ///< results are stored past the caches; known when it runs
+    std::uint64_t serial = 0;      ///< tells this dispatch from all others
+    bool streaming = false;        ///< results are stored past the caches; decided when it runs
 };
 
 struct DrawCommand {
@@ -64,7 +64,7 @@ struct DrawCommand {
     MTLIndexType indexType = MTLIndexType::uint16;
     const std::byte* indices = nullptr;
     std::int64_t indexCount = 0;
-    std::int64_t bytesPerRow = 0;  ///< read for one row of the target, about
+    std::int64_t bytesPerRow = 0;  ///< roughly what is read for one row of the target
     std::int64_t bytes = 0;        ///< of all textures that are read
     DrawCommand* next = nullptr;
 };
@@ -77,7 +77,7 @@ struct RenderPassCommand : Command {
     DrawCommand* lastDraw = nullptr;
 };
 
-/// A number that no dispatch or draw of this process has had.
+/// Returns a number that no dispatch or draw of this process has had yet.
 [[nodiscard]] std::uint64_t nextSerial() noexcept;
 
 }  // namespace ondrix::software

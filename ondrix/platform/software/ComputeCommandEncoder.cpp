@@ -9,7 +9,7 @@ namespace ondrix::software {
 
 namespace {
 
-/// Positions of a grid in one dimension, at most `limit`.
+/// Returns the length of a grid in one dimension, at most `limit`.
 std::int32_t gridSide(std::uint64_t groups, std::uint64_t threads, std::int32_t limit) {
     if (groups == 0 || threads == 0) return 0;
     const auto most = static_cast<std::uint64_t>(limit);

@@ -8,14 +8,14 @@ namespace ondrix::software {
 
 namespace {
 
-/// To compare each dispatch with all others of its group stays cheap, and their rows fit into a cache.
+/// Few enough that comparing each dispatch with all others of its group is cheap, and that their rows fit into a cache.
 constexpr int mostDispatches = 8;
 
 /// A texture that a dispatch reads or writes.
 struct Use {
     const shading::TextureView& view;
     bool written;
-    bool ownPosition;  ///< a row is only touched by the work on that row
+    bool ownPosition;  ///< the work on a row touches no other row
 };
 
 /// Calls `visit` for each texture of a dispatch.
@@ -36,9 +36,9 @@ bool same(const shading::TextureView& a, const shading::TextureView& b) noexcept
 
 /// What two dispatches have in common.
 struct Common {
-    bool memory = false;      ///< some
-    bool handedOver = false;  ///< some that the earlier one writes
-    bool rowByRow = true;     ///< no row of it that one of them writes is used in the other's work on another row
+    bool memory = false;      ///< both use some memory
+    bool handedOver = false;  ///< the earlier one writes some of it
+    bool rowByRow = true;     ///< a row that one of them writes is used by the other's work on the same row only
 };
 
 Common common(const DispatchCommand& earlier, const DispatchCommand& later) noexcept {
@@ -85,9 +85,9 @@ DispatchGroup::DispatchGroup(DispatchCommand& begin) noexcept : first(&begin) {
 /// Dispatches may run together when the work of each on a row comes after all work of the earlier ones that it depends
 /// on, and before all work of the later ones that depends on it. Strips run in any order on several threads, and within
 /// a strip one dispatch comes after the other. So whatever one of two dispatches writes, the other may only use at its
-/// own position, which is then the same row of the same strip. That holds for memory that overlaps without being the
-/// same texture as little as for neighbours. What both only read doesn't matter. Dispatches that have no memory in
-/// common gain nothing and stay apart; those that are watched for findings run alone.
+/// own position, which is then the same row of the same strip. This excludes reading neighbours, and textures that
+/// overlap without being the same. What both only read doesn't matter. Dispatches that have no memory in common would
+/// gain nothing and stay apart, and those that are watched for findings run alone.
 bool DispatchGroup::canTake(const DispatchCommand& command) const noexcept {
     if (count == mostDispatches || command.height != first->height) return false;
     if (first->function.bindings.report != nullptr || command.function.bindings.report != nullptr) return false;
@@ -103,7 +103,7 @@ bool DispatchGroup::canTake(const DispatchCommand& command) const noexcept {
 void DispatchGroup::take(DispatchCommand& command) noexcept {
     command.streaming = exceedsCaches(command.bytes);
     if (count > 0) {
-        // What is used once more should be in the cache then.
+        // What a later dispatch uses should still be in the cache then.
         forEach([&](DispatchCommand& earlier) {
             if (earlier.streaming && common(earlier, command).handedOver) earlier.streaming = false;
         });
@@ -121,7 +121,7 @@ bool DispatchGroup::run(ExecutionContext& context) const {
         reserved = reserved && context.pool.reserveScratch(command.function.scratchBytes(command.width));
     });
     if (!reserved) return false;
-    const WrittenPixels written(*first);  // of a group of one, if it is watched at all
+    const WrittenPixels written(*first);  // a dispatch that is watched is alone in its group
     GroupRun run{*this, Strips(0, first->height, bytesPerRow, context.pool.threadCount())};
     context.pool.run(run.strips.count(), GroupRun::strip, &run, bytes);
     written.tell();

@@ -17,8 +17,8 @@ struct DispatchGroup {
     std::int64_t bytesPerRow = 0;  ///< of all dispatches
     std::int64_t bytes = 0;        ///< of all dispatches
 
-    /// As many dispatches from `begin` on as give the same bytes when they run together; they learn which of them
-    /// stream.
+    /// Takes as many dispatches from `begin` on as give the same bytes when they run together, and decides which of
+    /// them store their results past the caches.
     explicit DispatchGroup(DispatchCommand& begin) noexcept;
 
     /// Runs them on all threads of the context; false without memory for it.

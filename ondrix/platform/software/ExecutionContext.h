@@ -8,8 +8,8 @@
 
 namespace ondrix::software {
 
-/// What running commands needs beside the commands; kept from one to the next, so that memory is only asked for when
-/// something is larger than ever before. Used by one thread at a time.
+/// The threads and the working memory that commands run with. The memory is kept from one command to the next, so the
+/// heap is only asked when something is larger than ever before. Used by one thread at a time.
 struct ExecutionContext {
     explicit ExecutionContext(int threadCount) : pool(threadCount) {}
 

@@ -66,7 +66,7 @@ const shading::ModuleTable& openModule(const fs::path& file) {
         const char* reason = dlerror();
         throw Refusal("the module " + quoted(file) + " cannot be opened: " + (reason ? reason : "unknown reason"));
     }
-    // The handle is kept for good from here on: a table that was looked at may have been copied from.
+    // The module is never closed from here on, since somebody may hold what its table points to.
     const auto symbol = reinterpret_cast<const shading::ModuleTable* (*)()>(dlsym(handle, "ondrix_shader_module"));
     if (symbol == nullptr) throw Refusal("the module " + quoted(file) + " does not export 'ondrix_shader_module'");
     const shading::ModuleTable* table = symbol();

@@ -13,7 +13,7 @@ using shading::FunctionKind;
 using shading::Parameter;
 using shading::ParameterKind;
 
-/// Empty, or why a parameter can't be bound on this device.
+/// Returns why a parameter can't be bound on this device, or an empty text.
 std::string slotProblem(const Entry& entry) {
     for (const Parameter& parameter : parameters(entry)) {
         std::uint32_t slots = shading::maximumVaryings;
@@ -45,7 +45,7 @@ const char* nameOf(FunctionKind kind) {
     return "compute";
 }
 
-/// The function as one of this device, when it is of the kind `kind`; otherwise null with a problem.
+/// Returns the function as one of this device if it is of this kind, otherwise null and a problem.
 std::shared_ptr<Function> checked(const std::shared_ptr<MTLFunction>& function, FunctionKind kind,
                                   std::string& problem) {
     const std::string needed = nameOf(kind);
@@ -137,7 +137,7 @@ std::string matchVaryings(const Entry& vertex, const Entry& fragment, int& verte
 template <typename State>
 std::shared_ptr<State> finish(std::shared_ptr<State> state, const std::string& problem, NSError* error) {
     if (problem.empty()) return state;
-    if (error == nullptr) deviceLogger().error("%s", problem.c_str());  // whoever doesn't take the reason has it there
+    if (error == nullptr) deviceLogger().error("%s", problem.c_str());  // a caller that takes no reason finds it there
     if (error != nullptr) *error = NSError(problem);
     return nullptr;
 }

@@ -64,14 +64,14 @@ bool PlaneSetup::setAffine(shading::FragmentTask& task, const float* const* vert
         corners[static_cast<std::size_t>(index)] = {v[0] / w * halfWidth_ + halfWidth_,
                                                     halfHeight_ - v[1] / w * halfHeight_, v + 4};
     }
-    // Starting from the corner that is nearest to the target's keeps rounding errors of the steps out of the base.
+    // The corner nearest to the target's origin comes first: the fewer steps the base is away, the less they round it.
     const auto nearest = std::min_element(
         corners.begin(), corners.begin() + count,
         [](const Corner& a, const Corner& b) { return std::abs(a.x) + std::abs(a.y) < std::abs(b.x) + std::abs(b.y); });
     std::rotate(corners.begin(), nearest, corners.begin() + count);
     const auto& [a, b, c] = corners;
     const double bx = b.x - a.x, by = b.y - a.y;
-    const double cx = count == 3 ? c.x - a.x : -by;  // for a line, a third corner straight beside the first
+    const double cx = count == 3 ? c.x - a.x : -by;  // a line gets a third corner at right angles to it
     const double cy = count == 3 ? c.y - a.y : bx;
     const double area = bx * cy - by * cx;
     if (area == 0 || !std::isfinite(area)) return false;
@@ -93,7 +93,7 @@ bool PlaneSetup::setPerspective(shading::FragmentTask& task, const float* const*
         const double x = v[0], y = v[1], w = v[3];
         positions[static_cast<std::size_t>(index)] = {(x + w) * halfWidth_, (w - y) * halfHeight_, w};
     }
-    if (count == 2) {  // no change at right angles to the line
+    if (count == 2) {  // values of a line don't change at right angles to it
         const Vector line = cross(positions[0], positions[1]);
         positions[2] = {line.x, line.y, 0};
     }

@@ -8,7 +8,7 @@ namespace ondrix::software {
 
 namespace {
 
-constexpr std::int64_t one = 256;  // a pixel
+constexpr std::int64_t one = 256;  // side of a pixel
 constexpr std::int64_t centre = one / 2;
 
 constexpr std::int64_t floorDivide(std::int64_t value, std::int64_t positive) {
@@ -109,7 +109,8 @@ shading::Span Primitive::span(std::int32_t y) const noexcept {
     for (int index = 0; index < halfPlaneCount; ++index) {
         const HalfPlane& side = halfPlanes[static_cast<std::size_t>(index)];
         const std::int64_t rest = side.b * y + side.c;
-        if (side.a * from + rest >= 0 && side.a * (to - 1) + rest >= 0) continue;  // no need to divide
+        if (side.a * from + rest >= 0 && side.a * (to - 1) + rest >= 0)
+            continue;  // the whole row is inside, so there is no need to divide
         if (side.a > 0) {
             from = std::max(from, ceilingDivide(-rest, side.a));
         } else if (side.a < 0) {

@@ -12,10 +12,10 @@ namespace ondrix::software {
 
 namespace {
 
-/// Primitives that are set up before the strips are drawn; bounds the memory that a draw needs.
+/// The most primitives that are set up before strips are drawn, which bounds the memory that a draw needs.
 constexpr std::int64_t primitivesAtOnce = 4096;
 
-/// How many indices a primitive has, and by how many the next one's start lies further.
+/// How many indices a primitive has, and how many the next one begins after it.
 struct Assembly {
     int vertices;
     int step;
@@ -103,7 +103,7 @@ void RenderPassRun::setUp(const DrawCommand& draw) {
     }
 }
 
-/// Draws what is set up. The first time, all rows are run over to clear them.
+/// Draws what is set up. The first time this goes over all rows if they are to be cleared.
 void RenderPassRun::flush() {
     std::int32_t y0 = pass_.target.height, y1 = 0;
     for (const PrimitiveGroup& group : context_.groups) {
@@ -155,7 +155,7 @@ void RenderPassRun::draw(std::int32_t y0, std::int32_t y1, void* scratch) const 
     }
 }
 
-/// Clears the rows but for the spans, which are in rising order.
+/// Clears the rows except for the spans, which are in rising order.
 void RenderPassRun::clear(std::int32_t y0, std::int32_t y1, const shading::Span* spans, int count) const {
     const shading::Span* const end = spans + count;
     for (std::int32_t y = y0; y < y1; ++y) {

@@ -21,7 +21,7 @@ struct Processors {
     }
 };
 
-/// As they were when the device was first used.
+/// Returns the processors as they were when the device was first used.
 const Processors& processors() {
     static const Processors instance;
     return instance;

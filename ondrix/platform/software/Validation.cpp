@@ -102,7 +102,7 @@ WrittenPixels::WrittenPixels(const DispatchCommand& command) noexcept : command_
             report->written[parameter.slot] = written.data();
         }
     } catch (const std::bad_alloc&) {
-        // What has no bytes is not watched.
+        // Targets that have got no bytes aren't watched.
     }
 }
 
@@ -128,7 +128,7 @@ void WrittenPixels::tell() const noexcept {
                     std::to_string(command_.width) + "x" + std::to_string(command_.height));
         }
     } catch (const std::bad_alloc&) {
-        // As above.
+        // Nothing is told then.
     }
 }
 

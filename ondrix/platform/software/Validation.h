@@ -16,7 +16,7 @@ void tellFindings(const BoundFunction& function) noexcept;
 /// Watches which pixels of its targets a dispatch writes, where its function has a report.
 class WrittenPixels {
 public:
-    /// Without memory nothing is watched.
+    /// Watches nothing if there is no memory for it.
     explicit WrittenPixels(const DispatchCommand& command) noexcept;
     ~WrittenPixels();
     WrittenPixels(const WrittenPixels&) = delete;

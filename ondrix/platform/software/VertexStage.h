@@ -7,7 +7,7 @@
 
 namespace ondrix::software {
 
-/// The vertex function's results for a stretch of a draw's indices, in the memory of the context.
+/// Runs the vertex function for a stretch of a draw's indices and keeps the results, in the memory of the context.
 class VertexStage {
 public:
     VertexStage(const DrawCommand& draw, ExecutionContext& context) : draw_(draw), context_(context) {}

@@ -10,9 +10,9 @@ namespace ondrix::software {
 
 namespace {
 
-/// Sleeping workers are woken for more than this; to wake one costs the caller about a fifth of it.
+/// Sleeping workers are woken for work that takes longer than this. To wake one costs the caller about a fifth of it.
 constexpr std::chrono::microseconds worthWaking{50};
-/// More than this is never read and written in less time.
+/// Work on more bytes than this always takes longer.
 constexpr std::int64_t surelyWorthWaking = std::int64_t{4} << 20;
 /// How long a worker looks out for more work before it sleeps. Between two frames that are waited for, the caller needs
 /// 5 to 40 microseconds, the more the colder its caches are.
@@ -155,7 +155,8 @@ void WorkerPool::workerLoop(Worker& worker) noexcept {
     };
     while (!stopping_.load()) {
         if (!spinUntil(spinTime, [&] { return workIsOpen() || stopping_.load(std::memory_order_relaxed); })) {
-            // Announced before the last look, as the caller opens the work before it looks for sleepers.
+            // Sleep is announced before the last look for work, and the caller opens work before it looks for sleepers,
+            // so one of the two sees the other.
             worker.asleep.store(1);
             if (!workIsOpen() && !stopping_.load()) {
                 worker.asleep.wait(1);

@@ -39,10 +39,10 @@ private:
 
     void start() noexcept;
     void workerLoop(Worker& worker) noexcept;
-    /// A strip for the thread `index`, the caller being 0; -1 when none are left.
+    /// Takes a strip for the thread `index`, of which the caller is 0; -1 when none are left.
     int takeStrip(std::size_t index) noexcept;
     void takeStrips(std::size_t index) noexcept;
-    /// Strips that nobody has taken.
+    /// Returns how many strips nobody has taken yet.
     [[nodiscard]] int stripsLeft() const noexcept;
     void wakeWorkers(int count) noexcept;
 
