@@ -4,8 +4,8 @@
 
 #include <ondrix/shading/Module.h>
 
-/// What modules of the level "checked" look at beside their work, one pixel a pack. `ONDRIX_CHECK(...)` is its argument
-/// in that level and nothing in every other.
+/// What modules of the level "checked" look for while they work. `ONDRIX_CHECK(...)` is its argument at that level and
+/// nothing at every other.
 #if defined(ONDRIX_CHECKED)
 #if !defined(ONDRIX_PLAIN)
 #error "ONDRIX_CHECKED needs ONDRIX_PLAIN: checks are made for packs of one lane"

@@ -28,7 +28,8 @@ struct Compute<function> {
     static constexpr bool inRows = (false || ... || std::is_same_v<Plain<A>, WholeRows>);
     using Run = std::conditional_t<inRows, WholeRows, std::conditional_t<inStretches, Stretch, Position>>;
     static constexpr int pixels = inStretches ? Stretch::pixels : lanes::count;
-    /// How far from the edges packs are whose surroundings are known to exist: further than most functions look.
+    /// Packs that are so many pixels away from all edges are known to have neighbours, as far as most functions read
+    /// them.
     static constexpr int margin = List::readsAnywhere && !inStretches ? 16 : 0;
     static_assert(margin % lanes::count == 0);
 
@@ -73,7 +74,7 @@ private:
     [[gnu::flatten, gnu::noinline]] static void row(const typename List::Bound& shared, int y, int width,
                                                     [[maybe_unused]] int interiorEnd) {
         typename List::Bound bound = shared;
-        int interior = margin;  // where the packs end that are known to be inside
+        int interior = margin;  // where the packs end that are at least `margin` inside
         if constexpr (expected) {
             List::assumeExpectedFormats(bound);
             interior = forWholePacks<pixels>(
@@ -119,7 +120,7 @@ struct Fragment<function> {
     static_assert(std::is_convertible_v<Colour, Float4>, "a fragment function returns Float4, Texel or Sampled");
     using List = ParameterList<Plain<A>...>;
     using Bound = typename List::Bound;
-    using Rows = std::tuple<Plain<A>...>;  // what each varying is along a row; other elements unused
+    using Rows = std::tuple<Plain<A>...>;  // the varyings along a row; other elements are unused
 
     static constexpr int textures = (0 + ... + (isTexture<Plain<A>> ? 1 : 0));
     static constexpr bool hasSampler = (false || ... || isSampler<Plain<A>>);
@@ -127,10 +128,10 @@ struct Fragment<function> {
     static constexpr bool isFirstVarying() {
         return List::template varyingsBefore<i>() == 0 && std::is_same_v<typename List::template At<i>, Varying2>;
     }
-    /// Rows are sampled as rows where it is plain which texture, sampler and coordinate belong together: functions of
-    /// one texture get this for their first sampler and their first varying.
+    /// Whether rows can be sampled as a whole (see RowSampling.h). It must be known beforehand which texture, sampler
+    /// and coordinate belong together: for functions of one texture, that with the first sampler and the first varying.
     static constexpr bool rowsApply = !lanes::plain && textures == 1 && hasSampler;
-    /// The function's colour is that of its one texture where its one varying is.
+    /// Whether the function returns what its one texture shows at its one varying, unchanged.
     static constexpr bool handsOn = rowsApply && std::is_same_v<Colour, Sampled> &&
                                     (0 + ... + (isSampler<Plain<A>> ? 1 : 0)) == 1 &&
                                     (0 + ... + (isVarying<Plain<A>> ? 1 : 0)) == 1;
@@ -180,7 +181,7 @@ private:
         }
     }
 
-    /// The straight lines of varying `i` in a row.
+    /// Varying `i` along row `y`; `Nothing` for other parameters.
     template <std::size_t i>
     static auto along(const FragmentTask& task, int y) {
         using T = typename List::template At<i>;
@@ -223,7 +224,7 @@ private:
                 switch (prepared.kind) {
                     case rows::Kind::copy:
                         if (handsOn && copyRow(task, span, texture.view, prepared.above, copies)) {
-                            if (course->turned || course->reversed) copies.finish();  // the line is soon another one
+                            if (course->turned || course->reversed) copies.finish();  // the line is in scratch memory
                             return;
                         }
                         return row<expected, rows::Kind::copy>(task, span, bound, varyings, prepared);

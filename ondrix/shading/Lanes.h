@@ -60,10 +60,11 @@ ONDRIX_INLINE void storeWords(std::uint8_t* p, Ints v) {
     *reinterpret_cast<IntsInMemory*>(p) = v;
 }
 
-/// How far ahead of the work memory is fetched, in bytes. The processor itself looks ahead too little where much is
-/// computed for each line.
+/// How far ahead of the work memory is prefetched, in bytes. The processor's own prefetching is too late where much is
+/// computed for each line of its cache.
 inline constexpr int fetchAhead = 2048;
-/// Brings the memory that follows `p` in some time nearer; it may lie outside of everything.
+/// Asks the processor to load what lies `fetchAhead` bytes after `p` into its caches. Nothing is accessed: the address
+/// may lie outside of all memory.
 ONDRIX_INLINE void fetchToRead(const std::uint8_t* p) {
     if (!plain) __builtin_prefetch(p + fetchAhead);
 }
@@ -76,7 +77,7 @@ ONDRIX_INLINE void fetchToWrite([[maybe_unused]] const std::uint8_t* p) {
 }
 
 ONDRIX_INLINE Floats broadcast(float f) {
-    return f - Floats{};  // keeps the sign of zero, and is nothing to compute
+    return f - Floats{};  // f - 0 is f, also for a negative zero, so compilers compute nothing
 }
 ONDRIX_INLINE Ints broadcast(std::int32_t i) {
     return Ints{} + i;

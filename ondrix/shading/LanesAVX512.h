@@ -60,8 +60,8 @@ ONDRIX_INLINE Ints loadBytePairsTwice(const std::uint8_t* p) {
     return reinterpret_cast<Ints>(_mm512_permutexvar_epi32(twice, _mm512_castsi256_si512(pairs)));
 }
 
-/// A pattern of bytes for every 16 bytes. It lies in memory at its full size, since compilers spread a shorter one anew
-/// wherever a call may lie between two uses.
+/// A pattern of 16 bytes, repeated to a whole register. It lies in memory in full, because compilers repeat a shorter
+/// one again and again wherever there may be a call between two uses.
 struct BytePattern {
     alignas(64) std::int8_t bytes[64];
 

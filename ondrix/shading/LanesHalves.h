@@ -4,8 +4,8 @@
 
 #include <ondrix/shading/Lanes.h>
 
-/// Packs as numbers of 16 bits, two a lane, or as bytes, four a lane. Bytes of as many pixels fill one register, so
-/// arithmetic that 16 bits suffice for works on twice as many pixels at once. The same at every level.
+/// Packs as numbers of 16 bits, two a lane, or as bytes, four a lane. Arithmetic that 16 bits suffice for works on
+/// twice as many numbers at once as arithmetic in whole lanes. All levels share these functions.
 namespace ondrix::shading::lanes {
 
 ONDRIX_INLINE Ints largerHalves(Ints a, Ints b) {
@@ -24,15 +24,15 @@ inline void copyBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t si
         for (; size >= pack; size -= pack, to += pack, from += pack) streamWords(to, loadWords(from));
     }
 #if !defined(ONDRIX_PLAIN) && defined(__AVX2__)
-    // Processors with these instructions have one for copying that fetches no line which it overwrites as a whole.
+    // Fast on processors with AVX2, and lines of the cache that are overwritten as a whole aren't loaded before.
     asm volatile("rep movsb" : "+D"(to), "+S"(from), "+c"(size)::"memory");
 #else
     std::memcpy(to, from, size);
 #endif
 }
 
-/// Copies pieces one after another, those that follow each other in memory at once. What was added last is copied by
-/// `finish`.
+/// Copies pieces one after another, and pieces that follow each other in memory as one. Call `finish` at the end: what
+/// was added last isn't copied before.
 struct BytesCopy {
     bool streaming;  ///< as in `copyBytes`, for every piece
     std::uint8_t* to = nullptr;
@@ -119,7 +119,7 @@ ONDRIX_INLINE Ints halfTwice(Ints v) {
 ONDRIX_INLINE Ints dealt(Ints v) {
     return detail::pick<Ints, detail::DealtPairs>(v, v);
 }
-/// The way back.
+/// Undoes `dealt`.
 ONDRIX_INLINE Ints undealt(Ints v) {
     return detail::pick<Ints, detail::UndealtPairs>(v, v);
 }

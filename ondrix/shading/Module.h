@@ -22,7 +22,7 @@ inline constexpr int maximumVertexInputs = 16;
 /// Pixels of a bound texture. `format` is the raw value of an MTLPixelFormat.
 struct TextureView {
     std::uint8_t* bytes = nullptr;
-    std::int64_t bytesPerRow = 0;  ///< at least width times the bytes of a pixel
+    std::int64_t bytesPerRow = 0;  ///< at least width times the bytes of a pixel; if these are four, a multiple of 4
     std::int32_t width = 0;        ///< 1 to 16384
     std::int32_t height = 0;       ///< 1 to 16384
     std::uint32_t format = 0;

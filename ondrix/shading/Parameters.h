@@ -4,9 +4,9 @@
 #include <ondrix/shading/Texture.h>
 #include <ondrix/shading/Vertex.h>
 
-/// Reads a function's slots from its parameter list. `Bind<T>` describes one parameter for the host and makes what is
-/// passed for it; parameters that change with every pack (positions, varyings, vertex inputs) have nothing to make
-/// beforehand.
+/// Reads a function's slots from its parameter list. `Bind<T>` describes one parameter for the host and makes the
+/// argument that is passed for it. What changes with every pack (positions, varyings, vertex inputs) is made by the
+/// loops in Drivers.h instead; `Bind` has `Nothing` for it.
 namespace ondrix::shading::detail {
 
 struct Nothing {};
@@ -214,7 +214,7 @@ struct ParameterList {
     static bool formatsAreExpected(const Bound& bound) {
         return std::apply([](const auto&... each) { return (isExpected(each) && ...); }, bound);
     }
-    /// Writes the expected formats down as constants, which removes all other formats from the code that follows.
+    /// Lets the compiler know that all formats are the expected ones, so it leaves out the code for all others.
     static ONDRIX_INLINE void assumeExpectedFormats(Bound& bound) {
         std::apply(
             [](auto&... each) __attribute__((always_inline)) { (assumeExpected(each), ...); }, bound);
@@ -242,7 +242,7 @@ struct ParameterList {
         std::apply([&](auto&... each) { (allow(each), ...); }, bound);
     }
 
-    /// Makes it a constant that no texture has a row prepared.
+    /// Lets the compiler know that no texture has a row prepared, so it leaves out the code for that.
     static ONDRIX_INLINE void forgetRows(Bound& bound) {
         const auto forget = []<class T>(T & each) __attribute__((always_inline)) {
             if constexpr (isTexture<T>) each.rowSampler = -1;

@@ -4,33 +4,37 @@
 
 #include <ondrix/shading/TextureLines.h>
 
-/// Sampling a row at a time: where a draw reads a texture of four plain bytes along its rows or columns, linearly
-/// filtered with clamped edges, the columns are the same in every row. They are worked out once a draw; the columns of
-/// each line of the texture are blended once, and two such lines for every row. Every result is bit for bit that of
+/// Sampling a row at a time, for draws that read a texture of four plain bytes along its rows or columns, linearly
+/// filtered with clamped edges. There every row of the target reads the same texels of a line of the texture, so the
+/// texels and their weights are worked out once a draw. Each line of the texture is blended to the columns of the
+/// target once, and two such lines are blended for each row of the target. Every result is bit for bit that of
 /// `sampling::straight`: all sums are exact integers, so it doesn't matter which of the two directions is blended
 /// first.
 namespace ondrix::shading::rows {
 
 enum class Kind {
     general,  ///< pixel by pixel, as sampling::straight
-    copy,     ///< texel centres coincide with pixel centres
+    copy,     ///< each pixel is one texel
     box,      ///< every pixel is the mean of two by two texels
     blend,    ///< two rows blended, then two columns
 };
 
-/// What the columns first <= x < last of a target read. Kept in a thread's scratch memory from row to row of a draw.
+/// What the columns first <= x < last of a target read, the same in all rows. It lies at the start of a thread's
+/// scratch memory, followed by the tables, and is kept from row to row of a draw.
 struct Columns {
     std::uint64_t serial;  ///< of the draw; 0 before first use
     std::int32_t first, last;
-    Kind kind;       ///< copy or box if the lines agree, else blend
-    bool hasTables;  ///< what follows up to `taps` is filled in, as blending needs
-    bool compact;    ///< each pack of columns reads from one window of texels
+    Kind kind;       ///< copy or box if the columns allow it, otherwise blend; each row must allow it, too
+    bool hasTables;  ///< `compact` and the tables `window` and `taps` are filled in, which only blending needs
+    bool compact;    ///< what a pack of columns reads lies in one window: `sampling::windowTexels` texels in a row
     Lines lines;     ///< from the first texel that is read on
-    // An element for each column and up to a pack more, from `first` on; within each pack as `lanes::dealt` has it.
-    std::int32_t* window;    ///< first texel, counted from the first of `lines`; if compact, only that of each pack
-    std::int32_t* taps;      ///< in bytes: texels to the left and right, counted from `window`; their weights
-    std::int32_t held[2];    ///< line of the texture that is in each half of `blended`, or -1
-    std::uint16_t* blended;  ///< columns of two lines, four numbers each: 256 times the level, less 32768
+    // Tables with an element for each column from `first` on, up to the end of the last pack. The elements of a pack
+    // are in the order of `lanes::dealt`.
+    std::int32_t* window;  ///< texel that `taps` count from, itself counted from the first of `lines`; if compact, the
+                           ///< same for a whole pack
+    std::int32_t* taps;    ///< four bytes: the numbers of the left and the right texel, and then their weights
+    std::int32_t held[2];  ///< line of the texture that is in each half of `blended`, or -1
+    std::uint16_t* blended;  ///< two lines at the columns, four numbers a pixel: 256 times the level, less 32768
 
     static constexpr std::size_t aligned(std::size_t bytes) { return (bytes + 63) / 64 * 64; }
     static constexpr std::size_t padded(std::int32_t targetWidth) { return static_cast<std::size_t>(targetWidth) + 64; }
@@ -48,12 +52,13 @@ struct Columns {
 struct Row {
     Kind kind = Kind::general;
     std::int32_t first = 0;    ///< column that the pointers below belong to
-    std::int32_t weights = 0;  ///< of the lines to be blended, in halves
+    std::int32_t weights = 0;  ///< to blend: that of the line above in the low half, of the line below in the high one
     const std::uint8_t* above = nullptr;
     const std::uint8_t* below = nullptr;
 };
 
-/// Texel and weight of a grid position under clamping: a weight of 0 at both edges, so no texel beyond them counts.
+/// The texel at or before a position on the grid of 1/256 texel, and the weight of the texel after it, in 1/256. Edges
+/// are clamped: before the first texel and from the last one on, the weight is 0.
 struct Tap {
     std::int32_t texel, weight;
 };
@@ -63,7 +68,8 @@ inline Tap clampedTap(std::int32_t grid, std::int32_t size) {
     return {grid >> 8, grid & 255};
 }
 
-/// How the rows of a draw run over its texture; nothing where they run askew or are sampled in another way.
+/// How the rows of a draw run over its texture; nothing if they are neither along its rows nor along its columns, or if
+/// it is sampled in another way than this file is for.
 inline std::optional<Course> courseOf(const TextureView& view, const SamplerView& sampler, const Varying2& at) {
     constexpr auto clamped = static_cast<std::uint8_t>(MTLSamplerAddressMode::clampToEdge);
     if (lanes::plain || at.perspective || !isFourPlainBytes(static_cast<Format>(view.format)) ||
@@ -76,20 +82,21 @@ inline std::optional<Course> courseOf(const TextureView& view, const SamplerView
     const double side = step[turned ? 0 : 1];
     if (std::abs(side) > 1e-6 * std::abs(step[turned ? 1 : 0])) return std::nullopt;
     Course course{turned, step[turned ? 1 : 0] < 0, side != 0 || at.rowStep[turned ? 1 : 0] != 0};
-    // A line of one texel is the same backwards, and as a copy it has room beside it.
+    // A line of one texel is the same backwards. Reversed lines are copied to where a second texel may be read, which
+    // blending does although its weight is 0.
     if (course.length(view) == 1) course.reversed = true;
     return course;
 }
 
-/// Whether `line` passes the whole numbers from `start` on, one each `step`, in the columns first <= x < last, far
-/// enough from its neighbours to be sure without a look at each column.
+/// Whether `line`, rounded down, is start, start + step, start + 2 * step and so on at the columns first <= x < last.
+/// Only the ends are looked at: if both are a quarter away from other whole numbers, so are all columns between them.
 inline bool follows(const sampling::Line& line, double start, double step, std::int32_t first, std::int32_t last) {
     const auto between = [](double fraction) { return fraction > 0.25 && fraction < 0.75; };
     return between(line.start + line.step * first - start) &&
            between(line.start + line.step * (last - 1) - (start + step * (last - 1 - first)));
 }
 
-/// Starts a draw: looks at how the columns first <= x < last of its rows lie on the texture's lines.
+/// Starts a draw: finds out what the columns first <= x < last of its rows read of a line of the texture.
 [[gnu::noinline]] inline void begin(void* scratch, const TextureView& view, Course course, const Varying2& at,
                                     std::uint64_t serial, std::int32_t targetWidth, std::int32_t first,
                                     std::int32_t last) {
@@ -121,7 +128,7 @@ inline bool follows(const sampling::Line& line, double start, double step, std::
         c.kind = Kind::box;
         c.lines.begin(view, course, texel, 2 * columns);
     } else {
-        // The line is monotonous, so its ends are the first and the last texel.
+        // Positions don't fall from column to column, so the ends are the first and the last texel.
         const auto end = number(line.at(last - 1));
         const std::int32_t left = clampedTap(grid, size).texel, right = clampedTap(end, size).texel + 2;
         const std::int32_t from = std::max(0, std::min(left, size - 2));  // two texels if the line has them
@@ -129,7 +136,7 @@ inline bool follows(const sampling::Line& line, double start, double step, std::
     }
 }
 
-/// Whether a row of a skewed course copies the texels that the first row would, from a single line.
+/// Whether a row of a skewed course copies the same texels as the row that `begin` was called for, all of one line.
 inline bool isCopy(const Columns& c, const TextureView& view, const Varying2& at, const sampling::Line& across,
                    std::int32_t first, std::int32_t last) {
     const Course course = c.lines.course;
@@ -143,11 +150,12 @@ inline bool isCopy(const Columns& c, const TextureView& view, const Varying2& at
 
 #if !defined(ONDRIX_PLAIN)
 
-/// Fills in the tables for blending the columns; false when they were to be compact and can't.
+/// Fills in the tables for blending the columns; false if they were to be compact and some pack needs more than a
+/// window.
 inline bool fillTables(Columns& c, const TextureView& view, const Varying2& at, bool compact) {
     const Course course = c.lines.course;
     const int size = course.length(view), count = c.last - c.first;
-    const int texels = std::max(c.lines.texels, 2);  // a single one is followed by room that may be read
+    const int texels = std::max(c.lines.texels, 2);  // see `courseOf` for lines of one texel
     const sampling::Line line = sampling::gridLine(at, course.along(), size);
     c.compact = compact;
     const int windowEnd = texels - (compact ? sampling::windowTexels : 2);
@@ -219,8 +227,8 @@ inline const std::uint8_t* blendedLine(Columns& c, const TextureView& view, std:
 
 #endif
 
-/// Gets one row ready, if it can be read as a row; `at` is the coordinate at its column 0, first <= x < last the
-/// columns wanted.
+/// Gets the columns first <= x < last of a row ready; the result is of the kind `general` if they must be read pixel by
+/// pixel. `at` is the row's coordinate.
 [[gnu::noinline]] inline Row prepare(void* scratch, const TextureView& view, Course course, const Varying2& at,
                                      std::uint64_t serial, std::int32_t targetWidth, std::int32_t first,
                                      std::int32_t last) {
@@ -257,8 +265,8 @@ inline const std::uint8_t* blendedLine(Columns& c, const TextureView& view, std:
     return row;
 }
 
-/// The texels that a row copies as the rows before it did, straight from a line of the texture; null where it is unlike
-/// them. `across` is the coordinate that changes from row to row.
+/// The texels that a row copies from a line of the texture, if the rows before it were copies and it is one, too;
+/// otherwise null. `across` is the coordinate that changes from row to row.
 inline const std::uint8_t* copiedTexels(const void* scratch, const TextureView& view, std::uint64_t serial,
                                         const Plane& across, const Span& span) {
     const auto& c = *static_cast<const Columns*>(scratch);

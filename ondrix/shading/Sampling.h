@@ -13,7 +13,7 @@ struct Sampler {
 };
 
 /// A value interpolated over a primitive, one number a component; becomes a plain vector as soon as it is computed
-/// with. `Texture::sample` knows what to make of its straight lines.
+/// with. Handed to `Texture::sample` as it is, it samples faster, since it is known to lie on a straight line.
 template <int components>
 struct Varying {
     double row[components];         ///< at the centre of pixel 0 of the row
@@ -193,8 +193,8 @@ struct Square {
     }
 };
 
-/// `linear` for textures of four plain bytes a pixel with clamped edges, at least two pixels wide: the left and the
-/// right texel are fetched at once.
+/// `linear` for textures that `isClamped` is true for. They are at least two texels wide, so the left and the right
+/// texel can be read together.
 ONDRIX_INLINE Texel linearClamped(const TextureView& view, Int gridX, Int gridY) {
     const Square at(view, gridX, gridY);
     const int wordsPerRow = static_cast<int>(view.bytesPerRow / 4);
@@ -209,11 +209,12 @@ ONDRIX_INLINE Texel linearClamped(const TextureView& view, Int gridX, Int gridY)
 
 #if !defined(ONDRIX_PLAIN)
 
-/// Texels that `lanes::pickWords` picks from at once.
+/// Texels of a window: what `lanes::pickWords` picks from.
 inline constexpr int windowTexels = 2 * lanes::count;
 
-/// The same where the positions lie on a line, and all texels around them in `rows` rows of a window: each row's share
-/// is picked from it, which takes less time than to fetch the texels one by one. The texture is as wide as a window.
+/// The same for positions on a straight line, if all texels around them lie in one window of `rows` rows. From each row
+/// the texels that lie in it are picked, which takes less time than to read all texels one by one. The texture must be
+/// at least as wide as a window.
 ONDRIX_INLINE Texel linearNear(const TextureView& view, Int gridX, Int gridY, int rows) {
     const Square at(view, gridX, gridY);
     const auto lowest = [](Int v) __attribute__((always_inline)) {
@@ -238,7 +239,7 @@ ONDRIX_INLINE Texel linearNear(const TextureView& view, Int gridX, Int gridY, in
 
 #endif
 
-/// Whether `linearClamped` serves.
+/// Whether `linearClamped` can be used.
 ONDRIX_INLINE bool isClamped(const TextureView& view, const SamplerView& sampler) {
     constexpr auto clamped = static_cast<std::uint8_t>(MTLSamplerAddressMode::clampToEdge);
     return !lanes::plain && isFourPlainBytes(static_cast<Format>(view.format)) && view.width > 1 &&
@@ -279,7 +280,8 @@ ONDRIX_INLINE Texel linear(const TextureView& view, const SamplerView& sampler, 
     return {mix(l, r, after), {}, 0};
 }
 
-/// At coordinates of any kind, 0...1 over the texture. Packs know nothing of their neighbours, so `magFilter` decides.
+/// At coordinates of any kind, 0...1 over the texture. Whether they enlarge or reduce isn't known from single packs, so
+/// `magFilter` is used.
 ONDRIX_INLINE Texel general(const TextureView& view, const SamplerView& sampler, Float2 at) {
     constexpr float limit = 1 << 30;
     const auto whole = [](Float f) __attribute__((always_inline)) {
@@ -345,7 +347,8 @@ ONDRIX_INLINE Texel straight(const TextureView& view, const SamplerView& sampler
     const Line lineX = gridLine(at, 0, view.width), lineY = gridLine(at, 1, view.height);
     const Int gridX(lineX.at(column.v)), gridY(lineY.at(column.v));
 #if !defined(ONDRIX_PLAIN)
-    // Texels between a pack's positions, with one step more so that no rounding matters, and the texels at the ends.
+    // Texels between a pack's first and last position, with one step more so that no rounding matters, and the texels
+    // at both ends.
     constexpr double between = lanes::count / 256.0;
     constexpr int mostRows = 8;
     const double columns = std::abs(lineX.step) * between + 2, rows = std::abs(lineY.step) * between + 3;

@@ -21,11 +21,11 @@ constexpr T option(T value, First first, Rest... rest) {
 }
 }  // namespace detail
 
-/// A texture that a function reads. `slotIndex` is its slot. What may follow makes the usual case fast: a format (bgra8
-/// unless said otherwise), and `Sides::half` for one that is read at half the position, such as
-/// `Texture<1, Format::rg8, Sides::half>` for chroma, restrict nothing. `Reach::own` promises that the texture is only
-/// read at the function's own position: all other ways to read it don't compile. The device then runs passes that
-/// follow one another on a few rows at a time, while these are in a core's cache.
+/// A texture that a function reads. `slotIndex` is its slot; options may follow in any order. A `Format` (bgra8 without
+/// one) and `Sides::half`, for a texture of half the sides such as chroma in `Texture<1, Format::rg8, Sides::half>`,
+/// say what is fast; other formats and sizes work as well. `Reach::own` promises that the texture is only read at the
+/// function's own position: all other ways to read it don't compile. The device then runs passes that follow one
+/// another on a few rows at a time, while these are in a core's cache.
 template <int slotIndex, auto... options>
 struct Texture {
     static constexpr int slot = slotIndex;

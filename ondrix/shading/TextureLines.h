@@ -10,7 +10,8 @@ namespace ondrix::shading::rows {
 struct Course {
     bool turned = false;    ///< along its columns
     bool reversed = false;  ///< towards smaller texel numbers
-    /// Only nearly so, as after a turn by a matrix of rounded sines: what holds must be found out for each row.
+    /// The course is only nearly along rows or columns, as after a turn by a matrix of rounded sines. What was found
+    /// out for one row need not hold for the next.
     bool skewed = false;
 
     int along() const { return turned ? 1 : 0; }  ///< component of the coordinate that changes within a row
@@ -19,7 +20,7 @@ struct Course {
     int lines(const TextureView& view) const { return turned ? view.width : view.height; }
 };
 
-/// Columns of a texture that are turned at once: those of one line of the cache.
+/// Columns of a texture that are turned at once: 64 bytes of each row, a line of the processor's cache.
 inline constexpr int linesAtOnce = 16;
 /// How far ahead the rows of a column are fetched.
 inline constexpr int linesAhead = 64;
@@ -37,18 +38,19 @@ ONDRIX_INLINE void exchangeWords(lanes::Ints (&rows)[lanes::count], std::index_s
     if constexpr (half > 1) exchangeWords<half / 2>(rows, std::index_sequence<lane...>{});
 }
 
-/// Turns a square of `lanes::count` texels a side: word i of row k becomes word k of row i.
+/// Transposes a square of `lanes::count` texels a side: word i of row k becomes word k of row i.
 ONDRIX_INLINE void turnSquare(lanes::Ints (&rows)[lanes::count]) {
     if constexpr (lanes::count > 1) {
         exchangeWords<lanes::count / 2>(rows, std::make_index_sequence<lanes::count>{});
     }
 }
 
-/// Lines of a texture in the order of a draw's rows. Kept in scratch memory for one draw.
+/// Lines of a texture, turned and mirrored as a draw reads them. Upright lines are read from the texture itself, others
+/// from copies in scratch memory.
 struct Lines {
     Course course;
-    std::int32_t first, texels;  ///< texels of each line that are kept, numbered in the order of the rows
-    std::int32_t held[2];        ///< number of the block that each half of the memory holds, or -1
+    std::int32_t first, texels;  ///< the texels of each line that the draw reads, numbered in the order of its columns
+    std::int32_t held[2];        ///< number of the block of lines that each half of the memory holds, or -1
     std::int64_t bytesPerLine;
     std::uint8_t* memory;
 
@@ -67,7 +69,7 @@ struct Lines {
         bytesPerLine = bytesFor(view);
     }
 
-    /// Texel `first` of a line, followed by the other ones that are kept.
+    /// Address of texel `first` of a line, which the other `texels` follow.
     const std::uint8_t* at(const TextureView& view, std::int32_t line) {
         if (!course.turned && !course.reversed) {
             return view.bytes + line * view.bytesPerRow + 4 * static_cast<std::int64_t>(first);
@@ -87,7 +89,7 @@ private:
         return course.reversed ? course.length(view) - 1 - i : i;
     }
 
-    /// A texel of column `x`; the last one that is kept, beyond it.
+    /// Address of a texel in column `x`; that of the last texel that is read, for numbers beyond it.
     const std::uint8_t* texelAddress(const TextureView& view, std::int32_t texel, std::int32_t x) const {
         const std::int32_t last = first + texels - 1;
         return view.bytes + texelOf(view, texel < last ? texel : last) * view.bytesPerRow +
@@ -102,7 +104,8 @@ private:
         }
     }
 
-    /// The columns from `column` on; texels that no row has are repeated, in the room at the end of a line.
+    /// Copies the columns from `column` on as lines. Whole packs are stored, so the last texel is repeated in the room
+    /// that is left at the end of each line.
     [[gnu::noinline]] void turn(const TextureView& view, std::int32_t column, std::uint8_t* to) const {
         for (int group = 0; group < linesAtOnce; group += lanes::count) {
             const std::int32_t x = column + group;
@@ -114,7 +117,7 @@ private:
                 lanes::Ints square[lanes::count];
                 for (int k = 0; k < lanes::count; k++) {
                     square[k] = lanes::loadWords(texelAddress(view, first + i + k, x));
-                    // Columns are out of reach for the processor's own foresight.
+                    // The processor's own prefetching doesn't follow columns.
                     __builtin_prefetch(texelAddress(view, first + i + k + linesAhead, x));
                 }
                 turnSquare(square);

@@ -127,8 +127,8 @@ ONDRIX_INLINE lanes::Ints colourLevels(lanes::Ints scaledLuma, lanes::Ints chrom
 }
 
 #if !defined(ONDRIX_PLAIN)
-/// Two packs of a stretch, a half-word a colour of each pixel. The bytes as `loadDealt` gives them, the chroma less
-/// 128; red without Cb and blue without Cr.
+/// Two of a stretch's four packs, with 16 bits for each colour of a pixel. `luma` and `chroma` are bytes in the order
+/// of `loadDealt`, the chroma less 128. Only for weights that are `separate`.
 template <int half>
 ONDRIX_INLINE void convertHalf(lanes::Ints luma, lanes::Ints chroma, const YCbCrWeights& k, Int* packs) {
     using namespace lanes;
@@ -169,7 +169,7 @@ ONDRIX_INLINE Texel convertYCbCr(const Luma& luma, const Chroma& chroma, const P
     return texelFromBytes(Int(bytes | static_cast<std::int32_t>(0xff000000)), Format::bgra8);
 }
 
-/// The same for several packs, which takes half the time where all of them are inside.
+/// The same for several packs, in half the time if all their pixels are inside and the weights are `separate`.
 template <class Luma, class Chroma>
 ONDRIX_INLINE StretchBytes convertYCbCr(const Luma& luma, const Chroma& chroma, const Stretch& p,
                                         const YCbCrWeights& weights) {
