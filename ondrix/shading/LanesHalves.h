@@ -23,7 +23,7 @@ inline void copyBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t si
         constexpr std::size_t pack = sizeof(Ints);
         for (; size >= pack; size -= pack, to += pack, from += pack) streamWords(to, loadWords(from));
     }
-#if !defined(ONDRIX_PLAIN) && defined(__AVX2__)
+#if !defined(ONDRIX_PLAIN) && defined(__AVX2__) && !defined(__SANITIZE_ADDRESS__)
     // Fast on processors with AVX2, and lines of the cache that are overwritten as a whole aren't loaded before.
     asm volatile("rep movsb" : "+D"(to), "+S"(from), "+c"(size)::"memory");
 #else
