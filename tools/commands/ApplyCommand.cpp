@@ -29,7 +29,7 @@ public:
         const PictureSize size = size_.isGiven() ? size_ : PictureSize{picture->width(), picture->height()};
         const auto output = session.makeOutput(size, output_);
         const auto draw = [&](const std::filesystem::path& folder) {
-            tools::run(*session.makeFunctionEffect(library_, folder, picture, output), library_.library);
+            runToEnd(*session.makeFunctionEffect(library_, folder, picture, output), library_.library);
             writePicture(output_, pixelsOf(*output, output_));
         };
         if (!SourceLibrary::isSource(library_.library)) return draw(library_.library);

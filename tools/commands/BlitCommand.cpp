@@ -31,7 +31,7 @@ public:
         const auto effect = orFail(input_, [&](NSError* error) {
             return BlitEffect::create(device, picture, output, pass_, MTLPixelFormat::bgra8Unorm, error);
         });
-        tools::run(*effect, output_);
+        runToEnd(*effect, output_);
         writePicture(output_, pixelsOf(*output, output_));
     }
 

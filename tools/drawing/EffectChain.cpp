@@ -8,8 +8,6 @@
 #include <ondrix/effects/LookUpTable.h>
 #endif
 
-#include <ondrix/core/Failure.h>
-
 #include "tools/system/Failure.h"
 
 namespace ondrix::tools {
@@ -39,17 +37,13 @@ std::vector<std::shared_ptr<Pass>> makeEffectPasses(Session& session, const std:
                                                     const std::shared_ptr<Texture>& second, const std::string& file) {
     if (requests.empty()) return {};
     const auto& device = first->device();
-    const auto library = orFail(file, [&](NSError* error) {
-        return ondrix::Failure::toldTo(error, [&] { return effects::makeEffectLibrary(*device); });
-    });
+    const auto library = orFail(file, [&](NSError* error) { return effects::makeEffectLibrary(*device, error); });
 
     std::vector<std::shared_ptr<Pass>> passes;
     auto input = first, output = second;
     for (const EffectRequest& request : requests) {
-        auto pass = orFail(file, [&](NSError* error) {
-            return ondrix::Failure::toldTo(error,
-                                           [&] { return request.effect->make(device, *library, input, output); });
-        });
+        auto pass = orFail(
+            file, [&](NSError* error) { return request.effect->makePass(device, *library, input, output, error); });
         for (const auto& setting : request.settings)
             pass->set(std::string(setting.parameter->name), valueOf(setting, session));
         passes.push_back(std::move(pass));
@@ -85,7 +79,7 @@ const std::shared_ptr<Texture>& EffectChain::output() const noexcept {
 void EffectChain::setFunction(const LibraryOptions& options, const std::filesystem::path& folder) {
     const std::size_t last = passes_.size() % 2;
     auto function = session_.makeFunctionEffect(options, folder, textures_[last], textures_[1 - last]);
-    tools::run(*function, options.library);
+    runToEnd(*function, options.library);
     function_ = std::move(function);
     library_ = options.library;
 }
@@ -102,8 +96,8 @@ void EffectChain::resize(PictureSize size) {
 }
 
 void EffectChain::run() {
-    if (!passes_.empty()) tools::run(*effects_, file_);
-    if (function_ != nullptr) tools::run(*function_, library_);
+    if (!passes_.empty()) runToEnd(*effects_, file_);
+    if (function_ != nullptr) runToEnd(*function_, library_);
 }
 
 }  // namespace ondrix::tools

@@ -41,8 +41,8 @@ void Presentation::prepare() {
 
 void Presentation::draw(std::shared_ptr<MTLDrawable> drawable) {
     prepare();
-    if (turn_ != nullptr) run(*turn_, file_);
-    run(*place_, file_, std::move(drawable));
+    if (turn_ != nullptr) runToEnd(*turn_, file_);
+    runToEnd(*place_, file_, std::move(drawable));
 }
 
 }  // namespace ondrix::tools

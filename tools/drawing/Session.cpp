@@ -76,7 +76,7 @@ std::string Session::onlyFunction(const LibraryOptions& options, const std::file
     throw Failure(options.library, "which of its functions? Choose by --function: " + list);
 }
 
-void run(Effect& effect, const std::string& file, std::shared_ptr<MTLDrawable> present) {
+void runToEnd(Effect& effect, const std::string& file, std::shared_ptr<MTLDrawable> present) {
     orFail(file, [&](NSError* error) { return effect.applyAndWait(std::move(present), error); });
 }
 

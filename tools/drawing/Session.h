@@ -58,7 +58,7 @@ private:
 };
 
 /// Runs an effect to the end of its work on the GPU, and then shows `present` if it isn't null.
-void run(Effect& effect, const std::string& file, std::shared_ptr<MTLDrawable> present = nullptr);
+void runToEnd(Effect& effect, const std::string& file, std::shared_ptr<MTLDrawable> present = nullptr);
 /// The texture's present pixels, for which it needs the format bgra8Unorm.
 [[nodiscard]] Pixels pixelsOf(const Texture& texture, const std::string& file);
 

@@ -137,7 +137,7 @@ void Playback::drawThroughChain(std::shared_ptr<MTLDrawable> drawable) {
                                                 ContentMode::scaleToFill, ImageRotation::degrees0, false, error);
         });
     }
-    tools::run(*copy_, file_, std::move(drawable));
+    runToEnd(*copy_, file_, std::move(drawable));
 }
 
 void Playback::update() {
