@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ondrix/platform/corevideo/CVPixelBuffer.h>
 #include <ondrix/platform/software/BindingTable.h>
 #include <ondrix/platform/software/DispatchGroup.h>
 #include <ondrix/platform/software/Library.h>
@@ -17,23 +18,6 @@ namespace {
 
 constexpr std::uint64_t width = 331, height = 257, bytesPerRow = 1408;
 
-/// Rows of memory that it shares, from `firstRow` on.
-class SharedRows : public IOSurface {
-public:
-    SharedRows(std::shared_ptr<std::vector<std::uint8_t>> memory, std::uint64_t firstRow)
-        : memory_(std::move(memory)), firstRow_(firstRow) {}
-    std::uint64_t planeCount() const override { return 1; }
-    std::uint64_t widthOfPlane(std::uint64_t) const override { return width; }
-    std::uint64_t heightOfPlane(std::uint64_t) const override { return height; }
-    std::uint64_t bytesPerElementOfPlane(std::uint64_t) const override { return 4; }
-    std::uint64_t bytesPerRowOfPlane(std::uint64_t) const override { return bytesPerRow; }
-    std::uint8_t* baseAddressOfPlane(std::uint64_t) const override { return memory_->data() + firstRow_ * bytesPerRow; }
-
-private:
-    std::shared_ptr<std::vector<std::uint8_t>> memory_;
-    std::uint64_t firstRow_;
-};
-
 struct Step {
     const char* function;
     std::size_t from, to;
@@ -44,13 +28,19 @@ std::vector<TexturePointer> makeTextures(const Gpu& gpu) {
     const auto memory = std::make_shared<std::vector<std::uint8_t>>((height + 18) * bytesPerRow);
     const MTLTextureDescriptor descriptor{MTLPixelFormat::bgra8Unorm, width, height, false, MTLTextureUsage::unknown};
     const auto texture = [&](std::uint64_t w, std::uint64_t h) { return gpu.texture(w, h, descriptor.pixelFormat); };
-    std::vector<TexturePointer> textures = {
-        texture(width, height),
-        texture(width, height),
-        texture(width, height),
-        texture(97, 61),
-        gpu.device->makeTexture(descriptor, std::make_shared<SharedRows>(memory, 17), 0),
-        gpu.device->makeTexture(descriptor, std::make_shared<SharedRows>(memory, 0), 0)};
+    const auto sharing = [&](std::uint64_t firstRow) {
+        std::shared_ptr<CVPixelBuffer> buffer;
+        CVPixelBufferCreateWithBytes(
+            width, height, kCVPixelFormatType_32BGRA, memory->data() + firstRow * bytesPerRow, bytesPerRow,
+            [memory](auto&&...) {}, &buffer);
+        return gpu.device->makeTexture(descriptor, CVPixelBufferGetIOSurface(buffer), 0);
+    };
+    std::vector<TexturePointer> textures = {texture(width, height),
+                                            texture(width, height),
+                                            texture(width, height),
+                                            texture(97, 61),
+                                            sharing(17),
+                                            sharing(0)};
     std::mt19937 random(5);
     for (const auto& each : textures) {
         std::vector<std::uint8_t> noise(each->width() * each->height() * 4);

@@ -12,15 +12,6 @@ Gpu::Gpu(int threadCount, const std::string& levelName, bool validates)
     queue = device->makeCommandQueue();
 }
 
-TexturePointer Gpu::texture(std::uint64_t width, std::uint64_t height, MTLPixelFormat format,
-                            MTLTextureUsage usage) const {
-    return device->makeTexture({format, width, height, false, usage});
-}
-
-std::shared_ptr<MTLComputePipelineState> Gpu::compute(const std::string& name) const {
-    return device->makeComputePipelineState(library->makeFunction(name), nullptr);
-}
-
 MTLVertexDescriptor vertexLayout() {
     MTLVertexDescriptor descriptor;
     descriptor.attributes[0] = {MTLVertexFormat::float4, offsetof(Vertex, x), 0};
@@ -44,22 +35,6 @@ void Gpu::dispatch(MTLCommandBuffer& commands, const std::string& name, const st
     encoder->setBuffer(constants, 0, 3);
     encoder->dispatchThreadgroups(groups, threads);
     encoder->endEncoding();
-}
-
-void Gpu::fill(MTLCommandBuffer& commands, const TexturePointer& target, const Color& color) const {
-    dispatch(commands, "fill", {target}, buffer(std::vector(color.begin(), color.end())));
-}
-
-void Gpu::draw(const TexturePointer& target, const std::vector<Vertex>& vertices,
-               const std::vector<std::uint32_t>& indices, MTLPrimitiveType type, MTLLoadAction loadAction) const {
-    auto commands = queue->makeCommandBuffer();
-    auto encoder = commands->makeRenderCommandEncoder({target, loadAction, MTLStoreAction::store, {}});
-    encoder->setRenderPipelineState(render("vertexValue", "fragmentValue", target->pixelFormat()));
-    encoder->setVertexBuffer(buffer(vertices), 0, 0);
-    encoder->drawIndexedPrimitives(type, static_cast<std::int64_t>(indices.size()), MTLIndexType::uint32,
-                                   buffer(indices), 0);
-    encoder->endEncoding();
-    run(*commands);
 }
 
 void run(MTLCommandBuffer& commands) {

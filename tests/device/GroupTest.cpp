@@ -62,10 +62,7 @@ TEST(Quads, BecomeOneGroupWithOneSpanARow) {
             EXPECT_LE(software::collectSpans(context.primitives, y, end, spans.data()), end - y);
         }
     }
-}
-
-// The planes of an upright quad have no trace of the other axis, and start half a pixel from 0.
-TEST(Planes, OfTheFullQuadAreExact) {
+    // The planes of an upright quad have no trace of the other axis, and start half a pixel from 0.
     software::ExecutionContext context(1);
     const auto task = groups(turnedQuad(0, 1, 1), context).at(0).task;
     const auto& [u, v] = std::tie(task.planes[0], task.planes[1]);
@@ -74,7 +71,7 @@ TEST(Planes, OfTheFullQuadAreExact) {
     EXPECT_EQ(std::tuple(v.base, v.dx, v.dy), std::tuple(0.5 / 1921, 0.0, 1.0 / 1921));
 }
 
-TEST(Planes, OfAFoldedQuadStayApart) {
+TEST(Quads, ThatAreFoldedStayApart) {
     auto strip = turnedQuad(0, 1, 1);
     strip[3].values[0] = 1.0001F;
     software::ExecutionContext context(1);

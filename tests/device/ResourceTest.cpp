@@ -20,29 +20,7 @@ using namespace ondrix;
 using namespace ondrix::test;
 using testing::HasSubstr;
 
-namespace {
-
 namespace fs = std::filesystem;
-
-std::string refusal(const fs::path& library, const std::string& level = {}) {
-    NSError error;
-    const auto made = software::Device::create(1, level)->makeLibrary(URL(library), &error);
-    return made ? "made" : error.localizedDescription();
-}
-
-/// Sets a variable of the environment while it lives.
-class Environment {
-public:
-    Environment(const char* name, const char* value) : name_(name) { setenv(name, value, 1); }
-    ~Environment() { unsetenv(name_); }
-    Environment(const Environment&) = delete;
-    Environment& operator=(const Environment&) = delete;
-
-private:
-    const char* name_;
-};
-
-}  // namespace
 
 TEST(Libraries, RefusalsSayWhy) {
     const TemporaryFolder folder;
@@ -53,27 +31,27 @@ TEST(Libraries, RefusalsSayWhy) {
         std::ignore = folder.write(file, "no module");
     }
     std::ignore = folder.makeFolder("empty.oxlib");
-    const std::pair<const char*, const char*> cases[] = {
-        {"missing.oxlib", "missing.oxlib' does not exist"},
-        {"file.oxlib", "file.oxlib' is not a shader library"},
-        {"empty.oxlib", "empty.oxlib' is not a shader library"},
-        {"folder", "folder' is not a shader library"},
-        {"other.oxlib", "has no module for this machine"},
-        {"damaged.oxlib", "cannot be opened"},
-        {"newer-module.oxlib", "is of version"},
-        {"foreign-module.oxlib", "does not export"},
-    };
-    for (const auto& [name, reason] : cases) EXPECT_THAT(refusal(folder.path() / name), HasSubstr(reason));
-}
-
-TEST(Libraries, LevelsByName) {
-    EXPECT_THAT(refusal(TEST_LIBRARY, "x86-64-v9"), HasSubstr("'x86-64-v9' is unknown"));
-    const TemporaryFolder folder;
     fs::copy(fs::path(TEST_LIBRARY) / "plain.so", folder.makeFolder("one.oxlib") / "plain.so");
-    EXPECT_EQ(refusal(folder.path() / "one.oxlib"), "made");
-    EXPECT_EQ(refusal(folder.path() / "one.oxlib", "plain"), "made");
     const std::string best(software::simdLevels().front().name);
-    EXPECT_THAT(refusal(folder.path() / "one.oxlib", best), HasSubstr("'" + best + "'"));
+    const std::tuple<const char*, std::string, std::string> cases[] = {
+        {"missing.oxlib", "", "missing.oxlib' does not exist"},
+        {"file.oxlib", "", "file.oxlib' is not a shader library"},
+        {"empty.oxlib", "", "empty.oxlib' is not a shader library"},
+        {"folder", "", "folder' is not a shader library"},
+        {"other.oxlib", "", "has no module for this machine"},
+        {"damaged.oxlib", "", "cannot be opened"},
+        {"newer-module.oxlib", "", "is of version"},
+        {"foreign-module.oxlib", "", "does not export"},
+        {"one.oxlib", "", "made"},
+        {"one.oxlib", "plain", "made"},
+        {"one.oxlib", best, "'" + best + "'"},
+        {"one.oxlib", "x86-64-v9", "'x86-64-v9' is unknown"},
+    };
+    for (const auto& [name, level, reason] : cases) {
+        NSError error;
+        const auto made = software::Device::create(1, level)->makeLibrary(URL(folder.path() / name), &error);
+        EXPECT_THAT(made ? "made" : error.localizedDescription(), HasSubstr(reason));
+    }
 }
 
 // A function that outlives its library and device still names itself: its code stays loaded.
@@ -88,7 +66,9 @@ TEST(Libraries, FunctionsOutliveTheirLibrary) {
     EXPECT_EQ(function->functionType(), MTLFunctionType::kernel);
 }
 
+// Whoever doesn't ask for the reason finds it in the log.
 TEST(Pipelines, RefusalsSayWhy) {
+    const LogCapture log;
     const Gpu gpu;
     const auto good = vertexLayout();
     auto oddFormat = good, noLayout = good;
@@ -99,6 +79,7 @@ TEST(Pipelines, RefusalsSayWhy) {
         {"vertexValue", "fragmentValue", &good, rgba, "made"},
         {"vertexTwoPairs", "fragmentSample", &good, rgba, "made"},  // reads fewer than are provided
         {"none", "fragmentValue", &good, rgba, "the vertex function is missing"},
+        {"fill", "fragmentValue", &good, rgba, "'fill' is a compute function, but a vertex function is needed"},
         {"vertexValue", "vertexValue", &good, rgba,
          "'vertexValue' is a vertex function, but a fragment function is needed"},
         {"vertexValue", "fragmentValue", &good, invalid, "pixel format"},
@@ -119,39 +100,38 @@ TEST(Pipelines, RefusalsSayWhy) {
     EXPECT_EQ(gpu.device->makeComputePipelineState(gpu.library->makeFunction("fragmentValue"), &error), nullptr);
     EXPECT_THAT(error.localizedDescription(),
                 HasSubstr("'fragmentValue' is a fragment function, but a compute function is needed"));
+    EXPECT_THAT(log.messages(), testing::IsEmpty());
+    EXPECT_EQ(gpu.compute("fragmentValue"), nullptr);
+    EXPECT_EQ(gpu.render("vertexBare", "fragmentValue"), nullptr);
+    EXPECT_THAT(log.messages(),
+                testing::ElementsAre(error.localizedDescription(),
+                                     "fragmentValue: varying 0 is not provided by 'vertexBare', which returns 0"));
 }
 
-TEST(SystemDefaultDevice, FollowsTheEnvironment) {
+TEST(Devices, FollowTheEnvironment) {
+    const auto with = [](const char* variable, const char* value, const auto& create) {
+        setenv(variable, value, 1);
+        const auto device = create();
+        unsetenv(variable);
+        return device;
+    };
     const auto first = MTLCreateSystemDefaultDevice();
     ASSERT_TRUE(first);
     const LogCapture log;
-    const auto deviceNamed = [](const char* name) {
-        const Environment variable("ONDRIX_DEVICE", name);
-        return MTLCreateSystemDefaultDevice();
-    };
-    EXPECT_EQ(deviceNamed("cpu"), first);
-    EXPECT_EQ(deviceNamed("none"), nullptr);
+    EXPECT_EQ(with("ONDRIX_DEVICE", "cpu", MTLCreateSystemDefaultDevice), first);
+    EXPECT_EQ(with("ONDRIX_DEVICE", "none", MTLCreateSystemDefaultDevice), nullptr);
     EXPECT_THAT(log.messages(), testing::IsEmpty());
-    EXPECT_EQ(deviceNamed("vulkan"), nullptr);
-    EXPECT_THAT(log.messages(), testing::ElementsAre(HasSubstr("vulkan")));
+    EXPECT_EQ(with("ONDRIX_DEVICE", "vulkan", MTLCreateSystemDefaultDevice), nullptr);
     EXPECT_EQ(log.entries().front().category, "device");
+    const auto create = [] { return software::Device::create(); };
+    const auto createPlain = [&] { return with("ONDRIX_SIMD", "plain", create); };
+    EXPECT_EQ(with("ONDRIX_THREADS", "7", createPlain)->name(), "Ondrix CPU device (plain, 7 threads)");
+    for (const char* wrong : {"0", "257", "two", "3x"}) EXPECT_TRUE(with("ONDRIX_THREADS", wrong, create));
+    EXPECT_THAT(log.messages(), testing::ElementsAre(HasSubstr("vulkan"), HasSubstr("0"), HasSubstr("257"),
+                                                     HasSubstr("two"), HasSubstr("3x")));
 }
 
-TEST(SystemDefaultDevice, ThreadsAndLevelFromTheEnvironment) {
-    const Environment level("ONDRIX_SIMD", "plain");
-    {
-        const Environment threads("ONDRIX_THREADS", "7");
-        EXPECT_EQ(software::Device::create()->name(), "Ondrix CPU device (plain, 7 threads)");
-    }
-    for (const char* wrong : {"0", "257", "two", "3x"}) {
-        const LogCapture log;
-        const Environment threads("ONDRIX_THREADS", wrong);
-        EXPECT_TRUE(software::Device::create());
-        EXPECT_THAT(log.messages(), testing::ElementsAre(HasSubstr(wrong)));
-    }
-}
-
-TEST(Textures, RefuseWhatTheDeviceCannotHold) {
+TEST(Devices, RefuseWhatTheyCannotHold) {
     const Gpu gpu;
     const auto rgba = MTLPixelFormat::rgba8Unorm;
     EXPECT_EQ(gpu.texture(0, 4, rgba), nullptr);
@@ -161,6 +141,32 @@ TEST(Textures, RefuseWhatTheDeviceCannotHold) {
     EXPECT_EQ(gpu.texture(4, 4, static_cast<MTLPixelFormat>(252)), nullptr);
     EXPECT_NE(gpu.texture(16384, 1, rgba), nullptr);
     EXPECT_NE(gpu.texture(1, 16384, rgba), nullptr);
+
+    std::shared_ptr<CVPixelBuffer> buffer;
+    CVPixelBufferCreate(12, 8, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange, nullptr, &buffer);
+    const auto isMade = [&](MTLPixelFormat format, std::uint64_t width, std::uint64_t height, std::uint64_t plane) {
+        return gpu.device->makeTexture({format, width, height}, CVPixelBufferGetIOSurface(buffer), plane) != nullptr;
+    };
+    EXPECT_TRUE(isMade(MTLPixelFormat::rg8Unorm, 6, 4, 1));
+    EXPECT_FALSE(isMade(MTLPixelFormat::rg8Unorm, 7, 4, 1));
+    EXPECT_FALSE(isMade(MTLPixelFormat::rg8Unorm, 6, 5, 1));
+    EXPECT_FALSE(isMade(MTLPixelFormat::rg8Unorm, 6, 4, 2));
+    EXPECT_FALSE(isMade(rgba, 2, 2, 1));
+
+    using Limits = std::numeric_limits<std::int64_t>;
+    for (const std::int64_t length : {std::int64_t{0}, Limits::min(), Limits::max(), std::int64_t{1} << 50}) {
+        EXPECT_EQ(gpu.device->makeBuffer(length, 0), nullptr) << length;
+    }
+    const auto zeroed = gpu.device->makeBuffer(100, 0);
+    const auto* bytes = static_cast<const std::uint8_t*>(zeroed->contents());
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(bytes) % 64, 0u);
+    EXPECT_TRUE(std::all_of(bytes, bytes + 100, [](std::uint8_t byte) { return byte == 0; }));
+    for (const auto& [anisotropy, mode, made] : {std::tuple{17, 0, false}, {16, 0, true}, {16, 6, false}}) {
+        MTLSamplerDescriptor descriptor;
+        descriptor.maxAnisotropy = anisotropy;
+        descriptor.tAddressMode = static_cast<MTLSamplerAddressMode>(mode);
+        EXPECT_EQ(gpu.device->makeSamplerState(descriptor) != nullptr, made) << anisotropy << " " << mode;
+    }
 }
 
 // Rows without gaps are copied at once, and rows at the same place of a page evict each other.
@@ -189,41 +195,4 @@ TEST(Textures, RegionsKeepToThemselves) {
     std::vector<std::uint8_t> back(source.size(), 90);
     texture->getBytes(back.data(), 5, region, 0);
     EXPECT_EQ(back, source);
-}
-
-TEST(Textures, RefuseSurfacesThatAreTooSmall) {
-    const Gpu gpu;
-    std::shared_ptr<CVPixelBuffer> buffer;
-    CVPixelBufferCreate(12, 8, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange, nullptr, &buffer);
-    const auto isMade = [&](MTLPixelFormat format, std::uint64_t width, std::uint64_t height, std::uint64_t plane) {
-        return gpu.device->makeTexture({format, width, height}, CVPixelBufferGetIOSurface(buffer), plane) != nullptr;
-    };
-    EXPECT_TRUE(isMade(MTLPixelFormat::rg8Unorm, 6, 4, 1));
-    EXPECT_FALSE(isMade(MTLPixelFormat::rg8Unorm, 7, 4, 1));
-    EXPECT_FALSE(isMade(MTLPixelFormat::rg8Unorm, 6, 5, 1));
-    EXPECT_FALSE(isMade(MTLPixelFormat::rg8Unorm, 6, 4, 2));
-    EXPECT_FALSE(isMade(MTLPixelFormat::rgba8Unorm, 2, 2, 1));
-}
-
-TEST(Buffers, RefuseImpossibleLengthsAndStartZeroed) {
-    const Gpu gpu;
-    using Limits = std::numeric_limits<std::int64_t>;
-    for (const std::int64_t length : {std::int64_t{0}, Limits::min(), Limits::max(), std::int64_t{1} << 50}) {
-        EXPECT_EQ(gpu.device->makeBuffer(length, 0), nullptr) << length;
-    }
-    const auto buffer = gpu.device->makeBuffer(100, 0);
-    const auto* bytes = static_cast<const std::uint8_t*>(buffer->contents());
-    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(bytes) % 64, 0u);
-    EXPECT_TRUE(std::all_of(bytes, bytes + 100, [](std::uint8_t byte) { return byte == 0; }));
-}
-
-TEST(Samplers, RefuseUnknownValues) {
-    const Gpu gpu;
-    MTLSamplerDescriptor descriptor;
-    descriptor.maxAnisotropy = 17;
-    EXPECT_EQ(gpu.device->makeSamplerState(descriptor), nullptr);
-    descriptor.maxAnisotropy = 16;
-    EXPECT_NE(gpu.device->makeSamplerState(descriptor), nullptr);
-    descriptor.tAddressMode = static_cast<MTLSamplerAddressMode>(6);
-    EXPECT_EQ(gpu.device->makeSamplerState(descriptor), nullptr);
 }

@@ -8,6 +8,7 @@ namespace {
 
 using Color = std::array<float, 4>;
 using ScaleAndAdd = std::array<float, 2>;
+using Careless = std::array<float, 5>;  ///< offsets of what is read, then written, and a coordinate
 
 inline Float4 pack(const Color& color) {
     return {color[0], color[1], color[2], color[3]};
@@ -41,16 +42,13 @@ inline void CS_Pattern(const Position& p, const Target<0>& out) {
     out.write(p, Float4{at.x * 0.013f, at.y * 0.029f, at.x * at.y * 0.00007f, 1});
 }
 
-struct Careless {
-    int readX, readY, writeX, writeY;
-    float coordinate;
-};
-
 /// Reads, samples and writes wherever it is told to.
 inline void CS_Careless(const Position& p, const Texture<0>& in, const Sampler<0>& sampler, const Target<1>& out,
                         const Constants<Careless, 3>& k) {
-    const Float4 colour = in.read(p + Offset{k->readX, k->readY});
-    out.write(p + Offset{k->writeX, k->writeY}, colour + in.sample(sampler, Float2{k->coordinate, 0}));
+    const auto offset = [&k](std::size_t first) {
+        return Offset{static_cast<int>((*k)[first]), static_cast<int>((*k)[first + 1])};
+    };
+    out.write(p + offset(2), in.read(p + offset(0)) + in.sample(sampler, Float2{(*k)[4], 0}));
 }
 
 inline VertexOut<Float4> VS_Main(VertexInput<Float4, 0> position, VertexInput<Float4, 1> value) {

@@ -5,18 +5,17 @@
 #include <limits>
 #include <map>
 #include <string>
-#include <string_view>
 
 #include <gmock/gmock.h>
 #include <tests/support/LogCapture.h>
 #include <tests/support/Picture.h>
 #include <tests/support/RecordingDevice.h>
+#include <tests/support/SimdLevels.h>
 
 #include <ondrix/Ondrix.h>
 #include <ondrix/effects/EffectCatalog.h>
 #include <ondrix/effects/LookUpTable.h>
 #include <ondrix/platform/software/Device.h>
-#include <ondrix/platform/software/SimdLevel.h>
 
 namespace ondrix::test {
 namespace {
@@ -25,22 +24,23 @@ const auto defaultDevice = DeviceManager::shared().defaultDevice();
 
 using Values = std::map<std::string, std::any>;
 
+const effects::EffectDescription& description(std::string_view name) {
+    return *std::ranges::find(effects::allEffects(), name, &effects::EffectDescription::name);
+}
+
 /// One effect with an input and an output of its own.
 struct EffectRun {
     EffectRun(const std::string& name, const Picture& picture, const Values& values,
               const std::shared_ptr<Device>& device = defaultDevice)
         : input(PictureTexture::create(device, picture)),
           output(PictureTexture::create(device, Picture::noise(picture.width, picture.height, 99))),
-          effect(Effect::create(device)) {
-        for (const auto& each : effects::allEffects()) {
-            if (each.name == name) pass = each.make(device, *effects::makeEffectLibrary(*device), input, output);
-        }
+          effect(Effect::create(device)),
+          pass(description(name).make(device, *effects::makeEffectLibrary(*device), input, output)) {
         for (const auto& [property, value] : values) pass->set(property, value);
         effect->add(pass, name);
-        effect->setShouldWaitForCompletion(true);
     }
     Picture result() const {
-        EXPECT_TRUE(effect->apply(nullptr));
+        EXPECT_TRUE(effect->applyAndWait(nullptr));
         return output->picture();
     }
 
@@ -171,6 +171,8 @@ Colour faded(const Picture& input, Int x, Int y) {
 }
 
 TEST(Effects, AgreeWithDoublePrecision) {
+    const Values key{
+        {"red", 0.2f}, {"tolerance", 0.3f}, {"softness", 0.2f}, {"background-blue", 0.6f}, {"background-alpha", 0.5f}};
     const std::tuple<const char*, Values, Colour (*)(const Picture&, Int, Int)> effects[] = {
         {"colour", {{"exposure", -0.7f}, {"contrast", 1.5f}, {"saturation", 0.4f}}, adjusted},
         {"look-up", {{"table", table(19, twisted, 0.75f)}, {"strength", 0.8f}}, lookedUp},
@@ -178,29 +180,20 @@ TEST(Effects, AgreeWithDoublePrecision) {
         {"gaussian-blur", {{"radius", 32.0f}}, blurred<32>},
         {"unsharp-mask", {{"radius", 3.0f}, {"amount", 1.0f}}, sharpened},
         {"edges", {{"strength", 0.9f}}, edge},
-        {"chroma-key",
-         {{"red", 0.2f},
-          {"tolerance", 0.3f},
-          {"softness", 0.2f},
-          {"background-blue", 0.6f},
-          {"background-alpha", 0.5f}},
-         keyed},
+        {"chroma-key", key, keyed},
         {"vignette", {{"radius", 0.3f}, {"softness", 0.6f}, {"strength", 0.9f}}, darkened},
         {"cross-fade", {{"picture", texture(second)}, {"amount", 0.6f}}, faded},
     };
     for (const auto& [name, values, expected] : effects) {
         for (const auto& [width, height] : {std::pair<Int, Int>{1, 1}, {37, 29}, {70, 3}}) {
             const Picture input = Picture::noise(width, height, 11), result = EffectRun(name, input, values).result();
-            int furthest = 0;
             for (Int at = 0; at < width * height; ++at) {
                 const Colour colour = expected(input, at % width, at / width);
                 for (int c = 0; c < 4; ++c) {
                     const double level = std::clamp(255 * colour[std::size_t(c == 3 ? 3 : 2 - c)], 0.0, 255.0);
-                    const int off = std::abs(result.at(at % width, at / width, c) - int(std::lround(level)));
-                    furthest = std::max(furthest, off);
+                    ASSERT_NEAR(result.at(at % width, at / width, c), std::lround(level), 1) << name << at << width;
                 }
             }
-            EXPECT_LE(furthest, 1) << name << ", " << width << "x" << height;
         }
     }
 }
@@ -210,7 +203,6 @@ TEST(Effects, StayAsTheyAreWhereSettingsSaySo) {
     const std::tuple<const char*, Values, const Picture&> settings[] = {
         {"colour", {}, input},
         {"look-up", {{"table", table(2, same)}}, input},
-        {"look-up", {{"table", table(33, same)}}, input},
         {"look-up", {{"table", table(129, same)}}, input},
         {"look-up", {{"table", table(5, twisted)}, {"strength", 0.0f}}, input},
         {"gaussian-blur", {{"radius", 0.0f}}, input},
@@ -242,17 +234,16 @@ TEST(Effects, ShowLevelsWhereTheyAreInScopes) {
 }
 
 TEST(Effects, AgreeOnEveryLevelAndNumberOfThreads) {
-    const auto run = [](int threads, std::string_view level, const effects::EffectDescription& effect) {
-        const auto device = Device::create(software::Device::create(threads, std::string(level)));
+    const auto run = [](int threads, const std::string& level, const effects::EffectDescription& effect) {
+        const auto device = Device::create(software::Device::create(threads, level));
         const Values values{{"table", table(19, twisted)}, {"picture", texture(second, device)}, {"kind", 1.0f}};
         return EffectRun(std::string(effect.name), Picture::noise(83, 90, 14), values, device).result();
     };
     for (const effects::EffectDescription& effect : effects::allEffects()) {
         const Picture expected = run(1, "plain", effect);
-        for (const software::SimdLevel& level : software::simdLevels()) {
-            const bool built = std::string_view(SIMD_LEVELS).find(level.name) != std::string_view::npos;
-            if (!built || !level.supported()) continue;
-            EXPECT_TRUE(run(3, level.name, effect) == expected) << effect.name << " at " << level.name;
+        for (const std::string& level : builtLevels()) {
+            if (!runsHere(level)) continue;
+            EXPECT_TRUE(run(3, level, effect) == expected) << effect.name << " at " << level;
         }
     }
 }
@@ -298,7 +289,6 @@ TEST(Effects, RefuseOtherValuesWithWhatTheyWant) {
     const std::tuple<const char*, const char*, std::any, std::string> cases[] = {
         {"gaussian-blur", "radius", 32.5, aNumber + "32.5."},
         {"gaussian-blur", "radius", 33, aNumber + "33."},
-        {"gaussian-blur", "radius", -1L, aNumber + "-1."},
         {"gaussian-blur", "radius", ~0ULL, aNumber + "1.84467e+19."},
         {"gaussian-blur", "radius", 1e300, aNumber + "1e+300."},
         {"gaussian-blur", "radius", std::numeric_limits<double>::quiet_NaN(), aNumber + "nan."},
@@ -337,19 +327,17 @@ TEST(Effects, TellWhyTheyCanNotBeMade) {
     const auto input = PictureTexture::create(device, Picture(2, 2));
     const auto output = PictureTexture::create(device, Picture(2, 2));
     for (const auto& [name, refused, reason] : failures) {
-        for (const effects::EffectDescription& effect : effects::allEffects()) {
-            if (effect.name != name) continue;
-            const LogCapture log;
-            mtlDevice->refused.clear();
-            EXPECT_NE(effect.makePass(device, *library, input, output, nullptr), nullptr) << name;
-            mtlDevice->refused = {refused};
-            NSError error;
-            EXPECT_EQ(effect.makePass(device, *library, input, output, &error), nullptr) << refused;
-            EXPECT_THAT(error.localizedDescription(), testing::HasSubstr(reason));
-            EXPECT_THAT(log.messages(), testing::IsEmpty());
-            EXPECT_EQ(effect.make(device, *library, input, output), nullptr) << refused;
-            EXPECT_THAT(log.messages(), testing::ElementsAre(testing::HasSubstr(reason)));
-        }
+        const auto& effect = description(name);
+        const LogCapture log;
+        mtlDevice->refused.clear();
+        EXPECT_NE(effect.makePass(device, *library, input, output, nullptr), nullptr) << name;
+        mtlDevice->refused = {refused};
+        NSError error;
+        EXPECT_EQ(effect.makePass(device, *library, input, output, &error), nullptr) << refused;
+        EXPECT_THAT(error.localizedDescription(), testing::HasSubstr(reason));
+        EXPECT_THAT(log.messages(), testing::IsEmpty());
+        EXPECT_EQ(effect.make(device, *library, input, output), nullptr) << refused;
+        EXPECT_THAT(log.messages(), testing::ElementsAre(testing::HasSubstr(reason)));
     }
     const LogCapture log;
     mtlDevice->refused = {"makeLibrary"};

@@ -2,7 +2,6 @@
 #include <concepts>
 #include <limits>
 #include <string>
-#include <unordered_set>
 
 #include <gtest/gtest.h>
 
@@ -89,15 +88,6 @@ TEST(Enumerations, TextsAreTakenByteForByte) {
 TEST(Enumerations, RotationsComeFromFourDegreeCountsOnly) {
     for (const Int degrees : {0, 90, 180, 270}) EXPECT_EQ(rawValue(makeImageRotation(degrees).value()), degrees);
     for (const Int degrees : {360, -90, 45, 1}) EXPECT_EQ(makeImageRotation(degrees), std::nullopt) << degrees;
-}
-
-TEST(Enumerations, AllCanKeyHashedSets) {
-    const std::unordered_set<ContentMode> modes{ContentMode::scaleToFill, ContentMode::scaleAspectFit};
-    const std::unordered_set<YUVFormats> formats{YUVFormats::Unknown, YUVFormats::NV12FullRange};
-    EXPECT_EQ(modes.size() + formats.size(), 4u);
-    EXPECT_EQ(std::hash<ShaderType>{}(ShaderType::vertexShader), std::hash<std::string>{}("vertex shader"));
-    EXPECT_EQ(std::hash<ShaderResourceType>{}(ShaderResourceType::sampler), std::hash<std::string>{}("sampler"));
-    EXPECT_EQ(std::hash<ImageRotation>{}(ImageRotation::degrees270), std::hash<Int>{}(270));
 }
 
 // With another rounding of pi, or a constant folded in higher precision, the small entries change size or sign.

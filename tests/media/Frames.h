@@ -3,10 +3,8 @@
 #include <cmath>
 #include <stdexcept>
 
-#include <gmock/gmock.h>
-#include <tests/support/LogCapture.h>
-#include <tests/support/Picture.h>
 #include <tests/support/TemporaryFolder.h>
+#include <tests/video/Frames.h>
 
 #include <ondrix/platform/ffmpeg/MovieReader.h>
 
@@ -63,8 +61,7 @@ inline std::vector<int> bytesOf(const std::shared_ptr<CVPixelBuffer>& pixels, In
 
 /// Random bytes in every plane.
 inline std::shared_ptr<CVPixelBuffer> noise(Int width, Int height, OSType format, unsigned seed = 1) {
-    std::shared_ptr<CVPixelBuffer> pixels;
-    CVPixelBufferCreate(width, height, format, nullptr, &pixels);
+    const auto pixels = frame(width, height, format);
     std::mt19937 random(seed);
     for (Int plane = 0; plane < (format == bgra ? 1 : 2); ++plane) {
         const Int size = bytesPerElement(*pixels, plane);

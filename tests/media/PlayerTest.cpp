@@ -4,7 +4,7 @@
 
 #include <ondrix/platform/avfoundation/AVPlayer.h>
 #include <ondrix/platform/ffmpeg/MoviePlayerItem.h>
-#include <ondrix/platform/foundation/NSRunLoop.h>
+#include <ondrix/platform/metalkit/HeadlessView.h>
 
 #include "Frames.h"
 
@@ -145,6 +145,41 @@ TEST_F(PlayerTest, GoesWhileItsOutputIsFull) {
     item.reset();
     EXPECT_TRUE(gone.expired());
     EXPECT_NE(output->copyPixelBuffer(kCMTimeZero, nullptr), nullptr);
+}
+
+// A race or a deadlock between the decoding thread, the device's threads and the main thread; a frame of a source that
+// is gone, or of another size than the view's.
+TEST_F(PlayerTest, SurvivesSeekingResizingAndDestroying) {
+    const auto device = DeviceManager::shared().defaultDevice();
+    const auto view = HeadlessView::create({64, 48}, device->mtlDevice());
+    const auto video = device->makeVideoTexture(nullptr);
+    const auto effect =
+        PresentTextureEffect::create(device, video, device->makeRenderViewTexture(view), MTLPixelFormat::bgra8Unorm,
+                                     ContentMode::scaleAspectFit, ImageRotation::degrees0, false);
+    video->setOnFrameAvailable([&](VideoTexture&) {
+        if (const auto drawable = view->currentDrawable()) effect->apply(drawable);
+    });
+    std::int64_t shownBefore = 0;
+    for (int round = 0; round < 400 || view->shownFrameCount() < shownBefore + 5; ++round) {
+        if (round < 400) {
+            if (round % 67 == 0) {  // the item before it goes while it decodes
+                item = MoviePlayerItem::create(URL(path("movie.mov")), nullptr);
+                player = AVPlayer::create(item);
+                video->set(AVPlayerItemFrameSource::create(item));
+                player->play();
+            }
+            if (round % 7 == 0) player->seek(CMTimeMake(round % 60, 50));
+            if (round % 5 == 0) view->setDrawableSize({40.0 + round % 30, 40});
+            if (round % 11 == 0) player->setRate(round % 3);
+            shownBefore = view->shownFrameCount();
+        } else if (player->rate() == 0) {
+            player->play();
+        }
+        clock.advance(1.0 / 60);
+        NSRunLoop::main().runUntilIdle();
+    }
+    EXPECT_EQ(CVPixelBufferGetWidth(*view->shownFrame()), static_cast<Int>(view->drawableSize().width));
+    video->prepareForRelease();
 }
 
 }  // namespace

@@ -91,7 +91,6 @@ TEST_F(PassTest, AComputePassBindsAndCoversItsOutputWithWholeGroups) {
     for (const auto& [threads, width, height, expected] :
          {std::tuple<std::uint64_t, Int, Int, const char*>{1024, 1920, 1080, "60x34x1, 32x32x1"},
           {512, 1920, 1080, "60x68x1, 32x16x1"},
-          {1024, 1, 1, "1x1x1, 32x32x1"},
           {1024, 64, 64, "2x2x1, 32x32x1"},
           {1000, 65, 31, "3x1x1, 32x31x1"}}) {
         pipeline.threads = threads;

@@ -83,7 +83,6 @@ TEST_F(PresentTransformTest, NothingIsWrittenWithoutAChange) {
     effect->setRotation(ImageRotation::degrees0);
     effect->setFlipHorizontally(false);
     EXPECT_TRUE(effect->prepare());
-    EXPECT_TRUE(wide->resize(1920, 1080));
     pass->texture(*wide, Size2<Int>{1920, 1080});
     pass->texture(*high, Size2<Int>{1080, 1920});
     pass->texture(*texture(1, 1), Size2<Int>{3, 3});

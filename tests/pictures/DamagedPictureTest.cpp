@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <tests/pictures/PictureWriter.h>
+#include <tests/support/Picture.h>
 #include <tests/support/RecordingDevice.h>
 #include <tests/support/TemporaryFolder.h>
 
@@ -24,27 +25,26 @@ protected:
         EXPECT_EQ(loaded.texture, nullptr);
         EXPECT_THAT(loaded.reason, testing::AllOf(testing::StartsWith(reason), testing::Not(testing::HasSubstr("\n"))));
     }
+    // Of noise in as many bytes as the file has samples.
     static std::string png(bool interlaced) {
-        return encode(test::PNGContent{5, 4, PNG_COLOR_TYPE_RGB, 8, interlaced, noise<std::uint16_t>(5 * 4 * 3)});
+        const auto noise = test::Picture::noise(5, 3, 3).bytes;
+        return encode(test::PNGContent{5, 4, PNG_COLOR_TYPE_RGB, 8, interlaced, {noise.begin(), noise.end()}});
     }
     static std::string jpeg(bool progressive) {
-        return encode(test::JPEGContent{24, 16, JCS_RGB, JCS_YCbCr, noise<std::uint8_t>(24 * 16 * 3), progressive, 2});
+        const auto noise = test::Picture::noise(24, 12, 3).bytes;
+        return encode(test::JPEGContent{24, 16, JCS_RGB, JCS_YCbCr, noise, progressive, 2});
     }
     const test::TemporaryFolder folder;
-
-private:
-    template <class Sample>
-    static std::vector<Sample> noise(std::size_t count) {
-        std::mt19937 random(3);
-        std::vector<Sample> samples(count);
-        for (Sample& sample : samples) sample = static_cast<Sample>(random() & 255);
-        return samples;
-    }
 };
 
 TEST_F(DamagedPicture, ThatIsNoPicture) {
     ASSERT_EQ(::mkfifo((folder.path() / "pipe").c_str(), 0600), 0);
+    const auto jpegIn = [](J_COLOR_SPACE storedAs) {
+        return encode(test::JPEGContent{2, 1, JCS_CMYK, storedAs, {1, 2, 3, 4, 5, 6, 7, 8}});
+    };
     const std::pair<std::filesystem::path, const char*> cases[] = {
+        {folder.write("cmyk.jpg", jpegIn(JCS_CMYK)), "JPEG files in CMYK can't be read"},
+        {folder.write("ycck.jpg", jpegIn(JCS_YCCK)), "JPEG files in CMYK can't be read"},
         {folder.path() / "missing.png", "No such file or directory"},
         {folder.path(), "Is a directory"},
         {folder.path() / "pipe", "it is not a regular file"},

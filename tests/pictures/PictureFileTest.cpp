@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <csignal>
 #include <filesystem>
@@ -31,7 +32,6 @@ protected:
     [[nodiscard]] std::ptrdiff_t fileCount() const {
         return std::distance(std::filesystem::directory_iterator(folder.path()), {});
     }
-
     const test::TemporaryFolder folder;
     const std::filesystem::path file = folder.path() / "picture.png";
     std::vector<std::uint8_t> pixels = std::vector<std::uint8_t>(40000);
@@ -47,14 +47,12 @@ TEST_F(PictureFileTest, IsReadBackToTheLastPixel) {
                 pixels[index] = opaque && index % 4 == 3 ? 255 : static_cast<std::uint8_t>(random());
             }
             ASSERT_EQ(write(file, width, height, format, gap), "");
+            const bool blueFirst = format == bgra8Unorm || format == bgra8Unorm_srgb;
             std::vector<std::uint8_t> expected;
-            for (std::int64_t y = 0; y < height; ++y) {
-                for (std::int64_t x = 0; x < width; ++x) {
-                    const std::uint8_t* const pixel = &pixels[y * (4 * width + gap) + 4 * x];
-                    const bool blueFirst = format == bgra8Unorm || format == bgra8Unorm_srgb;
-                    expected.insert(expected.end(),
-                                    {pixel[blueFirst ? 0 : 2], pixel[1], pixel[blueFirst ? 2 : 0], pixel[3]});
-                }
+            for (std::int64_t at = 0; at < width * height; ++at) {
+                const std::uint8_t* const pixel = &pixels[at / width * (4 * width + gap) + 4 * (at % width)];
+                expected.insert(expected.end(),
+                                {pixel[blueFirst ? 0 : 2], pixel[1], pixel[blueFirst ? 2 : 0], pixel[3]});
             }
             EXPECT_TRUE(test::LoadedPicture(URL(file)).bytes == expected) << description(format) << ' ' << opaque;
         }
@@ -74,8 +72,7 @@ TEST_F(PictureFileTest, ReplacesWhatALinkStandsForAndKeepsItsPermissions) {
 
 /// Also of a disk that takes a part: what was there stays, and nothing is added.
 TEST_F(PictureFileTest, LeavesEverythingAsItWasOnFailure) {
-    const std::string before(5, 'b');
-    (void)folder.write("picture.png", before);
+    (void)folder.write("picture.png", "before");
     const std::tuple<std::filesystem::path, std::int64_t, std::int64_t, MTLPixelFormat, const char*> cases[] = {
         {folder.path() / "missing" / "picture.png", 2, 2, bgra8Unorm, "No such file or directory"},
         {folder.path(), 2, 2, bgra8Unorm, "it is not a regular file"},
@@ -91,12 +88,13 @@ TEST_F(PictureFileTest, LeavesEverythingAsItWasOnFailure) {
     const auto previousHandler = std::signal(SIGXFSZ, SIG_IGN);
     const rlimit limited{10000, previous.rlim_max};
     ::setrlimit(RLIMIT_FSIZE, &limited);
-    for (const auto& [path, width, height, format, reason] : cases)
+    for (const auto& [path, width, height, format, reason] : cases) {
         EXPECT_EQ(write(path, width, height, format), reason);
+    }
     ::setrlimit(RLIMIT_FSIZE, &previous);
     std::signal(SIGXFSZ, previousHandler);
     EXPECT_EQ(fileCount(), 1);
-    EXPECT_EQ(std::filesystem::file_size(file), before.size());
+    EXPECT_EQ(std::filesystem::file_size(file), 6u);
 }
 
 TEST_F(PictureFileTest, TexturesAreSavedAsTheyAreStoredAndLoadedFromMemory) {
@@ -104,18 +102,15 @@ TEST_F(PictureFileTest, TexturesAreSavedAsTheyAreStoredAndLoadedFromMemory) {
     const float floats[] = {-1, 0.2f, 0.5f, 7, NAN, 1, 0, 1};
     const std::uint16_t halves[] = {0x3400, 0xbc00, 0x03ff, 0x7c00};  // 0.25, -1, almost 0, infinity
     const std::uint8_t bytes[] = {10, 20, 30, 255, 40, 50, 60, 255};
-    struct Case {
-        MTLPixelFormat format;
-        const void* stored;  ///< two pixels
-        std::vector<int> bgra;
-    };
-    for (const auto& [format, stored, bgra] :
-         {Case{MTLPixelFormat::bgra8Unorm_srgb, bytes, {10, 20, 30, 255, 40, 50, 60, 255}},
-          Case{MTLPixelFormat::rgba8Unorm, bytes, {30, 20, 10, 255, 60, 50, 40, 255}},
-          Case{MTLPixelFormat::r8Unorm, bytes, {10, 10, 10, 255, 20, 20, 20, 255}},
-          Case{MTLPixelFormat::rg8Unorm, bytes, {0, 20, 10, 255, 0, 255, 30, 255}},
-          Case{MTLPixelFormat::rg16Float, halves, {0, 0, 64, 255, 0, 255, 0, 255}},
-          Case{MTLPixelFormat::rgba32Float, floats, {128, 51, 0, 255, 0, 255, 0, 255}}}) {
+    // Two stored pixels, and what the file has of them, blue first.
+    const std::tuple<MTLPixelFormat, const void*, std::vector<int>> cases[] = {
+        {bgra8Unorm_srgb, bytes, {10, 20, 30, 255, 40, 50, 60, 255}},
+        {rgba8Unorm, bytes, {30, 20, 10, 255, 60, 50, 40, 255}},
+        {r8Unorm, bytes, {10, 10, 10, 255, 20, 20, 20, 255}},
+        {rg8Unorm, bytes, {0, 20, 10, 255, 0, 255, 30, 255}},
+        {rg16Float, halves, {0, 0, 64, 255, 0, 255, 0, 255}},
+        {rgba32Float, floats, {128, 51, 0, 255, 0, 255, 0, 255}}};
+    for (const auto& [format, stored, bgra] : cases) {
         const auto texture = device->makeTexture(2, 1, format, MTLTextureUsage::shaderRead);
         ASSERT_TRUE(writePixels(*texture, stored, 2 * pixelFormatInfo(format)->bytesPerPixel, nullptr));
         NSError error;
@@ -124,11 +119,10 @@ TEST_F(PictureFileTest, TexturesAreSavedAsTheyAreStoredAndLoadedFromMemory) {
         const std::string content(std::istreambuf_iterator<char>(stream), {});
         const auto loaded = loadPicture(device, content.data(), static_cast<Int>(content.size()), false, &error);
         ASSERT_NE(loaded, nullptr) << error.localizedDescription();
-        std::vector<int> read;
-        const auto pixelsRead = readPixels(*loaded, nullptr);
-        ASSERT_TRUE(pixelsRead);
-        for (const std::byte byte : pixelsRead->bytes) read.push_back(static_cast<int>(byte));
-        EXPECT_EQ(read, bgra) << description(format);
+        const auto read = readPixels(*loaded, nullptr);
+        ASSERT_TRUE(read);
+        const auto isSame = [](std::byte a, int b) { return static_cast<int>(a) == b; };
+        EXPECT_TRUE(std::ranges::equal(read->bytes, bgra, isSame)) << description(format);
         EXPECT_EQ(loadPicture(device, content.data(), 20, true, &error), nullptr);
         EXPECT_FALSE(savePicture(*texture, folder.path() / "none" / "picture.png", &error));
         EXPECT_FALSE(error.localizedDescription().empty());

@@ -69,10 +69,6 @@ std::string encode(const JPEGContent& content) {
     }
     if (content.progressive) jpeg_simple_progression(&jpeg);
     jpeg_start_compress(&jpeg, TRUE);
-    if (!content.exif.empty()) {
-        jpeg_write_marker(&jpeg, JPEG_APP0 + 1, reinterpret_cast<const JOCTET*>(content.exif.data()),
-                          static_cast<unsigned>(content.exif.size()));
-    }
     std::vector<std::uint8_t> samples = content.samples;
     while (jpeg.next_scanline < jpeg.image_height) {
         JSAMPROW row = &samples.at(std::size_t{jpeg.next_scanline} * content.width * jpeg.input_components);

@@ -38,8 +38,7 @@ struct JPEGContent {
     J_COLOR_SPACE storedAs = JCS_GRAYSCALE;
     std::vector<std::uint8_t> samples{};
     bool progressive = false;
-    int chromaStep = 1;     ///< pixels a chroma sample, in both directions
-    std::string exif = {};  ///< content of an APP1 marker
+    int chromaStep = 1;  ///< pixels a chroma sample, in both directions
 };
 
 std::string encode(const JPEGContent& content);

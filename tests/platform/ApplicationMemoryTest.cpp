@@ -6,9 +6,8 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <sys/mman.h>
+#include <tests/support/GuardedMemory.h>
 #include <tests/support/Picture.h>
-#include <unistd.h>
 
 #include <ondrix/Ondrix.h>
 #include <ondrix/platform/corevideo/PixelBufferLock.h>
@@ -23,36 +22,27 @@ constexpr OSType nv12 = kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange;
 class OwnRows {
 public:
     OwnRows(std::int64_t rowBytes, std::int64_t height, std::int64_t gap)
-        : rowBytes_(rowBytes), stride_(rowBytes + gap), height_(height) {
-        const std::int64_t page = ::sysconf(_SC_PAGESIZE), used = stride_ * height - gap;
-        size_ = (used + page - 1) / page * page + page;
-        map_ = static_cast<std::uint8_t*>(
-            ::mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-        ::mprotect(map_ + size_ - page, page, PROT_NONE);
-        first_ = map_ + size_ - page - used;
+        : rowBytes_(rowBytes),
+          stride_(rowBytes + gap),
+          height_(height),
+          memory_(stride_ * height - gap, test::GuardedEnd::last) {
         std::mt19937 random(7);
-        std::generate(map_, first_ + used, [&random] { return static_cast<std::uint8_t>(random()); });
-        before_.assign(map_, first_ + used);
+        std::generate_n(memory_.pages(), memory_.usable(), [&random] { return static_cast<std::uint8_t>(random()); });
+        before_.assign(memory_.pages(), memory_.pages() + memory_.usable());
     }
-    ~OwnRows() { ::munmap(map_, size_); }
-    OwnRows(const OwnRows&) = delete;
-    OwnRows& operator=(const OwnRows&) = delete;
-
-    [[nodiscard]] CVPixelBufferPlane plane() const { return {first_, stride_}; }
-    [[nodiscard]] std::uint8_t* row(std::int64_t y) const { return first_ + y * stride_; }
+    [[nodiscard]] CVPixelBufferPlane plane() const { return {memory_.bytes(), stride_}; }
+    [[nodiscard]] std::uint8_t* row(std::int64_t y) const { return memory_.bytes() + y * stride_; }
     /// Writes over the rows what was there at first, and says whether nothing else has changed.
     [[nodiscard]] bool onlyRowsChanged() const {
         for (std::int64_t y = 0; y < height_; ++y) {
-            std::memcpy(row(y), before_.data() + (row(y) - map_), rowBytes_);
+            std::memcpy(row(y), before_.data() + (row(y) - memory_.pages()), rowBytes_);
         }
-        return std::equal(before_.begin(), before_.end(), map_);
+        return std::equal(before_.begin(), before_.end(), memory_.pages());
     }
 
 private:
     std::int64_t rowBytes_, stride_, height_;
-    std::size_t size_ = 0;
-    std::uint8_t* map_ = nullptr;
-    std::uint8_t* first_ = nullptr;
+    test::GuardedMemory memory_;
     std::vector<std::uint8_t> before_;
 };
 
@@ -65,15 +55,10 @@ std::shared_ptr<CVPixelBuffer> wrap(std::int64_t width, std::int64_t height, OST
     return buffer;
 }
 
-struct OwnTexture : Texture {
-    OwnTexture(std::shared_ptr<Device> device, std::shared_ptr<MTLTexture> texture)
-        : Texture(std::move(device), std::move(texture)) {}
-};
-
 class ApplicationMemory : public testing::Test {
 protected:
     std::shared_ptr<Texture> texture(const std::shared_ptr<CVPixelBuffer>& buffer) {
-        return std::make_shared<OwnTexture>(device, device->textureConverter()->texture(buffer));
+        return device->makeTexture(device->textureConverter()->texture(buffer));
     }
     std::shared_ptr<Device> device = DeviceManager::shared().defaultDevice();
 };
@@ -90,8 +75,7 @@ TEST_F(ApplicationMemory, IsReadAndWrittenWhereItLies) {
                 const auto to = texture(wrap(width * enlarged, height * enlarged, bgra, {large.plane()}));
                 const auto blit = [&](const auto& source, const auto& target) {
                     const auto effect = BlitEffect::create(device, source, target, type, MTLPixelFormat::bgra8Unorm);
-                    effect->setShouldWaitForCompletion(true);
-                    EXPECT_TRUE(effect->apply(nullptr));
+                    EXPECT_TRUE(effect->applyAndWait(nullptr));
                 };
                 blit(from, to);
                 for (int y = 0; y < (enlarged == 1 ? height : 0); ++y) {

@@ -1,6 +1,6 @@
 #include <filesystem>
 #include <optional>
-#include <utility>
+#include <tuple>
 #include <vector>
 
 #include <dlfcn.h>
@@ -17,12 +17,8 @@ using test::TemporaryFolder;
 
 /// The bundle lies beside the real file, also where a link elsewhere has a name of its own.
 TEST(Bundle, OfALibraryIsTheFirstFolderThatExists) {
-    struct Layout {
-        const char* file;
-        std::vector<const char*> folders;
-        const char* expected;
-    };
-    const Layout layouts[] = {
+    // The library's file, the folders that exist, and the one expected.
+    const std::tuple<const char*, std::vector<const char*>, const char*> layouts[] = {
         {"lib/libprobe.so.1.2", {"lib/probe.bundle", "lib/libprobe.bundle"}, "lib/probe.bundle"},
         {"lib/x86/libprobe.so", {"lib/lib/probe.bundle"}, "lib/lib/probe.bundle"},
         {"plugins/probe.so", {"plugins/probe.bundle", "lib/probe.bundle"}, "plugins/probe.bundle"},
@@ -45,17 +41,15 @@ TEST(Bundle, OfALibraryIsTheFirstFolderThatExists) {
     }
 }
 
-void functionOfThisProgram() {}
-
 TEST(Bundle, OfCodeInNoLibraryIsTheMainBundle) {
-    int onTheStack = 0;
-    for (const void* address : {reinterpret_cast<const void*>(&functionOfThisProgram),
-                                static_cast<const void*>(&onTheStack), static_cast<const void*>(nullptr)}) {
+    static const int inThisProgram = 1;
+    const int onTheStack = 1, *const nowhere = nullptr;
+    for (const int* address : {&inThisProgram, &onTheStack, nowhere}) {
         EXPECT_EQ(NSBundle::bundleForClass({address}), NSBundle::mainBundle());
     }
 }
 
-TEST(Bundle, FindsResourcesByNameAndExtension) {
+TEST(Bundle, FindsResourcesByNameAndExtensionAndItsIdentifierInAFirstLine) {
     const TemporaryFolder folder;
     const fs::path picture = folder.write("a picture.png", "");
     const auto bundle = NSBundle::create(folder.path());
@@ -65,18 +59,12 @@ TEST(Bundle, FindsResourcesByNameAndExtension) {
     EXPECT_EQ(bundle->URLForResource("", ""), std::nullopt);
     EXPECT_EQ(NSBundle::create(picture), nullptr);
     EXPECT_EQ(NSBundle::create(folder.path() / "missing"), nullptr);
-}
 
-TEST(Bundle, IdentifierIsTheFirstLine) {
-    const TemporaryFolder folder;
-    const auto bundle = NSBundle::create(folder.path());
     EXPECT_EQ(bundle->bundleIdentifier(), std::nullopt);
-    using Identifier = std::optional<std::string>;
     for (const auto& [content, expected] :
-         {std::pair("org.example.app\nmore", Identifier("org.example.app")),
-          std::pair("org.example\r\n", Identifier("org.example")), std::pair("\n", Identifier())}) {
+         {std::pair("org.example.app\nmore", "org.example.app"), {"org.example\r\n", "org.example"}, {"\n", "none"}}) {
         (void)folder.write("BundleIdentifier", content);
-        EXPECT_EQ(bundle->bundleIdentifier(), expected);
+        EXPECT_EQ(bundle->bundleIdentifier().value_or("none"), expected);
     }
 }
 

@@ -26,6 +26,22 @@ std::shared_ptr<CVPixelBuffer> makeBuffer(std::int64_t width, std::int64_t heigh
     return buffer;
 }
 
+/// A format's name states its layout, which the rest of its row in the table must match.
+TEST(PixelFormat, HasTheLayoutThatItsNameStates) {
+    for (std::uint64_t raw = 0; raw < 300; ++raw) {
+        const auto info = pixelFormatInfo(static_cast<MTLPixelFormat>(raw));
+        if (!info) continue;
+        const std::string components = info->blueFirst ? "BGRA" : std::string("RGBA").substr(0, info->components);
+        const int bits = info->bytesPerPixel * 8 / info->components;
+        const bool isUnorm = info->componentType == MTLComponentType::unorm8;
+        EXPECT_EQ(info->name, "MTLPixelFormat" + components + std::to_string(bits) + (isUnorm ? "Unorm" : "Float") +
+                                  (info->sRGB ? "_sRGB" : ""));
+        EXPECT_EQ(bits, isUnorm ? 8 : info->componentType == MTLComponentType::float16 ? 16 : 32) << info->name;
+    }
+    EXPECT_EQ(description(MTLPixelFormat::bgra8Unorm), "MTLPixelFormatBGRA8Unorm (80)");
+    EXPECT_EQ(description(static_cast<MTLPixelFormat>(999)), "MTLPixelFormat (999)");
+}
+
 class PixelBufferLayout : public testing::TestWithParam<std::tuple<OSType, std::int64_t, std::int64_t>> {};
 
 /// Writes each plane from its first byte to the 64th past its last row. Planes that overlap or are too short show as a
@@ -38,27 +54,21 @@ TEST_P(PixelBufferLayout, PlanesAreApartAlignedAndPadded) {
     ASSERT_EQ(CVPixelBufferCreate(side, side + 2, format, &attributes, &buffer), kCVReturnSuccess);
     EXPECT_EQ(CVPixelBufferGetPlaneCount(*buffer), format == bgra ? 0 : 2);
     const auto surface = CVPixelBufferGetIOSurface(buffer);
-    ASSERT_EQ(surface->planeCount(), format == bgra ? 1u : 2u);
-
     const PixelBufferLock lock(buffer);
     std::vector<std::span<std::uint8_t>> planes;
     for (std::uint64_t plane = 0; plane < surface->planeCount(); ++plane) {
-        const std::int64_t divisor = plane == 0 ? 1 : 2;
-        const std::int64_t stride = lock.bytesPerRow(plane);
+        const std::int64_t divisor = plane == 0 ? 1 : 2, stride = lock.bytesPerRow(plane);
         EXPECT_EQ(lock.width(plane), (side + divisor - 1) / divisor);
         EXPECT_EQ(lock.height(plane), (side + 2 + divisor - 1) / divisor);
         EXPECT_GE(stride, lock.width(plane) * (format == bgra ? 4 : divisor));
         EXPECT_EQ(stride % (alignment > 0 ? alignment : 64), 0);
-        std::uint8_t* const address = lock.bytes(plane);
-        EXPECT_EQ(address, surface->baseAddressOfPlane(plane));
-        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(address) % 64, 0u);
-        planes.emplace_back(address, stride * surface->heightOfPlane(plane) + 64);
+        EXPECT_EQ(lock.bytes(plane), surface->baseAddressOfPlane(plane));
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(lock.bytes(plane)) % 64, 0u);
+        planes.emplace_back(lock.bytes(plane), stride * lock.height(plane) + 64);
         std::ranges::fill(planes.back(), plane + 1);
     }
-    for (std::size_t plane = 0; plane < planes.size(); ++plane) {
-        EXPECT_EQ(planes[plane].front(), plane + 1);
-        EXPECT_EQ(planes[plane].back(), plane + 1);
-    }
+    ASSERT_EQ(planes.size(), format == bgra ? 1u : 2u);
+    EXPECT_TRUE(planes[0].front() == 1 && planes[0].back() == 1) << "overwritten by the plane after it";
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, PixelBufferLayout,
@@ -66,22 +76,20 @@ INSTANTIATE_TEST_SUITE_P(Sizes, PixelBufferLayout,
                                           testing::Values(0, 1, 64, 4096)));
 
 TEST(PixelBuffer, RefusesWhatItCanNotMake) {
-    const CVAttributes badAlignment{{kCVPixelBufferBytesPerRowAlignmentKey, 48}};
-    const CVAttributes badKind{{kCVPixelBufferIOSurfacePropertiesKey, 1}};
-    const CVAttributes good{{kCVPixelBufferIOSurfacePropertiesKey, CVEmptyDictionary{}}, {"Unknown", 7}};
-    const std::tuple<std::int64_t, std::int64_t, OSType, const CVAttributes*, CVReturn> cases[] = {
-        {0, 1, bgra, nullptr, kCVReturnInvalidSize},
-        {1, -1, bgra, nullptr, kCVReturnInvalidSize},
-        {16385, 1, bgra, nullptr, kCVReturnInvalidSize},
-        {16384, 1, kCVPixelFormatType_420YpCbCr8BiPlanarFullRange, nullptr, kCVReturnSuccess},
-        {1, 1, 0x52474241, nullptr, kCVReturnInvalidPixelFormat},
-        {1, 1, bgra, &badAlignment, kCVReturnInvalidPixelBufferAttributes},
-        {1, 1, bgra, &badKind, kCVReturnInvalidPixelBufferAttributes},
-        {1, 1, bgra, &good, kCVReturnSuccess},
+    constexpr auto nv12FullRange = kCVPixelFormatType_420YpCbCr8BiPlanarFullRange;
+    const std::tuple<std::int64_t, std::int64_t, OSType, CVAttributes, CVReturn> cases[] = {
+        {0, 1, bgra, {}, kCVReturnInvalidSize},
+        {1, -1, bgra, {}, kCVReturnInvalidSize},
+        {16385, 1, bgra, {}, kCVReturnInvalidSize},
+        {16384, 1, nv12FullRange, {}, kCVReturnSuccess},
+        {1, 1, 0x52474241, {}, kCVReturnInvalidPixelFormat},
+        {1, 1, bgra, {{kCVPixelBufferBytesPerRowAlignmentKey, 48}}, kCVReturnInvalidPixelBufferAttributes},
+        {1, 1, bgra, {{kCVPixelBufferIOSurfacePropertiesKey, 1}}, kCVReturnInvalidPixelBufferAttributes},
+        {1, 1, bgra, {{kCVPixelBufferIOSurfacePropertiesKey, CVEmptyDictionary{}}, {"Other", 7}}, kCVReturnSuccess},
     };
     for (const auto& [width, height, format, attributes, expected] : cases) {
         auto buffer = makeBuffer(1, 1, bgra);
-        EXPECT_EQ(CVPixelBufferCreate(width, height, format, attributes, &buffer), expected);
+        EXPECT_EQ(CVPixelBufferCreate(width, height, format, &attributes, &buffer), expected);
         EXPECT_EQ(buffer != nullptr, expected == kCVReturnSuccess);
     }
 }
@@ -98,11 +106,7 @@ TEST(PixelBuffer, ShowsItsAddressesOnlyWhileLocked) {
         EXPECT_EQ(CVPixelBufferGetBaseAddressOfPlane(*buffer, plane), nullptr);
         EXPECT_EQ(CVPixelBufferGetBytesPerRowOfPlane(*buffer, plane), 0);
     }
-    {
-        const PixelBufferLock lock(*buffer, kCVPixelBufferLock_ReadOnly);
-        EXPECT_EQ(lock.row(1, 1), lock.bytes(1) + CVPixelBufferGetBytesPerRowOfPlane(*buffer, 1));
-        EXPECT_EQ(CVPixelBufferGetLockCount(*buffer), 2);
-    }
+    { const PixelBufferLock lock(*buffer, kCVPixelBufferLock_ReadOnly); }
     CVPixelBufferUnlockBaseAddress(*buffer, 0);
     EXPECT_EQ(CVPixelBufferGetBaseAddressOfPlane(*buffer, 1), nullptr);
 }
@@ -126,9 +130,7 @@ std::shared_ptr<CVPixelBuffer> take(CVPixelBufferPool& pool) {
 TEST(PixelBufferPool, RefusesAttributesOutOfRange) {
     const std::pair<const char*, CVAttributes::mapped_type> cases[] = {
         {kCVPixelBufferWidthKey, 0},
-        {kCVPixelBufferHeightKey, 16385},
-        {kCVPixelBufferWidthKey, CVEmptyDictionary{}},
-        {kCVPixelBufferPixelFormatTypeKey, 0x52474241},
+        {kCVPixelBufferHeightKey, CVEmptyDictionary{}},
         {kCVPixelBufferPixelFormatTypeKey, std::int64_t{bgra} + (std::int64_t{1} << 32)},
         {kCVPixelBufferBytesPerRowAlignmentKey, 8192},
         {kCVPixelBufferPoolMinimumBufferCountKey, -1},
@@ -142,8 +144,8 @@ TEST(PixelBufferPool, RefusesAttributesOutOfRange) {
         auto pool = makePool(0);
         EXPECT_EQ(CVPixelBufferPoolCreate(&pools, &buffers, &pool), expected) << key;
         EXPECT_EQ(pool, nullptr);
-        buffers.erase(key);
         if (!buffersOfThePool.contains(key)) continue;
+        buffers.erase(key);
         EXPECT_EQ(CVPixelBufferPoolCreate(nullptr, &buffers, &pool), expected) << "without " << key;
     }
 }
@@ -154,9 +156,6 @@ TEST(PixelBufferPool, TakesBuffersBackWhenTheLastHolderLetsGo) {
     auto first = take(*pool);
     const auto second = take(*pool), third = take(*pool);
     EXPECT_EQ((std::set{first.get(), second.get(), third.get()}).size(), 3u);
-    EXPECT_EQ(CVPixelBufferPoolGetLiveCount(*pool), 3);
-    EXPECT_EQ(CVPixelBufferPoolGetFreeCount(*pool), 0);
-
     CVPixelBuffer* const address = first.get();
     CVPixelBufferLockBaseAddress(*first, 0);
     auto surface = CVPixelBufferGetIOSurface(first);
@@ -174,7 +173,7 @@ TEST(PixelBufferPool, TakesBuffersBackWhenTheLastHolderLetsGo) {
 TEST(PixelBufferPool, ServesSeveralThreads) {
     auto pool = makePool(1);
     std::atomic<int> mixedUp = 0;
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (std::uint8_t mark = 1; mark <= 3; ++mark) {
         threads.emplace_back([pool, mark, &mixedUp] {
             for (int round = 0; round < 1000; ++round) {
@@ -185,7 +184,7 @@ TEST(PixelBufferPool, ServesSeveralThreads) {
             }
         });
     }
-    for (auto& thread : threads) thread.join();
+    threads.clear();
     EXPECT_EQ(mixedUp, 0);
     EXPECT_EQ(CVPixelBufferPoolGetLiveCount(*pool), 0);
     const auto buffer = take(*pool);
@@ -218,7 +217,6 @@ TEST_F(TextureCache, RefusesPlanesThatAreTooSmall) {
         {bgra, bgra8Unorm, 15, -9, 0, kCVReturnInvalidSize},
         {bgra, invalid, 15, 9, 0, kCVReturnInvalidPixelFormat},
         {nv12, r8Unorm, 15, 9, 0, kCVReturnSuccess},
-        {nv12, rg8Unorm, 15, 9, 0, refused},
         {nv12, rg8Unorm, 8, 5, 1, kCVReturnSuccess},
         {nv12, rg8Unorm, 9, 5, 1, refused},
         {nv12, rg8Unorm, 8, 6, 1, refused},
@@ -244,9 +242,7 @@ TEST_F(TextureCache, TextureIsTheBufferAndKeepsItFromThePool) {
     EXPECT_EQ(metalTexture->usage(), MTLTextureUsage::unknown);
     const std::uint32_t pixel = 0x44332211;
     metalTexture->replace(MTLRegionMake2D(14, 6, 1, 1), 0, &pixel, 4);
-    const std::uint8_t* const row =
-        CVPixelBufferGetIOSurface(buffer)->baseAddressOfPlane(0) + 6 * CVPixelBufferGetBytesPerRow(*buffer);
-    EXPECT_EQ(std::memcmp(row + 14 * 4, &pixel, 4), 0);
+    EXPECT_EQ(std::memcmp(PixelBufferLock(buffer).row(6) + 14 * 4, &pixel, 4), 0);
     texture.reset();
     buffer.reset();
     EXPECT_EQ(CVPixelBufferPoolGetLiveCount(*pool), 1);

@@ -19,30 +19,23 @@ const shading::Entry& entry(const shading::ModuleTable& module, const std::strin
     throw std::runtime_error("no function " + name);
 }
 
-std::uint64_t nextSerial() {
-    static std::uint64_t serial = 1000;
-    return ++serial;
-}
+std::uint64_t lastSerial = 1000;
 
 constexpr std::uint8_t guard = 0xAB;
 
 sigjmp_buf beforeCall;
 
-/// False when the call touched memory that can't be touched. Modules hold nothing that would have to be released.
+/// Fails when the call touches memory that can't be touched. Modules hold nothing that would have to be released.
 template <class Task>
-[[gnu::noinline]] bool runs(void (*function)(const Task*), const Task& task) {
+[[gnu::noinline]] void run(const shading::ModuleTable& module, const std::string& name, void (*function)(const Task*),
+                           const Task& task) {
     struct sigaction previous, jump{};
     jump.sa_handler = [](int) { siglongjmp(beforeCall, 1); };
     sigaction(SIGSEGV, &jump, &previous);
     const bool touched = sigsetjmp(beforeCall, 1) != 0;
     if (!touched) function(&task);
     sigaction(SIGSEGV, &previous, nullptr);
-    return !touched;
-}
-
-template <class Task>
-void run(const shading::ModuleTable& module, const std::string& name, void (*function)(const Task*), const Task& task) {
-    if (!runs(function, task)) ADD_FAILURE() << module.level << ": " << name << " touches memory outside of all images";
+    if (touched) ADD_FAILURE() << module.level << ": " << name << " touches memory outside of all images";
 }
 
 }  // namespace
@@ -72,14 +65,6 @@ Image::Image(int w, int h, Format f, unsigned noise)
     }
 }
 
-shading::TextureView Image::view() {
-    return {memory_.bytes(), stride_, width, height, static_cast<std::uint32_t>(format)};
-}
-
-std::uint8_t* Image::pixel(int x, int y) {
-    return memory_.bytes() + stride_ * y + x * shading::bytesPerPixel(format);
-}
-
 std::vector<std::uint8_t> Image::bytes() {
     std::vector<std::uint8_t> all;
     for (int y = 0; y < height; y++) all.insert(all.end(), pixel(0, y), pixel(width, y));
@@ -94,10 +79,6 @@ bool Image::guardsIntact() const {
         if (!isPixel && memory_.pages()[i] != guard) return false;
     }
     return true;
-}
-
-Mapping fill(int width, int height) {
-    return {{0.5 / width, 1.0 / width, 0}, {0.5 / height, 0, 1.0 / height}};
 }
 
 std::vector<ondrix::YUVToRGBConstants> conversions() {
@@ -124,7 +105,7 @@ void draw(const shading::ModuleTable& module, const std::string& name, const Dra
     for (std::size_t i = 0; i < draw.morePlanes.size(); i++) task.planes[2 + i] = draw.morePlanes[i];
     task.perspective = draw.mapping.perspective;
     task.inverseW = draw.mapping.inverseW;
-    task.serial = nextSerial();
+    task.serial = ++lastSerial;
     task.streaming = draw.streaming;
     const std::size_t scratchBytes = (function.scratchBytes(&task.bindings, target.width) + 63) / 64 * 64;
     const ondrix::test::GuardedMemory scratch(scratchBytes, ondrix::test::GuardedEnd::last);
@@ -148,7 +129,7 @@ void dispatch(const shading::ModuleTable& module, const std::string& name,
     task.bindings = {textures.data(), nullptr, all};
     task.width = (width + 31) / 32 * 32;  // whole thread groups reach over the edges
     task.y1 = (height + 31) / 32 * 32;
-    task.serial = nextSerial();
+    task.serial = ++lastSerial;
     task.streaming = streaming;
     run(module, name, entry(module, name).runCompute, task);
 }

@@ -26,11 +26,11 @@ public:
     static inline ondrix::test::GuardedEnd guardedEnd = ondrix::test::GuardedEnd::first;
 
     Image(int width, int height, Format format, unsigned noise);
-    Image(const Image&) = delete;
-    Image& operator=(const Image&) = delete;
 
-    shading::TextureView view();
-    std::uint8_t* pixel(int x, int y);
+    shading::TextureView view() {
+        return {memory_.bytes(), stride_, width, height, static_cast<std::uint32_t>(format)};
+    }
+    std::uint8_t* pixel(int x, int y) { return memory_.bytes() + stride_ * y + x * shading::bytesPerPixel(format); }
     /// Rows without padding; `guardsIntact` tells whether anything else was written.
     std::vector<std::uint8_t> bytes();
     bool guardsIntact() const;
@@ -50,7 +50,9 @@ struct Mapping {
     shading::Plane inverseW{1, 0, 0};
 };
 /// The target shows the texture as a whole.
-Mapping fill(int width, int height);
+inline Mapping fill(int width, int height) {
+    return {{0.5 / width, 1.0 / width, 0}, {0.5 / height, 0, 1.0 / height}};
+}
 
 struct Draw {
     Mapping mapping;

@@ -32,11 +32,13 @@ double bilinear(Image& image, double u, double v, int c) {
 
 }  // namespace
 
+// And the same size gives an exact copy at any size.
 TEST(Reference, LinearSamplingIsWithinOneLevel) {
     const shading::ModuleTable& plain = open(OWN_LIBRARY, "plain");
-    const int sizes[][4] = {{97, 31, 40, 17}, {40, 17, 97, 31}, {64, 9, 128, 18}, {251, 3, 16, 127}};
+    const int sizes[][4] = {{97, 31, 40, 17}, {40, 17, 97, 31},   {64, 9, 128, 18},   {251, 3, 16, 127},   {1, 2, 1, 2},
+                            {127, 2, 127, 2}, {1920, 2, 1920, 2}, {5003, 2, 5003, 2}, {16384, 2, 16384, 2}};
     for (const auto& [w, h, sw, sh] : sizes) {
-        for (double skew : {0.0, 0.11}) {
+        for (double skew : {0.0, w == sw ? 0.0 : 0.11}) {
             Image source(sw, sh, Format::bgra8, 7), target(w, h, Format::bgra8, 0);
             Mapping m = fill(w, h);
             m.u.dy = skew / h;
@@ -45,18 +47,9 @@ TEST(Reference, LinearSamplingIsWithinOneLevel) {
             for (int i = 0; i < w * h * 4; i++) {
                 const int x = i / 4 % w, y = i / 4 / w, c = i % 4;
                 const double u = m.u.base + x * m.u.dx + y * m.u.dy, v = m.v.base + x * m.v.dx + y * m.v.dy;
-                ASSERT_NEAR(level(bilinear(source, u, v, c)), target.pixel(x, y)[c], 1) << x << "," << y;
+                ASSERT_NEAR(level(bilinear(source, u, v, c)), target.pixel(x, y)[c], w != sw) << x << "," << y;
             }
         }
-    }
-}
-
-TEST(Reference, SameSizeIsAnExactCopyAtAnySize) {
-    const shading::ModuleTable& plain = open(OWN_LIBRARY, "plain");
-    for (int w : {1, 2, 127, 251, 1920, 5003, 16384}) {
-        Image source(w, 2, Format::bgra8, 7), target(w, 2, Format::bgra8, 0);
-        draw(plain, "Ondrix::Blit::FS_Main", {fill(w, 2), {source.view()}, {linearClamp}}, target);
-        EXPECT_EQ(source.bytes(), target.bytes()) << w;
     }
 }
 

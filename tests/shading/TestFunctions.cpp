@@ -50,35 +50,31 @@ inline void Split(const Position& p, const Texture<0>& image, const Target<1>& b
     dark.write(p, c * 0.5f);
 }
 
-struct Shift {
-    int x, y;
-};
-
 /// Neighbours anywhere: as a run, single, and at half the position.
 inline void ShiftedRun(const Position& p, const Texture<0>& image, const Target<1>& output,
-                       const Constants<Shift, 0>& by) {
-    output.write(p, image.read(p + Offset{by->x, by->y}));
+                       const Constants<Offset, 0>& by) {
+    output.write(p, image.read(p + *by));
 }
 inline void ShiftedPixels(const Position& p, const Texture<0>& image, const Target<1>& output,
-                          const Constants<Shift, 0>& by) {
+                          const Constants<Offset, 0>& by) {
     output.write(p, image.read(Int2(p) + Int2{by->x, by->y}));
 }
 inline void MovedPosition(const Position& p, const Texture<0>& image, const Target<1>& output,
-                          const Constants<Shift, 0>& by) {
+                          const Constants<Offset, 0>& by) {
     Position moved = p;
     moved.x = static_cast<int>(static_cast<unsigned>(moved.x) + static_cast<unsigned>(by->x));
     moved.y = static_cast<int>(static_cast<unsigned>(moved.y) + static_cast<unsigned>(by->y));
     output.write(p, image.read(moved));
 }
 inline void SmallTexture(const Position& p, const Texture<0, Sides::half>& image, const Target<1>& output,
-                         const Constants<Shift, 0>& by) {
-    output.write(p, image.read(p + Offset{by->x, by->y}) + image.read(p));
+                         const Constants<Offset, 0>& by) {
+    output.write(p, image.read(p + *by) + image.read(p));
 }
 inline void WrittenElsewhere(const Position& p, const Texture<0>& image, const Target<1>& output,
-                             const Constants<Shift, 0>& by) {
+                             const Constants<Offset, 0>& by) {
     const Position far{by->x, by->y, 1000};
     output.write(far, image.read(far));
-    output.write(p + Offset{by->x, by->y}, image.read(p));
+    output.write(p + *by, image.read(p));
 }
 
 const FunctionTable functions{

@@ -3,18 +3,14 @@
 
 namespace {
 
-using testing::HasSubstr;
-using testing::StartsWith;
-
 using NV12Command = ProgramTest;
 
 // Ranges exchanged, planes or rows misplaced, red and blue exchanged.
 TEST_F(NV12Command, ConvertsBothRanges) {
-    struct Quarter {
+    const struct {
         char luma, blue, red;
         double colours[2][3];  ///< blue, green and red of the full and of the video range
-    };
-    const Quarter quarters[] = {
+    } quarters[] = {
         {60, 120, 100, {{46.08, 74.27, 16.69}, {35.45, 67.54, 1.98}}},
         {100, 90, char(160), {{30.40, 91.80, 151.19}, {18.65, 88.51, 156.12}}},
         {char(150), char(170), 110, {{228.88, 150.24, 122.44}, {245.81, 156.32, 124.67}}},
@@ -50,18 +46,11 @@ TEST_F(NV12Command, SaysHowManyBytesAFrameHas) {
     EXPECT_FALSE(std::filesystem::exists(out));
 }
 
-class ApplyCommand : public ProgramTest {
-protected:
-    void expectFailure(const std::string& library, const std::string& function, const std::string& reason) {
-        expectReason(run("apply", png(picture), {"--library", library, "--function", function}), library, reason);
-        EXPECT_FALSE(std::filesystem::exists(out));
-    }
-
-    Picture picture = Picture::noise(50, 41, 1);
-};
+using ApplyCommand = ProgramTest;
 
 TEST_F(ApplyCommand, RunsTheFunctionOverThePictureOrTheSizeAsked) {
     std::vector<std::string> options{"--library", ONDRIX_TEST_LIBRARY, "--function", "Test::Invert"};
+    const Picture picture = Picture::noise(50, 41, 1);
     Picture inverted = picture;
     for (std::size_t i = 0; i < inverted.bytes.size(); ++i) {
         if (i % 4 != 3) inverted.bytes[i] = static_cast<std::uint8_t>(~inverted.bytes[i]);
@@ -74,14 +63,17 @@ TEST_F(ApplyCommand, RunsTheFunctionOverThePictureOrTheSizeAsked) {
 }
 
 TEST_F(ApplyCommand, NamesWhatIsNoLibraryOrWhatFunctionDoesNotFit) {
-    for (const auto& library :
-         {folder.path() / "missing.oxlib", folder.write("file.oxlib", "text"), folder.makeFolder("empty.oxlib")}) {
-        expectFailure(library, "F", "Failed to create shader library from URL");
-    }
-    expectFailure(ONDRIX_TEST_LIBRARY, "Test::Missing", "Failed to load shader function 'Test::Missing' from library");
-    for (const char* function : {"Test::Vertex", "Test::NeedsConstants"}) {
-        expectFailure(ONDRIX_TEST_LIBRARY, function, function);
-    }
+    const std::string broken = folder.write("file.oxlib", "text"), empty = folder.makeFolder("empty.oxlib");
+    const char* const none = "Failed to create shader library from URL";
+    for (const auto& [library, function, reason] :
+         {std::tuple(file("missing.oxlib"), "F", none),
+          {broken, "F", none},
+          {empty, "F", none},
+          {ONDRIX_TEST_LIBRARY, "Test::Missing", "Failed to load shader function 'Test::Missing' from library"},
+          {ONDRIX_TEST_LIBRARY, "Test::Vertex", "Test::Vertex"},
+          {ONDRIX_TEST_LIBRARY, "Test::NeedsConstants", "Test::NeedsConstants"}})
+        expectReason(run("apply", png(Picture(2, 2)), {"--library", library, "--function", function}), library, reason);
+    EXPECT_FALSE(std::filesystem::exists(out));
 }
 
 TEST(DevicesCommand, ListsTheDefaultDevice) {
@@ -94,14 +86,8 @@ TEST(DevicesCommand, ListsTheDefaultDevice) {
 }
 
 TEST(ProgramHelp, GoesToStandardOutput) {
-    EXPECT_THAT(runOndrix({"--version"}).output, StartsWith("ondrix " ONDRIX_VERSION));
-    const std::string all = runOndrix({"--help"}).output;
-    for (const char* command : {"devices", "present", "blit", "nv12", "apply"}) {
-        EXPECT_THAT(all, HasSubstr(command));
-        const Outcome help = runOndrix({command, "--help"});
-        EXPECT_THAT(help.output, HasSubstr(command));
-        EXPECT_EQ(help.errors, "");
-    }
+    EXPECT_THAT(runOndrix({"--version"}).output, testing::StartsWith("ondrix " ONDRIX_VERSION));
+    EXPECT_THAT(runOndrix({"nv12", "--help"}).output, testing::HasSubstr("--range"));
 }
 
 }  // namespace

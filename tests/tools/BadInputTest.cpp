@@ -6,7 +6,6 @@ namespace {
 using ondrix::test::JPEGContent;
 using ondrix::test::PNGContent;
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 using BadInput = ProgramTest;
 
@@ -14,22 +13,12 @@ using BadInput = ProgramTest;
 TEST_F(BadInput, ABadPictureIsRefusedWithAReason) {
     const Picture noise = Picture::noise(61, 47, 1);
     const std::string whole = png(noise);
-    std::string corrupted = whole;
-    corrupted[whole.size() - 14] ^= 0x55;
     const std::string jpeg = encode(JPEGContent{.width = 61, .height = 188, .samples = noise.bytes});
-    const std::pair<const char*, std::string> cases[] = {
-        {"empty", ""},
-        {"random bytes", {noise.bytes.begin(), noise.bytes.end()}},
-        {"PNG with nothing else", whole.substr(0, 8)},
-        {"PNG cut in half", whole.substr(0, whole.size() / 2)},
-        {"PNG with wrong checksum", corrupted},
-        {"PNG of huge size", encode(PNGContent{.width = 100000, .height = 100000}, true)},
-        {"JPEG with nothing else", jpeg.substr(0, 3)},
-        {"JPEG cut in half", jpeg.substr(0, jpeg.size() / 2)},
-    };
+    const std::string huge = encode(PNGContent{.width = 100000, .height = 100000}, true);
     (void)folder.write("out.png", "earlier");
-    for (const auto& [name, content] : cases) {
-        SCOPED_TRACE(name);
+    for (const auto& content :
+         {std::string(), whole.substr(0, whole.size() / 2), huge, jpeg.substr(0, jpeg.size() / 2)}) {
+        SCOPED_TRACE(content.size());
         for (const char* command : {"present", "blit"}) {
             expectReason(run(command, content, {"--size", "20x20"}), in);
             EXPECT_THAT(names(), ElementsAre("in", "out.png"));
@@ -53,11 +42,14 @@ TEST_F(BadInput, AMissingFileOrAFolderIsNamed) {
 TEST_F(BadInput, ABadOutputIsReportedWithTheSystemsReason) {
     const std::string input = folder.write("in.png", png(Picture::noise(64, 64, 1)));
     std::filesystem::create_directory(file("folder"));
-    for (const auto& [output, reason] : {std::pair(file("missing/out.png"), "No such file or directory"),
-                                         {file("in.png/out.png"), "Not a directory"},
-                                         {file("folder"), "Is a directory"},
-                                         {"/dev/full", "No space left on device"}}) {
-        expectReason(runOndrix({"present", input, output, "--size", "64x64"}), output, reason);
+    // A small picture is written only when the file is closed.
+    for (const auto& [output, size, reason] :
+         {std::tuple(file("missing/out.png"), "64x64", "No such file or directory"),
+          {file("in.png/out.png"), "64x64", "Not a directory"},
+          {file("folder"), "64x64", "Is a directory"},
+          {"/dev/full", "64x64", "No space left on device"},
+          {"/dev/full", "2x2", "No space left on device"}}) {
+        expectReason(runOndrix({"present", input, output, "--size", size}), output, reason);
         EXPECT_THAT(names(), ElementsAre("folder", "in.png"));
     }
 }
@@ -65,34 +57,28 @@ TEST_F(BadInput, ABadOutputIsReportedWithTheSystemsReason) {
 // A fatal stop of the framework; a forced SIMD level that doesn't exist, put down to a missing library.
 TEST_F(BadInput, NoDeviceOrNoModuleForTheForcedLevelIsReported) {
     const std::string input = folder.write("in.png", png(Picture::noise(4, 4, 1)));
-    for (const auto& [variable, reason] :
-         {std::pair("ONDRIX_DEVICE=none", "no GPU"), {"ONDRIX_SIMD=abacus", "abacus"}}) {
-        for (const char* command : {"present", "blit"})
-            expectReason(runOndrix({command, input, out, "--size", "8x8"}, {variable}), input, reason);
+    for (const char* command : {"present", "blit"}) {
+        const std::vector<std::string> arguments{command, input, out, "--size", "8x8"};
+        expectReason(runOndrix(arguments, {"ONDRIX_DEVICE=none"}), input, "no GPU");
+        expectReason(runOndrix(arguments, {"ONDRIX_SIMD=abacus"}), input, "abacus");
     }
 }
 
 TEST(WrongUse, EndsWithStatusTwo) {
-    const auto expectWrong = [](const std::vector<std::string>& arguments, const char* reason) {
-        const Outcome outcome = runOndrix(arguments);
-        EXPECT_EQ(outcome.status, 2) << reason;
-        EXPECT_EQ(outcome.output, "");
-        EXPECT_THAT(outcome.errors, testing::AllOf(testing::StartsWith("ondrix: "), HasSubstr(reason)));
-    };
-    expectWrong({}, "A command is required");
-    expectWrong({"paint"}, "paint");
-    expectWrong({"present", "a", "b"}, "--size");
-    expectWrong({"present", "a", "--size", "1x1"}, "OUTPUT");
-    expectWrong({"present", "a", "b", "--size", "1x1", "--mode", "wide"}, "--mode");
-    expectWrong({"present", "a", "b", "--size", "1x1", "--rotate", "45"}, "--rotate");
-    expectWrong({"present", "a", "b", "c", "--size", "1x1"}, "c");
-    expectWrong({"blit", "a", "b", "--size", "1x1", "--pass", "ray"}, "--pass");
-    expectWrong({"nv12", "a", "b", "--size", "2x2"}, "--range");
-    expectWrong({"apply", "a", "b", "--function", "c"}, "--library");
+    expectWrongUse({}, "A command is required");
+    expectWrongUse({"paint"}, "paint");
+    expectWrongUse({"present", "a", "b"}, "--size");
+    expectWrongUse({"present", "a", "--size", "1x1"}, "OUTPUT");
+    expectWrongUse({"present", "a", "b", "--size", "1x1", "--mode", "wide"}, "--mode");
+    expectWrongUse({"present", "a", "b", "--size", "1x1", "--rotate", "45"}, "--rotate");
+    expectWrongUse({"present", "a", "b", "c", "--size", "1x1"}, "c");
+    expectWrongUse({"blit", "a", "b", "--size", "1x1", "--pass", "ray"}, "--pass");
+    expectWrongUse({"nv12", "a", "b", "--size", "2x2"}, "--range");
+    expectWrongUse({"apply", "a", "b", "--function", "c"}, "--library");
     for (const char* size :
          {"", "0x10", "-5x5", "abc", "99999x99999", "100", "1x2x3", "1.5x2", " 1x1", "18446744073709551617x1"}) {
         SCOPED_TRACE(size);
-        expectWrong({"present", "a", "b", "--size", size}, "from 1x1 to 16384x16384");
+        expectWrongUse({"present", "a", "b", "--size", size}, "from 1x1 to 16384x16384");
     }
 }
 

@@ -51,12 +51,11 @@ TEST_F(EffectOption, SaysWhatIsWrongAndWhatIsNear) {
         {"vignette=q=1", {"'q'; the keys are radius, softness, strength"}},
         {"vignette=strength=1.5", {"strength must be from 0 to 1, not 1.5"}},
         {"colour=exposure=-1e99", {"from -8 to 8, not -1e99"}},
+        {"vignette=strength=", {"'' is not a number"}},
         {"vignette=strength=nan", {"'nan' is not a number", "from 0 to 1"}},
         {"vignette=strength=0,5", {"no effect '5'"}},
-        {"vignette=strength=", {"'' is not a number"}},
         {"vignette=strength=0.5x", {"'0.5x' is not a number"}},
         {"vignette=strength", {"takes key=value", "'strength'"}},
-        {"vignette=", {"takes key=value"}},
         {"vignette=strength=1::radius=1", {"takes key=value"}},
         {"vignette=strength=1:strength=0", {"'strength' twice"}},
         {"", {"no name"}},
@@ -68,8 +67,7 @@ TEST_F(EffectOption, SaysWhatIsWrongAndWhatIsNear) {
     for (const auto& [effects, reasons] : cases) {
         const Outcome outcome = runOndrix({"present", in, out, "--size", "8x8", "--effect", effects});
         EXPECT_EQ(outcome.status, 2) << effects;
-        EXPECT_EQ(std::count(outcome.errors.begin(), outcome.errors.end(), '\n'), 1) << outcome.errors;
-        EXPECT_THAT(outcome.errors, StartsWith("ondrix: --effect: "));
+        EXPECT_THAT(outcome.errors, testing::MatchesRegex("ondrix: --effect: [^\n]*\n"));
         for (const char* reason : reasons) EXPECT_THAT(outcome.errors, HasSubstr(reason));
     }
 }
@@ -77,11 +75,9 @@ TEST_F(EffectOption, SaysWhatIsWrongAndWhatIsNear) {
 TEST_F(EffectOption, NamesTheFileThatCantBeRead) {
     const std::string picture = png(Picture::noise(8, 8, 1));
     const std::string cube = folder.write("bad.cube", "LUT_3D_SIZE 2\n0 0 zero\n");
-    for (const auto& [effect, bad] : {std::pair("look-up=table=", file("missing.cube")),
-                                      {"look-up=table=", cube},
-                                      {"cross-fade=picture=", file("missing.png")},
-                                      {"cross-fade=picture=", cube}}) {
-        expectReason(run("present", picture, {"--size", "8x8", "--effect", effect + bad}), bad);
+    for (const char* effect : {"look-up=table=", "cross-fade=picture="}) {
+        for (const std::string& bad : {file("missing"), cube})
+            expectReason(run("present", picture, {"--size", "8x8", "--effect", effect + bad}), bad);
     }
     EXPECT_FALSE(std::filesystem::exists(out));
 }

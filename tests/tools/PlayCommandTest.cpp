@@ -13,11 +13,7 @@ class PlayCommand : public ProgramTest {
 protected:
     /// A movie with frames at these times in milliseconds.
     std::string movie(std::vector<std::int64_t> times) const {
-        const std::string path = file("movie.mkv");
-        ondrix::test::Clip clip;
-        clip.times = std::move(times);
-        clip.write(path);
-        return path;
+        return ondrix::test::Clip{.times = std::move(times)}.write(file("movie.mkv"));
     }
     static void expectFigures(const std::vector<std::string>& arguments) {
         const Outcome outcome = runOndrix(arguments);
@@ -30,13 +26,9 @@ protected:
 };
 
 // Playing that never ends, or ends before anything was drawn; a turned picture that can't be made, or a message because
-// a texture has no image yet.
-TEST_F(PlayCommand, EndsWithTheMovie) {
+// a texture has no image yet. A clip of ten hours, and a source that has no end.
+TEST_F(PlayCommand, EndsWithTheMovieOrAfterTheGivenTime) {
     expectFigures({"play", movie({0, 1000}), "--headless", "--rotate", "90", "--size", "30x50"});
-}
-
-// A clip of ten hours, and a source that has no end.
-TEST_F(PlayCommand, EndsAfterTheGivenTime) {
     expectFigures({"play", movie({0, 36'000'000}), "--headless", "--seconds", "1"});
     expectFigures({"play", "lavfi:testsrc2=size=64x48:rate=30", "--headless", "--seconds", "1"});
 }
@@ -44,8 +36,7 @@ TEST_F(PlayCommand, EndsAfterTheGivenTime) {
 // An effect that keeps the size of the movie; a source that is never built again, or whose errors end the playback.
 TEST_F(PlayCommand, GoesOnWhileTheSourceOfItsFunctionChanges) {
     const std::string good = content(ONDRIX_TEST_SOURCE), library = folder.write("live.cpp", good);
-    RunningProgram program(ONDRIX_PROGRAM,
-                           {"play", "lavfi:testsrc2=size=64x48:rate=30", "--headless", "--size", "41x33", "--effect",
+    RunningProgram program({"play", "lavfi:testsrc2=size=64x48:rate=30", "--headless", "--size", "41x33", "--effect",
                             "edges,gaussian-blur", "--library", library, "--function", "Test::Invert", "--watch"},
                            {});
     (void)program.waitForLine(library + ": in use");
@@ -64,14 +55,9 @@ TEST_F(PlayCommand, SaysInOneLineWhatIsWrong) {
     expectReason(runOndrix({"play", "lavfi:none-such", "--headless"}), "lavfi:none-such");
     const std::string clip = movie({0});
     expectReason(runOndrix({"play", clip}, {"SDL_VIDEODRIVER=none-such"}), clip, "--headless");
-    for (const std::vector<std::string>& options : std::initializer_list<std::vector<std::string>>{
-             {"--headless", "--seconds", "0"}, {"--headless", "--seconds", "nan"}, {"--seconds", "1"}}) {
-        std::vector<std::string> arguments{"play", clip};
-        arguments.insert(arguments.end(), options.begin(), options.end());
-        const Outcome outcome = runOndrix(arguments);
-        EXPECT_EQ(outcome.status, 2);
-        EXPECT_THAT(outcome.errors, HasSubstr("--seconds"));
-    }
+    for (const char* seconds : {"0", "nan"})
+        expectWrongUse({"play", clip, "--headless", "--seconds", seconds}, "--seconds");
+    expectWrongUse({"play", clip, "--seconds", "1"}, "--seconds");
 }
 
 }  // namespace

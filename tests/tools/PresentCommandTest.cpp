@@ -43,9 +43,7 @@ TEST_F(PresentCommand, PlacesThePicture) {
         {"32x64", {"--rotate", "270"}, "WWOO BBYY GGMM RRCC"},
         {"64x64", {"--rotate", "90"}, "-CR- -MG- -YB- -OW-"},
         {"64x64", {"--rotate", "90", "--mode", "fill"}, "MMGG MMGG YYBB YYBB"},
-        {"64x64", {"--rotate", "90", "--mode", "stretch"}, "CCRR MMGG YYBB OOWW"},
         {"32x64", {"--rotate", "90", "--flip"}, "RRCC GGMM BBYY WWOO"},
-        {"32x64", {"--rotate", "90", "--flip", "--mode", "stretch"}, "RRCC GGMM BBYY WWOO"},
     };
     for (auto [size, options, expected] : cases) {
         SCOPED_TRACE(testing::PrintToString(options));
@@ -61,10 +59,6 @@ TEST_F(PresentCommand, NothingChangesWhenNothingIsAsked) {
     const Picture picture = Picture::noise(37, 11, 1);
     for (const char* command : {"present", "blit"})
         EXPECT_EQ(result(command, png(picture), {"--size", "37x11"}), picture);
-    const std::vector<std::uint8_t> grey(15, 90);
-    const std::string jpeg = encode(ondrix::test::JPEGContent{.width = 5, .height = 3, .samples = grey});
-    const Picture read = result("present", jpeg, {"--size", "5x3"});
-    for (int x = 0; x < 5; ++x) EXPECT_EQ(read.at(x, 2, 0), 90);
 }
 
 // A compute blit that scales, or that leaves rubbish where the input has no position.

@@ -22,6 +22,31 @@ constexpr std::int64_t memoryLimit = INT64_MAX;  // shadow memory counts too
 constexpr std::int64_t memoryLimit = 200 * 1000;
 #endif
 
+/// Starts a program whose two streams go to these files; its process.
+pid_t start(const char* path, const std::vector<std::string>& arguments, const std::vector<std::string>& environment,
+            int output, int errors) {
+    std::vector<char*> pointers{const_cast<char*>(path)};
+    for (const std::string& argument : arguments) pointers.push_back(const_cast<char*>(argument.c_str()));
+    pointers.push_back(nullptr);
+    const pid_t child = fork();
+    if (child < 0) throw std::runtime_error("fork failed");
+    if (child == 0) {
+        for (const std::string& variable : environment) putenv(const_cast<char*>(variable.c_str()));
+        dup2(output, STDOUT_FILENO);
+        dup2(errors, STDERR_FILENO);
+        signal(SIGINT, SIG_DFL);
+        execv(path, pointers.data());
+        _exit(127);
+    }
+    for (const int stream : {output, errors}) close(stream);
+    return child;
+}
+
+/// Exit status, or 128 + signal.
+int statusOf(int state) {
+    return WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state);
+}
+
 }  // namespace
 
 std::string content(const std::string& path) {
@@ -33,45 +58,22 @@ Outcome runProgram(const char* path, const std::vector<std::string>& arguments,
                    const std::vector<std::string>& environment) {
     const ondrix::test::TemporaryFolder folder;
     const std::string output = folder.path() / "output", errors = folder.path() / "errors";
-    std::vector<char*> pointers{const_cast<char*>(path)};
-    for (const std::string& argument : arguments) pointers.push_back(const_cast<char*>(argument.c_str()));
-    pointers.push_back(nullptr);
-
-    const pid_t child = fork();
-    if (child < 0) throw std::runtime_error("fork failed");
-    if (child == 0) {
-        for (const std::string& variable : environment) putenv(const_cast<char*>(variable.c_str()));
-        dup2(creat(output.c_str(), 0600), STDOUT_FILENO);
-        dup2(creat(errors.c_str(), 0600), STDERR_FILENO);
-        execv(path, pointers.data());
-        _exit(127);
-    }
+    const auto make = [](const std::string& file) { return open(file.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600); };
+    const pid_t child = start(path, arguments, environment, make(output), make(errors));
     int state = 0;
     struct rusage usage {};
     if (wait4(child, &state, 0, &usage) != child) throw std::runtime_error("wait4 failed");
-    return {WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state), content(output), content(errors),
-            usage.ru_maxrss};
+    return {statusOf(state), content(output), content(errors), usage.ru_maxrss};
 }
 
 Outcome runOndrix(const std::vector<std::string>& arguments, const std::vector<std::string>& environment) {
     return runProgram(ONDRIX_PROGRAM, arguments, environment);
 }
 
-RunningProgram::RunningProgram(const char* path, const std::vector<std::string>& arguments,
-                               const std::vector<std::string>& environment) {
-    std::vector<char*> pointers{const_cast<char*>(path)};
-    for (const std::string& argument : arguments) pointers.push_back(const_cast<char*>(argument.c_str()));
-    pointers.push_back(nullptr);
+RunningProgram::RunningProgram(const std::vector<std::string>& arguments, const std::vector<std::string>& environment) {
     int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0 || (child_ = fork()) < 0) throw std::runtime_error("fork failed");
-    if (child_ == 0) {
-        for (const std::string& variable : environment) putenv(const_cast<char*>(variable.c_str()));
-        for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) dup2(ends[1], stream);
-        signal(SIGINT, SIG_DFL);
-        execv(path, pointers.data());
-        _exit(127);
-    }
-    close(ends[1]);
+    if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("pipe2 failed");
+    child_ = start(ONDRIX_PROGRAM, arguments, environment, ends[1], fcntl(ends[1], F_DUPFD_CLOEXEC, 0));
     output_ = fdopen(ends[0], "r");
 }
 
@@ -93,7 +95,7 @@ int RunningProgram::end(int signal) {
     kill(child_, signal);
     if (waitpid(child_, &state, 0) != child_) throw std::runtime_error("waitpid failed");
     child_ = 0;
-    return WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state);
+    return statusOf(state);
 }
 
 void expectReason(const Outcome& outcome, const std::string& file, const std::string& reason) {
@@ -104,6 +106,13 @@ void expectReason(const Outcome& outcome, const std::string& file, const std::st
     EXPECT_EQ(std::count(outcome.errors.begin(), outcome.errors.end(), '\n'), 1) << outcome.errors;
     EXPECT_GT(outcome.errors.size(), file.size() + 16) << outcome.errors;
     EXPECT_LT(outcome.peakKilobytes, memoryLimit);
+}
+
+void expectWrongUse(const std::vector<std::string>& arguments, const std::string& reason) {
+    const Outcome outcome = runOndrix(arguments);
+    EXPECT_EQ(outcome.status, 2) << reason;
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_THAT(outcome.errors, testing::AllOf(testing::StartsWith("ondrix: "), testing::HasSubstr(reason)));
 }
 
 std::string png(const ondrix::test::Picture& picture) {

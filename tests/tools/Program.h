@@ -25,11 +25,10 @@ Outcome runProgram(const char* path, const std::vector<std::string>& arguments,
 /// The same for the built program `ondrix`.
 Outcome runOndrix(const std::vector<std::string>& arguments, const std::vector<std::string>& environment = {});
 
-/// A program that goes on while a test looks at what it prints.
+/// `ondrix` that goes on while a test looks at what it prints.
 class RunningProgram {
 public:
-    RunningProgram(const char* path, const std::vector<std::string>& arguments,
-                   const std::vector<std::string>& environment);
+    RunningProgram(const std::vector<std::string>& arguments, const std::vector<std::string>& environment);
     ~RunningProgram();
     RunningProgram(const RunningProgram&) = delete;
     RunningProgram& operator=(const RunningProgram&) = delete;
@@ -46,6 +45,9 @@ private:
 
 /// Expects one line that begins with the program and the file and holds the reason, and no output nor much memory.
 void expectReason(const Outcome& outcome, const std::string& file, const std::string& reason = "");
+
+/// Expects status 2 and one message, with the reason.
+void expectWrongUse(const std::vector<std::string>& arguments, const std::string& reason);
 
 std::string content(const std::string& path);
 /// The bytes of a PNG file.
@@ -75,8 +77,12 @@ protected:
         const Outcome outcome = run(command, input, options);
         EXPECT_EQ(outcome.status, 0);
         EXPECT_EQ(outcome.output + outcome.errors, "");
+        return shown();
+    }
+    /// The picture in "out.png".
+    Picture shown() const {
         const ondrix::test::LoadedPicture loaded{ondrix::URL(out)};
-        return loaded.texture ? ondrix::test::PictureTexture::read(*loaded.texture) : Picture(0, 0);
+        return loaded.texture ? ondrix::test::PictureTexture::read(*loaded.texture) : Picture(1, 1);
     }
 
     ondrix::test::TemporaryFolder folder;

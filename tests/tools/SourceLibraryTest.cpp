@@ -7,23 +7,20 @@
 namespace {
 
 using ondrix::tools::CompilerError;
-using testing::AllOf;
-using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
 /// A library whose only compute function writes `colour`.
 std::string source(const std::string& colour) {
-    return "#include <ondrix/shading/Shading.h>\n"
-           "using namespace ondrix::shading;\n"
-           "namespace {\n"
-           "inline void CS_Main(const Position& p, const Texture<0>& in, const Target<1>& out) {\n"
-           "    out.write(p, " +
-           colour +
-           ");\n"
-           "}\n"
-           "const FunctionTable functions{computeFunction<CS_Main>(\"Only\")};\n"
-           "}  // namespace\n";
+    return R"(#include <ondrix/shading/Shading.h>
+using namespace ondrix::shading;
+namespace {
+inline void CS_Main(const Position& p, const Texture<0>&, const Target<1>& out) {
+    out.write(p, )" +
+           colour + R"();
+}
+const FunctionTable functions{computeFunction<CS_Main>("Only")};
+})";
 }
 
 class SourceLibrary : public ProgramTest {
@@ -35,9 +32,8 @@ protected:
         outcome.peakKilobytes = 0;  // the compiler's
         return outcome;
     }
-    Picture shown() const {
-        const ondrix::test::LoadedPicture loaded{ondrix::URL(out)};
-        return loaded.texture ? ondrix::test::PictureTexture::read(*loaded.texture) : Picture(1, 1);
+    RunningProgram watch(const std::string& library, const std::string& variable) const {
+        return {{"apply", folder.write("in", png(picture)), out, "--library", library, "--watch"}, {variable}};
     }
 
     const Picture picture = Picture::noise(20, 11, 1);
@@ -106,9 +102,7 @@ TEST_F(SourceLibrary, PutsErrorsOfEitherCompilerDownToTheSource) {
 TEST_F(SourceLibrary, IsBuiltAgainWhenItIsSaved) {
     const std::string library = folder.write("live.cpp", source("mistake"));
     const std::string temporary = folder.makeFolder("temporary");
-    RunningProgram program(ONDRIX_PROGRAM,
-                           {"apply", folder.write("in", png(picture)), out, "--library", library, "--watch"},
-                           {"TMPDIR=" + temporary});
+    RunningProgram program = watch(library, "TMPDIR=" + temporary);
     EXPECT_THAT(program.waitForLine("ondrix: "), StartsWith("ondrix: " + library + ":5: 'mistake'"));
     EXPECT_THAT(program.waitForLine("|"), HasSubstr("out.write(p, mistake);"));
     for (const std::string& colour : {red, blue}) {
@@ -129,10 +123,7 @@ TEST_F(SourceLibrary, AnInterruptionEndsABuild) {
     const std::string compiler =
         folder.write("slow", "#!/bin/sh\nfor option; do [ \"$option\" != -c ] || exec sleep 600; done\n");
     std::filesystem::permissions(compiler, std::filesystem::perms::owner_all);
-    RunningProgram program(
-        ONDRIX_PROGRAM,
-        {"apply", folder.write("in", png(picture)), out, "--library", folder.write("live.cpp", source(red)), "--watch"},
-        {"CXX=" + compiler});
+    RunningProgram program = watch(folder.write("live.cpp", source(red)), "CXX=" + compiler);
     (void)program.waitForLine("watched");
     EXPECT_EQ(program.end(SIGINT), 0);
 }

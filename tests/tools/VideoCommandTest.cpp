@@ -1,42 +1,28 @@
 // Movies through the program, and what a user reads when that can't be.
-#include <tests/media/Clip.h>
-
-#include <ondrix/platform/ffmpeg/MovieReader.h>
+#include <signal.h>
+#include <tests/media/Frames.h>
 
 #include "Program.h"
 
 namespace {
 
 using namespace ondrix;
-using testing::AllOf;
-using testing::Each;
-using testing::Ge;
 using testing::HasSubstr;
-using testing::Le;
 using testing::UnorderedElementsAre;
 
 class VideoCommand : public ProgramTest {
 protected:
     /// 64 x 48 pixels; frame n has the luma 40 + 20 n, and its left half is 16.
-    std::string movie(std::vector<std::int64_t> times, const char* name = "movie.mkv") const {
+    std::string movie(std::vector<std::int64_t> times) const {
         test::Clip clip;
         clip.times = std::move(times);
         clip.matrix = AVCOL_SPC_BT709;
         clip.range = AVCOL_RANGE_MPEG;
-        clip.value = [](int frame, int plane, int x, int) {
-            if (plane != 0) return 128;
-            return x < 32 ? 16 : 40 + 20 * frame;
-        };
-        clip.write(file(name));
-        return file(name);
-    }
-    Picture picture(const std::string& path) const {
-        const test::LoadedPicture loaded{URL(path)};
-        return loaded.texture ? test::PictureTexture::read(*loaded.texture) : Picture(1, 1);
+        clip.value = [](int frame, int plane, int x, int) { return plane != 0 ? 128 : x < 32 ? 16 : 40 + 20 * frame; };
+        return clip.write(file("movie.mkv"));
     }
     /// Green of a grey of video range, which is what the right half of frame `index` becomes.
     static int level(int index) { return (24 + 20 * index) * 255 / 219; }
-    static auto near(int wanted) { return AllOf(Ge(wanted - 2), Le(wanted + 2)); }
 
     const std::string moved = file("moved.mkv");
 };
@@ -50,21 +36,17 @@ TEST_F(VideoCommand, DrawsEveryFrameAtItsTime) {
     EXPECT_THAT(outcome.output, HasSubstr("\"frames\":5,"));
     EXPECT_THAT(names(), UnorderedElementsAre("movie.mkv", "moved.mkv"));
 
-    const auto reader = MovieReader::open(URL(moved), MovieFrameFormat::BGRA, nullptr);
-    ASSERT_NE(reader, nullptr);
+    const test::Samples frames = test::readAll(*test::open(moved));
+    ASSERT_EQ(frames.size(), times.size());
     for (std::size_t index = 0; index < times.size(); ++index) {
-        const auto frame = reader->copyNextSampleBuffer();
-        ASSERT_NE(frame, nullptr) << index;
-        EXPECT_EQ(CMTimeCompare(CMSampleBufferGetPresentationTimeStamp(*frame), CMTimeMake(times[index], 1000)), 0);
-        const auto pixels = CMSampleBufferGetImageBuffer(*frame);
+        EXPECT_EQ(CMTimeCompare(test::timeOf(frames[index]), CMTimeMake(times[index], 1000)), 0);
+        const auto pixels = test::imageOf(frames[index]);
         EXPECT_EQ(CVPixelBufferGetWidth(*pixels), 96);
-        EXPECT_EQ(CVPixelBufferGetHeight(*pixels), 128);
-        test::forEachElement(*pixels, 0, 4, [&](const std::uint8_t* pixel, Int x, Int y) {
-            if (x != 48 || (y != 20 && y != 108)) return;
-            EXPECT_THAT(int{pixel[1]}, near(y == 20 ? 0 : level(static_cast<int>(index)))) << index;
-        });
+        const std::vector<int> bytes = test::bytesOf(pixels, 0);
+        ASSERT_EQ(bytes.size(), 96u * 128 * 4);
+        EXPECT_NEAR(bytes[(20 * 96 + 48) * 4 + 1], 0, 2) << index;
+        EXPECT_NEAR(bytes[(108 * 96 + 48) * 4 + 1], level(static_cast<int>(index)), 2) << index;
     }
-    EXPECT_EQ(reader->copyNextSampleBuffer(), nullptr);
 }
 
 // The frame after, the nearest key frame, or a time that counts from the file's zero.
@@ -73,31 +55,15 @@ TEST_F(VideoCommand, SavesTheFrameOnScreen) {
     for (const auto& [at, index] : {std::pair("0", 0), {"0.1", 1}, {"0.199", 1}, {"0.2", 2}, {"0.3", 3}}) {
         const Outcome outcome = runOndrix({"frame", clip, out, "--at", at});
         EXPECT_EQ(outcome.output + outcome.errors, "") << at;
-        EXPECT_THAT(picture(out).at(48, 24, 1), near(level(index))) << at;
+        EXPECT_NEAR(shown().at(48, 24, 1), level(index), 2) << at;
     }
     expectReason(runOndrix({"frame", clip, out, "--at", "1"}), clip, "before 1.000 s");
     const Outcome sheet = runOndrix({"sheet", clip, out, "--columns", "2", "--rows", "2", "--size", "32x24"});
     EXPECT_EQ(sheet.output + sheet.errors, "");
     // The last frame lasts a millisecond.
-    const int shown[] = {0, 1, 1, 2};
-    for (const int cell : {0, 1, 2, 3})
-        EXPECT_THAT(picture(out).at(cell % 2 * 32 + 24, cell / 2 * 24 + 12, 1), near(level(shown[cell])));
+    for (const auto& [cell, index] : {std::pair(0, 0), {1, 1}, {2, 1}, {3, 2}})
+        EXPECT_NEAR(shown().at(cell % 2 * 32 + 24, cell / 2 * 24 + 12, 1), level(index), 2) << cell;
 }
-
-#ifdef EXAMPLE_MOVIE
-TEST_F(VideoCommand, IsAnExampleToo) {
-    const Outcome outcome = runProgram(EXAMPLE_MOVIE, {movie({0, 40, 300}), moved});
-    EXPECT_EQ(outcome.errors, "");
-    const auto reader = MovieReader::open(URL(moved), MovieFrameFormat::native, nullptr);
-    ASSERT_NE(reader, nullptr);
-    EXPECT_EQ(reader->information().width, 640);
-    for (const std::int64_t time : {0, 40, 300}) {
-        const auto frame = reader->copyNextSampleBuffer();
-        ASSERT_NE(frame, nullptr) << time;
-        EXPECT_EQ(CMTimeCompare(CMSampleBufferGetPresentationTimeStamp(*frame), CMTimeMake(time, 1000)), 0);
-    }
-}
-#endif
 
 // Effects and a function in the wrong order, or over the frame instead of what was drawn.
 TEST_F(VideoCommand, RunsEffectsAndThenTheFunction) {
@@ -107,22 +73,17 @@ TEST_F(VideoCommand, RunsEffectsAndThenTheFunction) {
         "Test::Invert"};
     EXPECT_EQ(runOndrix(arguments).errors, "");
     EXPECT_EQ(runOndrix({"frame", moved, out, "--at", "0"}).errors, "");
-    EXPECT_THAT(picture(out).at(48, 24, 1), near(0));    // made white, then black
-    EXPECT_THAT(picture(out).at(16, 24, 1), near(255));  // was black
+    EXPECT_NEAR(shown().at(48, 24, 1), 0, 2);    // made white, then black
+    EXPECT_NEAR(shown().at(16, 24, 1), 255, 2);  // was black
 }
 
 // A movie that is lost, that can't be played, that never ends, or that begins when its camera was switched on.
 TEST_F(VideoCommand, AnInterruptionCompletesTheMovie) {
-    const Outcome outcome =
-        runProgram("/bin/bash", {"-c",
-                                 "mkfifo \"$2.lines\"; \"$1\" video lavfi:testsrc2=s=64x48,setpts=PTS+9/TB \"$2\" "
-                                 "--progress json >\"$2.lines\" & exec 3<\"$2.lines\"; read -r <&3; "
-                                 "kill -TERM $!; wait $!",
-                                 "bash", ONDRIX_PROGRAM, moved});
-    EXPECT_EQ(outcome.status, 130);
-    EXPECT_THAT(outcome.errors, HasSubstr(moved + ": interrupted; the movie ends after "));
-    const auto reader = MovieReader::open(URL(moved), MovieFrameFormat::native, nullptr);
-    ASSERT_NE(reader, nullptr);
+    RunningProgram program({"video", "lavfi:testsrc2=s=64x48,setpts=PTS+9/TB", moved, "--progress", "json"}, {});
+    (void)program.waitForLine("{");
+    EXPECT_EQ(program.end(SIGTERM), 130);
+    EXPECT_THAT(program.waitForLine("ondrix: "), HasSubstr(moved + ": interrupted; the movie ends after "));
+    const auto reader = test::open(moved);
     EXPECT_EQ(CMTimeCompare(reader->information().start, kCMTimeZero), 0);
     EXPECT_NE(reader->copyNextSampleBuffer(), nullptr);
 }
@@ -138,7 +99,7 @@ TEST_F(VideoCommand, SaysInOneLineWhatIsWrong) {
     std::filesystem::create_symlink("/dev/full", file("full.mkv"));
     expectReason(runOndrix({"video", clip, file("full.mkv")}), file("full.mkv"),
                  "at 0.040 s: the file can't be written: no space left on device");
-    EXPECT_EQ(runOndrix({"video", clip, moved, "--size", "33x20"}).status, 2);
+    expectWrongUse({"video", clip, moved, "--size", "33x20"}, "--size");
     EXPECT_THAT(names(), UnorderedElementsAre("full.mkv", "in", "movie.mkv"));
 }
 

@@ -18,9 +18,10 @@ inline std::shared_ptr<CMFormatDescription> description(const std::shared_ptr<CV
     EXPECT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(image, &result), noErr);
     return result;
 }
-inline std::shared_ptr<CMSampleBuffer> sample(const std::shared_ptr<CVPixelBuffer>& image) {
+inline std::shared_ptr<CMSampleBuffer> sample(const std::shared_ptr<CVPixelBuffer>& image,
+                                              const CMSampleTimingInfo& timing = {}) {
     std::shared_ptr<CMSampleBuffer> buffer;
-    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(image, description(image), {}, &buffer), noErr);
+    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(image, description(image), timing, &buffer), noErr);
     return buffer;
 }
 /// What a display can show: alpha is 255.

@@ -1,6 +1,5 @@
 // The textures at both ends: of a video's frames and of a view's drawables.
 #include <cmath>
-#include <latch>
 
 #include <tests/support/RecordingTest.h>
 #include <tests/video/Frames.h>
@@ -93,13 +92,6 @@ TEST_F(VideoTextureTest, ACallbackMayReleaseOrDropItsTexture) {
     EXPECT_TRUE(observer.expired());
 }
 
-/// Hears of the end of two runs, frames shown included.
-struct Completion : EffectDelegate {
-    void effectDidStartGPUTasks(Effect&) override {}
-    void effectDidCompleteGPUTasks(Effect&) override { done.count_down(); }
-    std::latch done{2};
-};
-
 class RenderViewTextureTest : public testing::Test {
 protected:
     RenderViewTextureTest() { texture->add(sizes); }
@@ -118,17 +110,15 @@ TEST_F(RenderViewTextureTest, AVideosFramesAreShown) {
     video->set(source);
     const auto effect = PresentTextureEffect::create(device, video, texture, view->colorPixelFormat(),
                                                      ContentMode::scaleAspectFill, ImageRotation::degrees0, false);
-    const auto completion = std::make_shared<Completion>();
-    effect->setDelegate(completion);
     for (const unsigned seed : {1, 2}) {
         const auto picture = PictureTexture::create(device, test::opaqueNoise(6, 4, seed));
         source->processFrame(test::sample(converter->makePixelBuffer(*picture, *pool)));
         const auto drawable = view->currentDrawable();
         EXPECT_EQ(view->currentDrawable(), drawable);
+        effect->setShouldWaitForCompletion(seed == 2);  // and for the frame before
         EXPECT_TRUE(effect->apply(drawable));
         EXPECT_NE(view->currentDrawable(), drawable) << "would be drawn over on its way to the display";
     }
-    completion->done.wait();
     EXPECT_EQ(view->shownFrameCount(), 2);
     EXPECT_EQ(PictureTexture::read(*converter->texture(view->shownFrame())), test::opaqueNoise(6, 4, 2));
 }
@@ -153,17 +143,12 @@ TEST_F(RenderViewTextureTest, TellsOfANewSizeInWholePixels) {
 }
 
 TEST_F(RenderViewTextureTest, HasNoImageWhileTheViewShowsNothing) {
+    const CGSize empty{0.9, 4}, whole{6, 4};
     const std::pair<std::function<void()>, Int> stepsAndWidths[] = {
         {[this] { view->setMinimised(true); }, 0},
         {[this] { view->setMinimised(false); }, 6},
-        {[this] {
-             view->setDrawableSize({0.9, 4});
-         },
-         0},
-        {[this] {
-             view->setDrawableSize({6, 4});
-         },
-         6},
+        {[&] { view->setDrawableSize(empty); }, 0},
+        {[&] { view->setDrawableSize(whole); }, 6},
         {[this] { view->setDevice(nullptr); }, 0},
         {[this] { view->setDevice(device->mtlDevice()); }, 6},
         {[this] { view.reset(); }, 0}};
