@@ -191,7 +191,7 @@ TEST(Effects, AgreeWithDoublePrecision) {
                 const Colour colour = expected(input, at % width, at / width);
                 for (int c = 0; c < 4; ++c) {
                     const double level = std::clamp(255 * colour[std::size_t(c == 3 ? 3 : 2 - c)], 0.0, 255.0);
-                    ASSERT_NEAR(result.at(at % width, at / width, c), std::lround(level), 1) << name << at << width;
+                    ASSERT_NEAR(result.at(at % width, at / width, c), std::round(level), 1) << name << at << width;
                 }
             }
         }

@@ -161,7 +161,7 @@ TEST_P(LevelAgreement, ImagesOfEveryShape) {
             Image source(sourceWidth, sourceHeight, Format::bgra8, 8);
             expectSameDispatch(OWN_LIBRARY, copy, {source.view()}, w, h, Format::bgra8);
             for (const double part : {1.0, 0.4, 2.5}) {  // of the source that the target shows
-                const auto plane = [&](bool alongX, double direction) {
+                const auto plane = [part, w = w, h = h](bool alongX, double direction) {
                     const double step = direction * part / (alongX ? w : h);
                     return shading::Plane{0.5 + 0.5 * step - 0.5 * direction * part, alongX ? step : 0,
                                           alongX ? 0 : step};
