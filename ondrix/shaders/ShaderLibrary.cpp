@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <utility>
 
 #include <ondrix/core/Failure.h>
@@ -27,6 +28,19 @@ RenderShaders ShaderLibrary::makeShaders(const std::string& vertexShader, const 
     auto vertex = makeShader(vertexShader, ShaderType::vertexShader);
     auto fragment = makeShader(fragmentShader, ShaderType::fragmentShader);
     return {std::move(vertex), std::move(fragment)};
+}
+
+std::vector<std::string> ShaderLibrary::functionNames(ShaderType of) const {
+    const auto kind = of == ShaderType::computeShader    ? MTLFunctionType::kernel
+                      : of == ShaderType::fragmentShader ? MTLFunctionType::fragment
+                                                         : MTLFunctionType::vertex;
+    std::vector<std::string> names = mtlLibrary_->functionNames();
+    std::erase_if(names, [&](const std::string& name) {
+        const auto function = mtlLibrary_->makeFunction(name);
+        return function == nullptr || function->functionType() != kind;
+    });
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 std::shared_ptr<Shader> ShaderLibrary::makeShader(const std::string& name, ShaderType as, NSError* error) {

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <ondrix/core/Device.h>
 #include <ondrix/core/ManagedResource.h>
@@ -34,6 +35,9 @@ public:
     [[nodiscard]] virtual std::shared_ptr<Shader> makeShader(const std::string& name, ShaderType as);
     /// Asks for both, whether or not the first is there.
     [[nodiscard]] virtual RenderShaders makeShaders(const std::string& vertexShader, const std::string& fragmentShader);
+
+    /// The names of the functions that a shader of that type runs, sorted.
+    [[nodiscard]] std::vector<std::string> functionNames(ShaderType of) const;
 
     /// With the reason of a failure for the caller; `error` may be null. `makeShaders` fails unless it makes both.
     [[nodiscard]] std::shared_ptr<Shader> makeShader(const std::string& name, ShaderType as, NSError* error);

@@ -32,8 +32,8 @@ const effects::EffectDescription& description(std::string_view name) {
 struct EffectRun {
     EffectRun(const std::string& name, const Picture& picture, const Values& values,
               const std::shared_ptr<Device>& device = defaultDevice)
-        : input(PictureTexture::create(device, picture)),
-          output(PictureTexture::create(device, Picture::noise(picture.width, picture.height, 99))),
+        : input(textureOf(device, picture)),
+          output(textureOf(device, Picture::noise(picture.width, picture.height, 99))),
           effect(Effect::create(device)),
           pass(description(name).make(device, *effects::makeEffectLibrary(*device), input, output)) {
         for (const auto& [property, value] : values) pass->set(property, value);
@@ -41,16 +41,16 @@ struct EffectRun {
     }
     Picture result() const {
         EXPECT_TRUE(effect->applyAndWait(nullptr));
-        return output->picture();
+        return pictureOf(*output);
     }
 
-    std::shared_ptr<PictureTexture> input, output;
+    std::shared_ptr<Texture> input, output;
     std::shared_ptr<Effect> effect;
     std::shared_ptr<Pass> pass;
 };
 
 std::any texture(const Picture& picture, const std::shared_ptr<Device>& device = defaultDevice) {
-    return std::shared_ptr<Texture>(PictureTexture::create(device, picture));
+    return std::shared_ptr<Texture>(textureOf(device, picture));
 }
 
 const Picture second = Picture::noise(19, 70, 8);
@@ -299,7 +299,7 @@ TEST(Effects, RefuseOtherValuesWithWhatTheyWant) {
         {"look-up", "table", 1.0f, aTable + "1."},
         {"look-up", "table", texture(second), aTable + anotherType},
         {"cross-fade", "picture", table(2, same), aPicture + anotherType},
-        {"cross-fade", "picture", PictureTexture::create(defaultDevice, second), aPicture + anotherType},
+        {"cross-fade", "picture", defaultDevice->makeVideoTexture(nullptr), aPicture + anotherType},
     };
     for (const auto& [effect, property, value, message] : cases) {
         const Picture input = Picture::noise(9, 9, 5);
@@ -324,8 +324,8 @@ TEST(Effects, TellWhyTheyCanNotBeMade) {
     const auto mtlDevice = std::make_shared<RecordingDevice>();
     const auto device = Device::create(mtlDevice);
     const auto library = effects::makeEffectLibrary(*device);
-    const auto input = PictureTexture::create(device, Picture(2, 2));
-    const auto output = PictureTexture::create(device, Picture(2, 2));
+    const auto input = textureOf(device, Picture(2, 2));
+    const auto output = textureOf(device, Picture(2, 2));
     for (const auto& [name, refused, reason] : failures) {
         const auto& effect = description(name);
         const LogCapture log;
@@ -362,7 +362,7 @@ TEST(Effects, FollowTheSizeOfTheirInput) {
         const EffectRun run(name, Picture::noise(20, 30, 1), {});
         (void)run.result();
         ASSERT_TRUE(run.input->resize(45, 21) && run.output->resize(45, 21));
-        const auto fill = BlitEffect::create(defaultDevice, PictureTexture::create(defaultDevice, frame), run.input,
+        const auto fill = BlitEffect::create(defaultDevice, textureOf(defaultDevice, frame), run.input,
                                              PassType::computePass, MTLPixelFormat::bgra8Unorm);
         EXPECT_TRUE(fill->apply(nullptr));
         EXPECT_TRUE(run.result() == EffectRun(name, frame, {}).result()) << name;

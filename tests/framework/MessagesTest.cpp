@@ -210,6 +210,24 @@ TEST_F(MessagesTest, EveryOperationTellsACallerWhoAsks) {
     EXPECT_THAT(takeMessages(), ElementsAre("Attempt to create texture with invalid size. (0x1)"));
 }
 
+TEST_F(MessagesTest, AnyAllocationMayBeRefused) {
+    const auto frame = [&](NSError* e) {
+        const auto fresh = Device::create(mtlDevice, e);
+        const auto both = fresh != nullptr ? fresh->makeTexture(4, 4, bgra, {}, e) : nullptr;
+        return both != nullptr && PresentTextureEffect::create(fresh, both, both, bgra, {}, {}, false, e) != nullptr &&
+               fresh->textureConverter()->makePixelBuffer(
+                   *both, *fresh->textureConverter()->makePixelBufferPool(4, 4, kCVPixelFormatType_32BGRA), e);
+    };
+    for (int count = 1; count <= 5; ++count) {  // two of the mesh, texture, constants, plane
+        mtlDevice->allocationsToRefusal = count;
+        NSError error;
+        EXPECT_FALSE(frame(&error)) << count;
+        EXPECT_FALSE(error.localizedDescription().empty()) << count;
+        EXPECT_TRUE(frame(&error)) << "the next try, after " << count;
+    }
+    EXPECT_THAT(takeMessages(), testing::IsEmpty());
+}
+
 TEST_F(MessagesTest, ARunBindsEverythingAndCoversTheOutput) {
     const auto used = runner();
     ASSERT_TRUE(used->makeConstantBuffer(data, 8, 3));

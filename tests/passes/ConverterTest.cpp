@@ -12,7 +12,8 @@ namespace ondrix {
 namespace {
 
 using test::Picture;
-using test::PictureTexture;
+using test::pictureOf;
+using test::textureOf;
 using testing::ElementsAre;
 
 constexpr OSType fullRange = kCVPixelFormatType_420YpCbCr8BiPlanarFullRange;
@@ -68,7 +69,7 @@ TEST_F(ConverterTest, BothRangesAgreeWithDoublePrecision) {
             const auto texture = converter->texture(buffer);
             ASSERT_NE(texture, nullptr);
             const Picture expected = convert(*buffer, format == fullRange);
-            const Picture converted = PictureTexture::read(*texture);
+            const Picture converted = pictureOf(*texture);
             const auto isNear = [](int a, int b) { return std::abs(a - b) <= 1; };
             EXPECT_TRUE(std::ranges::equal(converted.bytes, expected.bytes, isNear)) << width << "x" << height;
         }
@@ -78,9 +79,9 @@ TEST_F(ConverterTest, BothRangesAgreeWithDoublePrecision) {
 TEST_F(ConverterTest, FramesOfOneSizeShareATextureAndAnotherSizeLeavesItToItsHolders) {
     const auto first = converter->texture(frame(40, 30, videoRange, 1));
     EXPECT_EQ(converter->texture(frame(40, 30, fullRange, 2)), first);
-    const Picture before = PictureTexture::read(*first);
+    const Picture before = pictureOf(*first);
     EXPECT_NE(converter->texture(frame(42, 30, fullRange, 3)), first);
-    EXPECT_EQ(PictureTexture::read(*first), before);
+    EXPECT_EQ(pictureOf(*first), before);
 }
 
 TEST_F(ConverterTest, AnyOtherFormatIsWrappedWithoutCopying) {
@@ -89,7 +90,7 @@ TEST_F(ConverterTest, AnyOtherFormatIsWrappedWithoutCopying) {
     ASSERT_NE(texture, nullptr);
     EXPECT_NE(converter->texture(buffer), texture);
     test::forEachElement(*buffer, 0, 4, [](std::uint8_t* element, Int, Int) { element[2] ^= 0xff; });
-    const Picture wrapped = PictureTexture::read(*texture);
+    const Picture wrapped = pictureOf(*texture);
     test::forEachElement(*buffer, 0, 4, [&wrapped](const std::uint8_t* element, Int x, Int y) {
         for (int component = 0; component < 4; ++component) ASSERT_EQ(wrapped.at(x, y, component), element[component]);
     });
@@ -97,21 +98,21 @@ TEST_F(ConverterTest, AnyOtherFormatIsWrappedWithoutCopying) {
 
 TEST_F(ConverterTest, PixelBuffersHoldTheTexturesPixels) {
     const Picture input = Picture::noise(37, 21, 4);
-    const auto texture = PictureTexture::create(device, input);
+    const auto texture = textureOf(device, input);
     const auto pool = converter->makePixelBufferPool(37, 21, bgraFrame);
     const auto first = converter->makePixelBuffer(*texture, *pool);
     const auto second = converter->makePixelBuffer(*texture, *pool);
     ASSERT_NE(first, nullptr);
     EXPECT_NE(first, second);
     EXPECT_EQ(CVPixelBufferGetLockCount(*first), 0);
-    for (const auto& buffer : {first, second}) EXPECT_EQ(PictureTexture::read(*converter->texture(buffer)), input);
+    for (const auto& buffer : {first, second}) EXPECT_EQ(pictureOf(*converter->texture(buffer)), input);
 }
 
 // Reading it fails on the GPU; a buffer that comes back from the pool then still holds the frame before.
 TEST_F(ConverterTest, WorkThatTheGPURefusesGivesNoPixelBuffer) {
     const auto pool = converter->makePixelBufferPool(4, 4, bgraFrame);
     const auto target = device->makeTexture(4, 4, MTLPixelFormat::bgra8Unorm, MTLTextureUsage::renderTarget);
-    EXPECT_NE(converter->makePixelBuffer(*PictureTexture::create(device, Picture(4, 4)), *pool), nullptr);
+    EXPECT_NE(converter->makePixelBuffer(*textureOf(device, Picture(4, 4)), *pool), nullptr);
     const test::LogCapture log;
     EXPECT_EQ(converter->makePixelBuffer(*target, *pool), nullptr);
     EXPECT_THAT(log.messages(), testing::Contains("Failed to blit the textures."));
@@ -126,12 +127,12 @@ TEST_F(ConverterTest, ServesAnyNumberOfThreads) {
     for (unsigned number = 0; number < 8; ++number) {
         threads.emplace_back([this, number] {
             const Picture input = Picture::noise(31, 17, number);
-            const auto texture = PictureTexture::create(device, input);
+            const auto texture = textureOf(device, input);
             const auto pool = converter->makePixelBufferPool(31, 17, bgraFrame);
             for (int round = 0; round < 20; ++round) {
                 const auto pixels = converter->makePixelBuffer(*texture, *pool);
                 ASSERT_NE(pixels, nullptr);
-                EXPECT_EQ(PictureTexture::read(*converter->texture(pixels)), input);
+                EXPECT_EQ(pictureOf(*converter->texture(pixels)), input);
                 EXPECT_NE(converter->texture(frame(20, 10, round % 2 != 0 ? fullRange : videoRange)), nullptr);
             }
         });

@@ -12,7 +12,8 @@ namespace ondrix {
 namespace {
 
 using test::Picture;
-using test::PictureTexture;
+using test::pictureOf;
+using test::textureOf;
 
 constexpr auto bgra = MTLPixelFormat::bgra8Unorm;
 
@@ -25,22 +26,21 @@ struct Settings {
 class PixelsTest : public testing::Test {
 protected:
     Picture present(const Picture& input, Int width, Int height, const Settings& settings) {
-        const auto output = PictureTexture::create(device, Picture::noise(width, height, 99));
-        return apply(*PresentTextureEffect::create(device, PictureTexture::create(device, input), output, bgra,
-                                                   settings.mode, settings.rotation, settings.flip),
+        const auto output = textureOf(device, Picture::noise(width, height, 99));
+        return apply(*PresentTextureEffect::create(device, textureOf(device, input), output, bgra, settings.mode,
+                                                   settings.rotation, settings.flip),
                      *output);
     }
     /// By an effect that was made for another input.
     Picture blit(const Picture& input, const Picture& before, PassType passType) {
-        const auto output = PictureTexture::create(device, before);
-        const auto effect =
-            BlitEffect::create(device, PictureTexture::create(device, Picture(2, 2)), output, passType, bgra);
-        effect->setInputTexture(PictureTexture::create(device, input));
+        const auto output = textureOf(device, before);
+        const auto effect = BlitEffect::create(device, textureOf(device, Picture(2, 2)), output, passType, bgra);
+        effect->setInputTexture(textureOf(device, input));
         return apply(*effect, *output);
     }
-    static Picture apply(Effect& effect, const PictureTexture& output) {
+    static Picture apply(Effect& effect, const Texture& output) {
         EXPECT_TRUE(effect.applyAndWait(nullptr));
-        return output.picture();
+        return pictureOf(output);
     }
 
     std::shared_ptr<Device> device = DeviceManager::shared().defaultDevice();

@@ -98,9 +98,9 @@ TEST_F(ApplicationMemory, OfTwoPlanesIsConvertedAsACopyIs) {
         for (std::int64_t y = 0; y < height; ++y) std::memcpy(lock.row(y), luma.row(y), width);
         for (std::int64_t y = 0; y < rows; ++y) std::memcpy(lock.row(y, 1), chroma.row(y), 2 * columns);
         const auto converter = device->textureConverter();
-        const auto expected = test::PictureTexture::read(*converter->texture(copy));
+        const auto expected = test::pictureOf(*converter->texture(copy));
         const auto own = converter->texture(wrap(width, height, nv12, {luma.plane(), chroma.plane()}));
-        EXPECT_EQ(test::PictureTexture::read(*own), expected) << width << 'x' << height;
+        EXPECT_EQ(test::pictureOf(*own), expected) << width << 'x' << height;
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <random>
 #include <utility>
@@ -8,7 +9,8 @@
 
 #include <gtest/gtest.h>
 
-#include <ondrix/platform/corevideo/CVPixelBuffer.h>
+#include <ondrix/platform/corevideo/PixelBufferLock.h>
+#include <ondrix/resources/Pixels.h>
 #include <ondrix/resources/Texture.h>
 
 namespace ondrix::test {
@@ -32,41 +34,35 @@ struct Picture {
     std::vector<std::uint8_t> bytes;
 };
 
-/// A texture whose pixels a test can put in and take out.
-class PictureTexture : public Texture {
-public:
-    static std::shared_ptr<PictureTexture> create(const std::shared_ptr<Device>& device, const Picture& picture,
-                                                  MTLPixelFormat pixelFormat = MTLPixelFormat::bgra8Unorm) {
-        auto texture = device->mtlDevice()->makeTexture({pixelFormat, static_cast<std::uint64_t>(picture.width),
-                                                         static_cast<std::uint64_t>(picture.height), false,
-                                                         MTLTextureUsage::unknown});
-        texture->replace(region(*texture), 0, picture.bytes.data(), texture->width() * 4);
-        return std::shared_ptr<PictureTexture>(new PictureTexture(device, std::move(texture)));
-    }
-    [[nodiscard]] Picture picture() const { return read(*mtlTexture()); }
-    static Picture read(const MTLTexture& texture) {
-        Picture picture(static_cast<Int>(texture.width()), static_cast<Int>(texture.height()));
-        texture.getBytes(picture.bytes.data(), texture.width() * 4, region(texture), 0);
-        return picture;
-    }
+inline Picture pictureOf(const MTLTexture& texture) {
+    Picture picture(static_cast<Int>(texture.width()), static_cast<Int>(texture.height()));
+    texture.getBytes(picture.bytes.data(), texture.width() * 4,
+                     MTLRegionMake2D(0, 0, texture.width(), texture.height()), 0);
+    return picture;
+}
 
-private:
-    using Texture::Texture;
-    static MTLRegion region(const MTLTexture& texture) {
-        return MTLRegionMake2D(0, 0, texture.width(), texture.height());
-    }
-};
+/// Of a format with four bytes a pixel.
+inline Picture pictureOf(const Texture& texture) {
+    const auto pixels = readPixels(texture, nullptr);
+    Picture picture(pixels->width, pixels->height);
+    std::memcpy(picture.bytes.data(), pixels->bytes.data(), picture.bytes.size());
+    return picture;
+}
+
+inline std::shared_ptr<Texture> textureOf(const std::shared_ptr<Device>& device, const Picture& picture,
+                                          MTLPixelFormat pixelFormat = MTLPixelFormat::bgra8Unorm) {
+    auto texture = device->makeTexture(picture.width, picture.height, pixelFormat, MTLTextureUsage::unknown);
+    EXPECT_TRUE(writePixels(*texture, picture.bytes.data(), picture.width * 4, nullptr));
+    return texture;
+}
 
 /// Calls `function` with each element of the plane and its position: `function(std::uint8_t* element, x, y)`.
 template <class Function>
 void forEachElement(CVPixelBuffer& buffer, Int plane, Int bytesPerElement, Function&& function) {
-    CVPixelBufferLockBaseAddress(buffer, 0);
-    auto* row = static_cast<std::uint8_t*>(CVPixelBufferGetBaseAddressOfPlane(buffer, plane));
-    for (Int y = 0; y < CVPixelBufferGetHeightOfPlane(buffer, plane); ++y) {
-        for (Int x = 0; x < CVPixelBufferGetWidthOfPlane(buffer, plane); ++x) function(row + x * bytesPerElement, x, y);
-        row += CVPixelBufferGetBytesPerRowOfPlane(buffer, plane);
+    const PixelBufferLock lock(buffer);
+    for (Int y = 0; y < lock.height(plane); ++y) {
+        for (Int x = 0; x < lock.width(plane); ++x) function(lock.row(y, plane) + x * bytesPerElement, x, y);
     }
-    CVPixelBufferUnlockBaseAddress(buffer, 0);
 }
 
 }  // namespace ondrix::test

@@ -82,7 +82,7 @@ protected:
     /// The picture in "out.png".
     Picture shown() const {
         const ondrix::test::LoadedPicture loaded{ondrix::URL(out)};
-        return loaded.texture ? ondrix::test::PictureTexture::read(*loaded.texture) : Picture(1, 1);
+        return loaded.texture ? ondrix::test::pictureOf(*loaded.texture) : Picture(1, 1);
     }
 
     ondrix::test::TemporaryFolder folder;

@@ -205,7 +205,7 @@ TEST(SampleBufferOutputTest, HasThePictureAndTheTimingOfTheFirstSampleOrSaysWhat
     const auto converter = device->textureConverter();
     const CMSampleTimingInfo first = {at(1001, 30000), at(-7007, 30000), {5, 90000, 3, 2}};
     const auto pool = converter->makePixelBufferPool(20, 9, kCVPixelFormatType_32BGRA);
-    const auto texture = test::PictureTexture::create(device, test::Picture::noise(16, 9, 1));
+    const auto texture = test::textureOf(device, test::Picture::noise(16, 9, 1));
     auto image = converter->makePixelBuffer(*texture, *pool);
     auto made = converter->makeSampleBuffer(image, *sound(2, {first, {}}));
     CMSampleTimingInfo timing;

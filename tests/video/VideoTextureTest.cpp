@@ -9,7 +9,8 @@
 namespace ondrix {
 namespace {
 
-using test::PictureTexture;
+using test::pictureOf;
+using test::textureOf;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -111,7 +112,7 @@ TEST_F(RenderViewTextureTest, AVideosFramesAreShown) {
     const auto effect = PresentTextureEffect::create(device, video, texture, view->colorPixelFormat(),
                                                      ContentMode::scaleAspectFill, ImageRotation::degrees0, false);
     for (const unsigned seed : {1, 2}) {
-        const auto picture = PictureTexture::create(device, test::opaqueNoise(6, 4, seed));
+        const auto picture = textureOf(device, test::opaqueNoise(6, 4, seed));
         source->processFrame(test::sample(converter->makePixelBuffer(*picture, *pool)));
         const auto drawable = view->currentDrawable();
         EXPECT_EQ(view->currentDrawable(), drawable);
@@ -120,7 +121,7 @@ TEST_F(RenderViewTextureTest, AVideosFramesAreShown) {
         EXPECT_NE(view->currentDrawable(), drawable) << "would be drawn over on its way to the display";
     }
     EXPECT_EQ(view->shownFrameCount(), 2);
-    EXPECT_EQ(PictureTexture::read(*converter->texture(view->shownFrame())), test::opaqueNoise(6, 4, 2));
+    EXPECT_EQ(pictureOf(*converter->texture(view->shownFrame())), test::opaqueNoise(6, 4, 2));
 }
 
 TEST_F(RenderViewTextureTest, TellsOfANewSizeInWholePixels) {

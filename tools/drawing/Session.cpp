@@ -1,6 +1,5 @@
 #include "Session.h"
 
-#include <algorithm>
 #include <cassert>
 #include <utility>
 #include <vector>
@@ -48,7 +47,7 @@ std::shared_ptr<Effect> Session::makeFunctionEffect(const LibraryOptions& option
     return orFail(options.library, [&](NSError* error) -> std::shared_ptr<Effect> {
         const auto library = device_->makeShaderLibrary(URL(folder), error);
         if (library == nullptr) return nullptr;
-        const std::string name = options.function.empty() ? onlyFunction(options, folder) : options.function;
+        const std::string name = options.function.empty() ? onlyFunction(options, *library) : options.function;
         const auto shader = library->makeShader(name, ShaderType::computeShader, error);
         if (shader == nullptr) return nullptr;
         shader->setShaderResource(from, 0);
@@ -60,17 +59,10 @@ std::shared_ptr<Effect> Session::makeFunctionEffect(const LibraryOptions& option
     });
 }
 
-std::string Session::onlyFunction(const LibraryOptions& options, const std::filesystem::path& folder) {
-    const auto library = device_->mtlDevice()->makeLibrary(URL(folder), nullptr);
-    std::vector<std::string> names;
-    const std::vector<std::string> all = library != nullptr ? library->functionNames() : names;
-    for (const std::string& name : all) {
-        const auto function = library->makeFunction(name);
-        if (function != nullptr && function->functionType() == MTLFunctionType::kernel) names.push_back(name);
-    }
+std::string Session::onlyFunction(const LibraryOptions& options, const ShaderLibrary& library) {
+    const std::vector<std::string> names = library.functionNames(ShaderType::computeShader);
     if (names.size() == 1) return names.front();
     if (names.empty()) throw Failure(options.library, "no compute function in it");
-    std::sort(names.begin(), names.end());
     std::string list;
     for (const std::string& name : names) list += (list.empty() ? "" : ", ") + name;
     throw Failure(options.library, "which of its functions? Choose by --function: " + list);

@@ -52,7 +52,7 @@ public:
 
 private:
     /// The name of the library's compute function, when it has no other.
-    std::string onlyFunction(const LibraryOptions& options, const std::filesystem::path& folder);
+    static std::string onlyFunction(const LibraryOptions& options, const ShaderLibrary& library);
 
     std::shared_ptr<Device> device_;
 };
