@@ -1,5 +1,4 @@
 #include <cassert>
-#include <mutex>
 #include <utility>
 
 #include <ondrix/base/ClassName.h>
@@ -9,48 +8,6 @@
 #include <ondrix/passes/PassParts.h>
 
 namespace ondrix {
-
-/// Keeps an effect whose runs were waited for until their completion handlers have run, even when the application drops
-/// it. One for each effect, which doesn't own itself through it while no run is on its way.
-class Effect::KeptUntilCompletion {
-public:
-    /// One run on its way; lives in its completion handler.
-    class Run {
-    public:
-        explicit Run(std::shared_ptr<KeptUntilCompletion> kept) : kept_(std::move(kept)) {
-            if (kept_ != nullptr) kept_->begin();
-        }
-        ~Run() {
-            if (kept_ != nullptr) kept_->end();
-        }
-        Run(Run&&) noexcept = default;
-        Run& operator=(Run&&) = delete;
-
-    private:
-        std::shared_ptr<KeptUntilCompletion> kept_;
-    };
-
-    /// Until the last run that is on its way has ended; not at all when that is so already.
-    void keep(std::shared_ptr<Effect> effect) {
-        const std::lock_guard lock(mutex_);
-        if (runs_ > 0) effect_.swap(effect);
-    }
-
-private:
-    void begin() {
-        const std::lock_guard lock(mutex_);
-        ++runs_;
-    }
-    void end() {
-        std::shared_ptr<Effect> effect;  // goes after the lock
-        const std::lock_guard lock(mutex_);
-        if (--runs_ == 0) effect_.swap(effect);
-    }
-
-    std::mutex mutex_;
-    std::shared_ptr<Effect> effect_;
-    int runs_ = 0;
-};
 
 std::shared_ptr<MTLCommandQueue> Effect::makeCommandQueue(Device& device, IfMissing ifMissing) {
     auto commandQueue = device.mtlDevice()->makeCommandQueue();
@@ -170,19 +127,16 @@ std::shared_ptr<MTLCommandBuffer> Effect::run(std::shared_ptr<MTLDrawable> prese
     }
 
     if (present != nullptr) commandBuffer->present(std::move(present));
-    std::shared_ptr<KeptUntilCompletion> kept;
-    if (waits && delegate_.load() != nullptr) {
-        if (kept_ == nullptr) kept_ = std::make_shared<KeptUntilCompletion>();
-        kept = kept_;
-    }
+    // A run that is waited for keeps an effect with a delegate until that has heard, even when the application drops
+    // it.
+    auto kept = waits && delegate_.load() != nullptr ? self : nullptr;
     commandBuffer->addCompletedHandler(
-        [weakSelf = weak_from_this(), run = KeptUntilCompletion::Run(kept)](MTLCommandBuffer& completed) {
+        [weakSelf = weak_from_this(), kept = std::move(kept)](MTLCommandBuffer& completed) {
             if (const std::shared_ptr<Effect> effect = weakSelf.lock()) effect->didComplete(completed);
         });
     if (const auto startDelegate = delegate()) startDelegate->effectDidStartGPUTasks(*this);
     commandBuffer->commit();
     if (waits) commandBuffer->waitUntilCompleted();
-    if (kept != nullptr) kept->keep(self);
     return commandBuffer;
 }
 

@@ -82,8 +82,6 @@ protected:
     [[nodiscard]] static std::shared_ptr<MTLCommandQueue> makeCommandQueue(Device& device, IfMissing ifMissing);
 
 private:
-    class KeptUntilCompletion;
-
     /// One run, which ends when the work is done if it waits. Null, with messages, when nothing was committed.
     [[nodiscard]] std::shared_ptr<MTLCommandBuffer> run(std::shared_ptr<MTLDrawable> present, bool waits);
     /// Tells the delegate. On the completion thread.
@@ -96,7 +94,6 @@ private:
     std::unordered_map<std::string, std::shared_ptr<Pass>> passMap_;
     WeakCell<EffectDelegate> delegate_;
     bool shouldWaitForCompletion_ = false;
-    std::shared_ptr<KeptUntilCompletion> kept_;  ///< null before the first run that is waited for with a delegate
 };
 
 }  // namespace ondrix
