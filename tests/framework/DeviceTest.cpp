@@ -1,4 +1,5 @@
 #include <cstdlib>
+#include <cstring>
 
 #include <tests/support/RecordingTest.h>
 
@@ -12,6 +13,22 @@ class DeviceTest : public test::RecordingTest {
 protected:
     test::RecordedEncoder encoder{calls};
 };
+
+TEST_F(DeviceTest, TheQuadMeshHasItsPublishedLayout) {
+    mtlDevice->buffers.clear();
+    const auto mesh = device->makeQuadMesh();
+    ASSERT_EQ(mtlDevice->buffers.size(), 2u);
+    const float* const vertices = static_cast<const float*>(mtlDevice->buffers[0]->contents());
+    const float expected[4][6] = {{-1, 1, 0, 0, 0, 0}, {-1, -1, 0, 0, 0, 1}, {1, -1, 0, 0, 1, 1}, {1, 1, 0, 0, 1, 0}};
+    for (std::size_t i = 0; i < 4; ++i) {
+        for (std::size_t j = 0; j < 6; ++j) EXPECT_EQ(vertices[8 * i + j], expected[i][j]) << i << j;
+    }
+    constexpr std::uint16_t indices[] = {0, 1, 3, 2};
+    EXPECT_EQ(std::memcmp(mtlDevice->buffers[1]->contents(), indices, 8), 0);
+    EXPECT_THAT(callsOf([&] { return mesh->encode(encoder); }),
+                ElementsAre("setVertexBuffer(128 bytes, 0, 0)", "draw(4, 4, 0, 8 bytes, 0)"));
+    EXPECT_NE(mesh, device->makeQuadMesh());
+}
 
 struct ChangeableDescriptor : MeshDescriptor {
     ChangeableDescriptor() : MeshDescriptor(MTLPrimitiveType::triangle, 3, 12, 24, 6, MTLIndexType::uint32, 4) {}
