@@ -7,7 +7,7 @@
 namespace ondrix::tools {
 namespace {
 
-/// Lists the GPUs that the framework can use. None is no failure.
+/// Lists the devices that the framework can use. None is no failure.
 class DevicesCommand {
 public:
     explicit DevicesCommand(CLI::App& options) {
@@ -32,7 +32,7 @@ private:
 }  // namespace
 
 void addDevicesCommand(CLI::App& program) {
-    addCommand<DevicesCommand>(program.add_subcommand("devices", "List the GPUs that Ondrix can use"));
+    addCommand<DevicesCommand>(program.add_subcommand("devices", "List the devices that Ondrix can use"));
 }
 
 }  // namespace ondrix::tools
