@@ -23,7 +23,7 @@ foreach(component "" media window effects)
   endif()
   set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${ONDRIX_SOVERSION})
   if(component AND NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
-    set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN")
+    set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN" BUILD_WITH_INSTALL_RPATH ON)
   endif()
   install(TARGETS ${name} EXPORT ${name}
           LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${installComponent} NAMELINK_COMPONENT development
@@ -46,10 +46,13 @@ install(DIRECTORY ${PROJECT_BINARY_DIR}/lib/ondrix.bundle DESTINATION ${CMAKE_IN
 install(FILES ${PROJECT_SOURCE_DIR}/ondrix/shading/Module.cpp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ondrix/shading
         COMPONENT development)
 if(TARGET ondrix-tool)
-  # The program finds its library wherever the tree is moved to, and needs no help in the system's own folders.
+  # The program finds its library wherever the tree is moved to, and needs no help in the system's own folders. It has the
+  # same run path before it is installed: CMake ends one that it will replace with an empty entry, the current folder.
   file(RELATIVE_PATH libraryFolder /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
   if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
-    set_target_properties(ondrix-tool PROPERTIES INSTALL_RPATH "$ORIGIN/${libraryFolder}")
+    set(runPath "$ORIGIN/${libraryFolder}" "$ORIGIN/../lib")  # the second is the build tree's
+    list(REMOVE_DUPLICATES runPath)
+    set_target_properties(ondrix-tool PROPERTIES INSTALL_RPATH "${runPath}" BUILD_WITH_INSTALL_RPATH ON)
   endif()
   install(TARGETS ondrix-tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 endif()

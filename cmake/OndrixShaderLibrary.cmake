@@ -106,7 +106,12 @@ function(ondrix_add_shader_library target)
         target_compile_options(${module} PRIVATE -mprefer-vector-width=512)
       endif()
     endif()
-    target_link_options(${module} PRIVATE -Wl,-Bsymbolic
+    # A module's stack holds packs and nothing whose length comes from outside, so its frames have no guards.
+    target_compile_options(${module} PRIVATE -fno-stack-protector)
+    if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
+      target_compile_options(${module} PRIVATE -fcf-protection=full)
+    endif()
+    target_link_options(${module} PRIVATE -Wl,-Bsymbolic -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack
                         "-Wl,--version-script=${ONDRIX_SHADER_MODULE_FILES}/shader-module.map")
     set_property(TARGET ${module} APPEND PROPERTY LINK_DEPENDS ${ONDRIX_SHADER_MODULE_FILES}/shader-module.map)
     add_dependencies(${target} ${module})

@@ -41,6 +41,8 @@ public:
     /// Ends the innermost `run` after what it is just running; without one, the next. Safe to use from any thread.
     void stop();
 
+    NSRunLoop(const NSRunLoop&) = delete;
+    NSRunLoop& operator=(const NSRunLoop&) = delete;
     ~NSRunLoop() = delete;
 
 private:
