@@ -160,7 +160,8 @@ ONDRIX_INLINE Texel convertYCbCr(const Luma& luma, const Chroma& chroma, const P
     if (__builtin_expect(!weights.isFixed, 0)) {
         return texelFromBytes(Int(detail::exactColours(y, blueAndRed, weights)), Format::bgra8);
     }
-    const lanes::Ints scaled = lanes::multiplyHigh(y * 0x1010101, lanes::broadcast(weights.luma));
+    const lanes::Ints twice = y * 0x101;
+    const lanes::Ints scaled = lanes::multiplyHigh(twice << 16 | twice, lanes::broadcast(weights.luma));
     const lanes::Ints centred = (blueAndRed << 8) ^ static_cast<std::int32_t>(0x80008000);
     const auto levels = [&](int i) __attribute__((always_inline)) {
         return detail::colourLevels(scaled, detail::chromaSum(centred, weights.chroma[i], weights.bias[i]));
