@@ -2,19 +2,23 @@
 #include <new>
 #include <string>
 
+#include <signal.h>
+
 #include "commands/Commands.h"
 #include "system/Failure.h"
+#include "system/Interruption.h"
 
 namespace {
 
 constexpr int failed = 1;
 constexpr int wrongUsage = 2;
-constexpr int interrupted = 130;
 
 }  // namespace
 
 int main(int argc, char** argv) {
     using namespace ondrix::tools;
+    Interruption::handleSignals();
+    signal(SIGXFSZ, SIG_IGN);  // a file that may not grow further fails with the system's reason
 
     CLI::App program("Runs pictures and video frames through Ondrix", "ondrix");
     program.set_version_flag("--version", "ondrix " ONDRIX_VERSION, "Print the version and exit");
@@ -46,7 +50,7 @@ int main(int argc, char** argv) {
         return wrongUsage;
     } catch (const Interrupted& interruption) {
         complain(interruption.what());
-        return interrupted;
+        return Interruption::status;
     } catch (const Failure& failure) {
         complain(failure.what());
         return failed;

@@ -1,4 +1,6 @@
 // What a user reads when the program can't do what it was asked: always one line, and never half a picture.
+#include <sys/resource.h>
+
 #include "Program.h"
 
 namespace {
@@ -52,6 +54,14 @@ TEST_F(BadInput, ABadOutputIsReportedWithTheSystemsReason) {
         expectReason(runOndrix({"present", input, output, "--size", size}), output, reason);
         EXPECT_THAT(names(), ElementsAre("folder", "in.png"));
     }
+    const rlimit most{10000, RLIM_INFINITY}, before{RLIM_INFINITY, RLIM_INFINITY};  // bytes of a file
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &most), 0);
+    for (const auto& environment : {std::vector<std::string>(), withFault("FAULT_NAMELESS=1")}) {
+        if (!environment.empty() && !hasFaults) continue;
+        expectReason(runOndrix({"present", input, out, "--size", "64x64"}, environment), out, "File too large");
+        EXPECT_THAT(names(), ElementsAre("folder", "in.png"));
+    }
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
 }
 
 // A fatal stop of the framework; a forced SIMD level that doesn't exist, put down to a missing library.

@@ -79,7 +79,12 @@ RunningProgram::RunningProgram(const std::vector<std::string>& arguments, const 
 
 RunningProgram::~RunningProgram() {
     if (child_ > 0) end(SIGKILL);
-    std::fclose(output_);
+    closeOutput();
+}
+
+void RunningProgram::closeOutput() {
+    if (output_ != nullptr) std::fclose(output_);
+    output_ = nullptr;
 }
 
 std::string RunningProgram::waitForLine(const std::string& text) {
@@ -96,6 +101,10 @@ int RunningProgram::end(int signal) {
     if (waitpid(child_, &state, 0) != child_) throw std::runtime_error("waitpid failed");
     child_ = 0;
     return statusOf(state);
+}
+
+std::vector<std::string> withFault(const std::string& fault) {
+    return {ONDRIX_TEST_FAULTS, fault};
 }
 
 void expectReason(const Outcome& outcome, const std::string& file, const std::string& reason) {

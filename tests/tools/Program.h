@@ -35,13 +35,23 @@ public:
 
     /// The next line on either stream that holds `text`, once it comes; empty when the program ends without.
     std::string waitForLine(const std::string& text);
-    /// Sends the signal and waits; the exit status, or 128 + signal.
+    /// From now on nobody reads what the program prints.
+    void closeOutput();
+    /// Sends the signal, none if 0, and waits; the exit status, or 128 + signal.
     int end(int signal);
 
 private:
     pid_t child_ = 0;
     std::FILE* output_ = nullptr;
 };
+
+/// An environment in which the program meets the fault, which Faults.cpp explains. Sanitizers don't bear it.
+std::vector<std::string> withFault(const std::string& fault);
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool hasFaults = false;
+#else
+inline constexpr bool hasFaults = true;
+#endif
 
 /// Expects one line that begins with the program and the file and holds the reason, and no output nor much memory.
 void expectReason(const Outcome& outcome, const std::string& file, const std::string& reason = "");

@@ -61,9 +61,9 @@ public:
 
     void run() const {
         checkWatchOption(library_);
-        const Interruption interruption;
         Session session;
         const auto input = PlayInput::open(input_);
+        const Interruption interruption;  // only now, so that one ends the program while it waits for the input
         const auto device = session.openDevice(input_);
         Playback playback(session, *input, interruption, presentation_, input_);
 

@@ -42,7 +42,11 @@ int start(std::vector<std::string>& arguments, std::vector<std::string>& environ
     posix_spawn_file_actions_adddup2(&streams, output, STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&streams, output, STDERR_FILENO);
     posix_spawnattr_init(&attributes);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF);
+    sigset_t ignored;
+    sigemptyset(&ignored);
+    sigaddset(&ignored, SIGXFSZ);
+    posix_spawnattr_setsigdefault(&attributes, &ignored);
     const int error = posix_spawnp(&child, arguments[0].c_str(), &streams, &attributes, pointersTo(arguments).data(),
                                    pointersTo(environment).data());
     posix_spawnattr_destroy(&attributes);

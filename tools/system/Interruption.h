@@ -4,11 +4,13 @@
 
 namespace ondrix::tools {
 
-/// Turns the user's first Ctrl-C, or the first request to end, into an event that the program looks at when it suits
-/// it, so that a movie can be completed. A second one ends the program at once and removes what is unfinished. One at a
-/// time, made before any `OutputFile`.
+/// Ctrl-C and the request to end, SIGINT and SIGTERM. While an object of this class lives, the first of them is an
+/// event that the program looks at when it suits it, so that a movie can be completed. Any other ends the program at
+/// once, with status 130, and removes what is unfinished. One at a time.
 class Interruption {
 public:
+    static constexpr int status = 130;  ///< of a program that was interrupted
+
     Interruption();
     ~Interruption();
     Interruption(const Interruption&) = delete;
@@ -17,8 +19,11 @@ public:
     [[nodiscard]] bool requested() const noexcept { return event_.hasHappened(); }
     [[nodiscard]] const Event& event() const noexcept { return event_; }
 
+    /// Has the program handle the signals from now on, unless its caller ignores them.
+    static void handleSignals() noexcept;
+
 private:
-    Event event_;
+    const Event& event_;  ///< never released: a signal may announce it on any thread
 };
 
 }  // namespace ondrix::tools

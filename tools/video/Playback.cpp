@@ -6,6 +6,8 @@
 #include <ondrix/platform/foundation/NSRunLoop.h>
 #include <ondrix/platform/quartzcore/CACurrentMediaTime.h>
 
+#include "tools/system/Failure.h"
+
 namespace ondrix::tools {
 namespace {
 
@@ -86,6 +88,7 @@ PlaybackFigures Playback::run(const std::shared_ptr<MTKView>& view, double secon
     input_.start();
     seconds == untilEnd ? NSRunLoop::main().run() : NSRunLoop::main().run(seconds);
     if (failure_ != nullptr) std::rethrow_exception(failure_);
+    if (interruption_.requested() && framesDrawn_ == 0) throw Interrupted(file_, "interrupted before its first frame");
     input_.checkEnd();
     return figures();
 }

@@ -47,7 +47,7 @@ VideoJob::Result VideoJob::run(const Interruption& interruption, Progress& progr
         result.seconds = position(**frame);
         progress.update(++result.frames, result.seconds);
     }
-    result.interrupted = interruption.requested();
+    result.interrupted = interruption.requested() && !decoded_.isDone();
 
     parts_.input.cancel();
     decoded_.abandon();
@@ -56,6 +56,8 @@ VideoJob::Result VideoJob::run(const Interruption& interruption, Progress& progr
     encoder_.join();
     checkWriter(!parts_.writer.error().has_value(), result.seconds);
     if (!result.interrupted) parts_.input.checkEnd();
+    if (result.frames == 0 && result.interrupted)
+        throw Interrupted(parts_.outputName, "interrupted before its first frame");
     if (result.frames == 0) throw Failure(parts_.input.name(), "holds no frame that can be decoded");
     checkWriter(parts_.writer.finish(), result.seconds);
 

@@ -29,7 +29,7 @@ public:
         double convert = 0;  ///< mean seconds a frame, as are the next two
         double effect = 0;
         double readBack = 0;
-        bool interrupted = false;
+        bool interrupted = false;  ///< before the input's end
     };
 
     /// What a job works with; held by the caller for the time of `run`.
@@ -48,7 +48,7 @@ public:
     VideoJob(const VideoJob&) = delete;
     VideoJob& operator=(const VideoJob&) = delete;
 
-    /// Until the input ends or `interruption` asks to. Throws `Failure`.
+    /// Until the input ends or `interruption` asks to. Throws `Failure`; `Interrupted` before the first frame.
     Result run(const Interruption& interruption, Progress& progress);
 
 private:

@@ -1,0 +1,38 @@
+// Preloaded into the program, has system calls fail as the environment says.
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdlib>
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+/// FAULT_NAMELESS: the file system has no files without a name.
+extern "C" int open(const char* path, int flags, ...) {
+    std::va_list rest;
+    va_start(rest, flags);
+    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(rest, mode_t) : 0;
+    va_end(rest);
+    if ((flags & O_TMPFILE) == O_TMPFILE && std::getenv("FAULT_NAMELESS") != nullptr) {
+        errno = EOPNOTSUPP;
+        return -1;
+    }
+    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+
+/// FAULT_THREADS=N: only the first N threads start. FAULT_INTERRUPTION=N: SIGTERM comes just before thread N, from 0.
+extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*function)(void*),
+                              void* argument) {
+    static std::atomic<int> threadCount = 0;
+    const int count = threadCount++;
+    const char* const most = std::getenv("FAULT_THREADS");
+    if (most != nullptr && count >= std::atoi(most)) return EAGAIN;
+    const char* const interruption = std::getenv("FAULT_INTERRUPTION");
+    if (interruption != nullptr && count == std::atoi(interruption)) raise(SIGTERM);
+    static const auto next = reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
+    return next(thread, attributes, function, argument);
+}
