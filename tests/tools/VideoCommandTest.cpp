@@ -77,15 +77,84 @@ TEST_F(VideoCommand, RunsEffectsAndThenTheFunction) {
     EXPECT_NEAR(shown().at(16, 24, 1), 255, 2);  // was black
 }
 
-// A movie that is lost, that can't be played, that never ends, or that begins when its camera was switched on.
+// A movie that is lost, that can't be played, that never ends, or that begins when its camera was switched on; an older
+// one that is lost to a shorter one.
 TEST_F(VideoCommand, AnInterruptionCompletesTheMovie) {
-    RunningProgram program({"video", "lavfi:testsrc2=s=64x48,setpts=PTS+9/TB", moved, "--progress", "json"}, {});
-    (void)program.waitForLine("{");
-    EXPECT_EQ(program.end(SIGTERM), 130);
-    EXPECT_THAT(program.waitForLine("ondrix: "), HasSubstr(moved + ": interrupted; the movie ends after "));
-    const auto reader = test::open(moved);
-    EXPECT_EQ(CMTimeCompare(reader->information().start, kCMTimeZero), 0);
-    EXPECT_NE(reader->copyNextSampleBuffer(), nullptr);
+    const struct {
+        std::vector<std::string> options;
+        std::string name, message;
+    } runs[] = {
+        {{}, "moved.mkv", "moved.mkv: interrupted; the movie ends after "},
+        {{}, "moved.interrupted.mkv", "interrupted and left as it was; " + file("moved.interrupted.mkv") + " has "},
+        {{"--replace-shortened"}, "moved.mkv", "moved.mkv: interrupted; the movie ends after "}};
+    for (const auto& [options, name, message] : runs) {
+        const std::string older = content(moved);
+        std::vector<std::string> arguments{"video", "lavfi:testsrc2=s=64x48,setpts=PTS+9/TB", moved, "--progress",
+                                           "json"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        RunningProgram program(arguments, {});
+        (void)program.waitForLine("{");
+        EXPECT_EQ(program.end(SIGTERM), 130);
+        EXPECT_THAT(program.waitForLine("ondrix: "), HasSubstr(message));
+        const auto reader = test::open(file(name));
+        EXPECT_EQ(CMTimeCompare(reader->information().start, kCMTimeZero), 0);
+        EXPECT_NE(reader->copyNextSampleBuffer(), nullptr);
+        EXPECT_EQ(content(moved) == older, name != "moved.mkv");
+    }
+    EXPECT_THAT(names(), UnorderedElementsAre("moved.mkv", "moved.interrupted.mkv"));
+}
+
+// An interruption that is taken for an input without frames or for a failure, or that isn't seen: with each thread that
+// starts, from those that decode to those that draw.
+TEST_F(VideoCommand, IsInterruptedAtAnyMoment) {
+    if (!hasFaults) GTEST_SKIP();
+    std::vector<std::int64_t> times(200);
+    for (std::size_t index = 0; index < times.size(); ++index) times[index] = static_cast<std::int64_t>(20 * index);
+    const std::string clip = movie(times);
+    for (const auto& arguments : {std::vector<std::string>{"video", clip, moved},
+                                  {"frame", clip, out, "--at", "0"},
+                                  {"play", clip, "--headless"}}) {
+        bool isInterrupted = true;
+        int thread = 0;
+        for (; isInterrupted; ++thread) {
+            std::filesystem::remove(moved);
+            const Outcome outcome = runOndrix(arguments, withFault("FAULT_INTERRUPTION=" + std::to_string(thread)));
+            isInterrupted = outcome.status == 130;
+            if (!isInterrupted) continue;
+            EXPECT_THAT(outcome.errors, HasSubstr("interrupted")) << arguments[0] << thread;
+            EXPECT_EQ(outcome.errors.find("ends after") != std::string::npos, std::filesystem::exists(moved));
+        }
+        EXPECT_GT(thread, 2) << arguments[0];  // the last had no such thread, or came while the movie was played
+    }
+}
+
+// A file that stays beside the output when the program is killed or nobody reads it; one that another program still
+// writes and that is taken for such a file.
+TEST_F(VideoCommand, LeavesNothingBehindWhenItIsKilled) {
+    const std::string endless = "lavfi:testsrc2=s=64x48";
+    for (const bool isNameless : {true, false}) {
+        if (!isNameless && !hasFaults) GTEST_SKIP();
+        const auto environment = isNameless ? std::vector<std::string>() : withFault("FAULT_NAMELESS=1");
+        const auto start = [&](RunningProgram& program) { (void)program.waitForLine("{"); };
+        const std::vector<std::string> arguments{"video", endless, moved, "--progress", "json"};
+        RunningProgram unread(arguments, environment);
+        start(unread);
+        unread.closeOutput();
+        EXPECT_EQ(unread.end(0), 128 + SIGPIPE);
+        EXPECT_TRUE(names().empty());
+
+        RunningProgram living(arguments, environment), killed(arguments, environment);
+        start(living);
+        start(killed);
+        EXPECT_EQ(names().size(), isNameless ? 0u : 2u);
+        EXPECT_EQ(killed.end(SIGKILL), 128 + SIGKILL);
+        RunningProgram next(arguments, environment);
+        start(next);
+        EXPECT_EQ(names().size(), isNameless ? 0u : 2u);
+        for (RunningProgram* const program : {&living, &next}) EXPECT_EQ(program->end(SIGINT), 130);
+        EXPECT_THAT(names(), UnorderedElementsAre("moved.mkv", "moved.interrupted.mkv"));
+        for (const std::string& name : names()) std::filesystem::remove(file(name));
+    }
 }
 
 TEST_F(VideoCommand, SaysInOneLineWhatIsWrong) {

@@ -29,7 +29,7 @@ std::string jsonDetails(const VideoJob::Result& result, std::int64_t lostFrames)
 }
 
 /// Takes a movie or a camera through effects into a new movie with the same times. Sound is copied. An interruption
-/// completes the movie up to that frame.
+/// completes the movie up to that frame; so shortened, it doesn't take the place of an older one.
 class VideoCommand {
 public:
     explicit VideoCommand(CLI::App& options) {
@@ -39,6 +39,9 @@ public:
         addPresentationOptions(options, presentation_);
         addEffectOption(options, effects_);
         addLibraryOptions(options, library_);
+        options.add_flag(
+            "--replace-shortened", replaceShortened_,
+            "After Ctrl-C, let the shortened movie replace an older OUTPUT, beside which it lies otherwise");
         options.add_option("--quality", quality_, "0 (best) to 51 (23)")->check(CLI::Range(0, 51));
         options.add_option("--preset", preset_, "Speed of the encoder, such as ultrafast or slow")->type_name("NAME");
         options
@@ -49,9 +52,9 @@ public:
 
     void run() const {
         if (!size_.isEven()) throw CLI::ValidationError("--size", "sides must be even");
-        const Interruption interruption;
         Session session;
         FrameInput input(input_);
+        const Interruption interruption;  // only now, so that one ends the program while it waits for the input
         const MovieInformation& movie = input.information();
         const auto device = session.openDevice(input_);
         const PictureSize size = outputSize(movie);
@@ -83,14 +86,16 @@ public:
         VideoJob job({input, texture, presentation, chain, *device->textureConverter(), *writer, output_});
         Progress progress(progress_, movie);
         const auto result = job.run(interruption, progress);
-        file.keep();
+        const bool isBeside = result.interrupted && !replaceShortened_ && file.hasOlder();
+        const std::string shortened = isBeside ? file.keepAs("interrupted") : "";
+        if (!isBeside) file.keep();
         const std::int64_t lost = input.lostFrameCount();
         progress.finish(result.frames, result.seconds, jsonDetails(result, lost));
         if (lost > 0)
             std::fprintf(stderr, "ondrix: %s: %lld frames were lost\n", input_.c_str(), static_cast<long long>(lost));
-        if (result.interrupted)
-            throw Interrupted(output_,
-                              "interrupted; the movie ends after " + std::to_string(result.frames) + " frames");
+        const std::string frames = std::to_string(result.frames) + " frames";
+        if (isBeside) throw Interrupted(output_, "interrupted and left as it was; " + shortened + " has " + frames);
+        if (result.interrupted) throw Interrupted(output_, "interrupted; the movie ends after " + frames);
     }
 
 private:
@@ -110,6 +115,7 @@ private:
     LibraryOptions library_;
     int quality_ = 23;
     std::string preset_;
+    bool replaceShortened_ = false;
     ProgressKind progress_ = ProgressKind::automatic;
 };
 
