@@ -54,6 +54,48 @@ TEST(Libraries, RefusalsSayWhy) {
     }
 }
 
+// Code of others that runs before it is refused: the file is no module, which only the loader would find. A folder
+// above that isn't looked at, a link that is taken for where it leads; a folder like /tmp that is taken for a danger.
+TEST(Libraries, AreRefusedWhereOthersMayChangeThem) {
+    const TemporaryFolder folder;
+    std::ignore = folder.write("above/one.oxlib/plain.so", "no module");
+    fs::create_symlink("above", folder.path() / "link");
+    const char *opened = "cannot be opened", *changed = "can be changed by other users";
+    const struct {
+        const char* path;
+        int mode;
+        const char *library, *reason;
+        bool isGivenAway = false;
+    } cases[] = {
+        {"above", 0755, "above/one.oxlib", opened},
+        {"above", 01777, "above/one.oxlib", opened},
+        {"above", 0777, "above/one.oxlib", changed},
+        {"above", 0777, "link/one.oxlib", changed},
+        {"above/one.oxlib", 0777, "above/one.oxlib", changed},
+        {"above/one.oxlib", 01777, "above/one.oxlib/", changed},
+        {"above/one.oxlib/plain.so", 0646, "above/one.oxlib", changed},
+        {"above/one.oxlib/plain.so", 0644, "above/one.oxlib", "belongs to another user", true},
+        {"above/one.oxlib", 0755, "above/one.oxlib", "belongs to another user", true},
+    };
+    for (const auto& [path, mode, library, reason, isGivenAway] : cases) {
+        if (isGivenAway && geteuid() != 0) continue;
+        const fs::path changedPath = folder.path() / path;
+        const fs::perms before = fs::status(changedPath).permissions();
+        fs::permissions(changedPath, static_cast<fs::perms>(mode));
+        const uid_t owner = isGivenAway ? 65534 : geteuid();
+        ASSERT_EQ(chown(changedPath.c_str(), owner, static_cast<gid_t>(-1)), 0);
+        for (const bool isTrusted : {false, true}) {
+            if (isTrusted) setenv("ONDRIX_TRUST_LIBRARIES", "1", 1);
+            NSError error;
+            EXPECT_EQ(software::Device::create(1, "plain")->makeLibrary(URL(folder.path() / library), &error), nullptr);
+            EXPECT_THAT(error.localizedDescription(), HasSubstr(isTrusted ? opened : reason)) << path << mode;
+            unsetenv("ONDRIX_TRUST_LIBRARIES");
+        }
+        ASSERT_EQ(chown(changedPath.c_str(), geteuid(), static_cast<gid_t>(-1)), 0);
+        fs::permissions(changedPath, before);
+    }
+}
+
 // A function that outlives its library and device still names itself: its code stays loaded.
 TEST(Libraries, FunctionsOutliveTheirLibrary) {
     auto gpu = std::make_unique<Gpu>(1);

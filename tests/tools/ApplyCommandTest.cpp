@@ -74,6 +74,13 @@ TEST_F(ApplyCommand, NamesWhatIsNoLibraryOrWhatFunctionDoesNotFit) {
           {ONDRIX_TEST_LIBRARY, "Test::NeedsConstants", "Test::NeedsConstants"}})
         expectReason(run("apply", png(Picture(2, 2)), {"--library", library, "--function", function}), library, reason);
     EXPECT_FALSE(std::filesystem::exists(out));
+    const std::string shared = file("shared.oxlib");
+    std::filesystem::copy(ONDRIX_TEST_LIBRARY, shared);
+    std::filesystem::permissions(shared, std::filesystem::perms::all);
+    std::vector<std::string> options{"--library", shared, "--function", "Test::Invert"};
+    expectReason(run("apply", png(Picture(2, 2)), options), shared, "'" + shared + "' can be changed by other users");
+    options.emplace_back("--trust-library");
+    EXPECT_EQ(run("apply", png(Picture(2, 2)), options).errors, "");
 }
 
 TEST(DevicesCommand, ListsTheDefaultDevice) {

@@ -4,6 +4,8 @@
 #include <iostream>
 #include <optional>
 
+#include <stdlib.h>
+
 #include "tools/sources/SourceLibrary.h"
 #include "tools/system/Failure.h"
 
@@ -71,6 +73,11 @@ CLI::Option* addLibraryOptions(CLI::App& command, LibraryOptions& options) {
         .add_option("--function", options.function,
                     "Compute function of it, from texture 0 to texture 1; may be left out where it is the only one")
         ->type_name("NAME")
+        ->needs(library);
+    command
+        .add_flag_callback(
+            "--trust-library", [] { setenv("ONDRIX_TRUST_LIBRARIES", "1", 1); },
+            "Open the library even where other users may change it, who then run what they like as you")
         ->needs(library);
     return library;
 }

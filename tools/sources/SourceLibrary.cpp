@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <sstream>
 #include <string_view>
 #include <utility>
@@ -117,6 +116,9 @@ std::optional<SourceLibrary::Build> SourceLibrary::build(const Event& end) {
     const auto result = runProcess(arguments, {"LC_ALL=C", "TMPDIR=" + builds_.string()}, end);
     if (!result) return std::nullopt;
     Build build{library, std::nullopt, CACurrentMediaTime() - begin};
+    // Whatever the process's mask says, nobody else may change what is about to run.
+    fs::permissions(library, fs::perms::owner_all, error);
+    fs::permissions(library / (level_ + ".so"), fs::perms::owner_all, error);
     if (result->status != 0) build.error = CompilerError::parse(result->output, folder_, name_);
     return build;
 }
@@ -130,7 +132,7 @@ std::filesystem::path SourceLibrary::buildOnce(const Event& end) {
 
 bool SourceLibrary::prepare(const Event& end) {
     if (!compiler_.empty()) return true;
-    const char* const named = std::getenv("CXX");
+    const char* const named = secure_getenv("CXX");
     std::vector<std::vector<std::string>> candidates{{"g++"}, {"c++"}, {"clang++"}};
     if (named != nullptr && !words(named).empty()) candidates = {words(named)};
 

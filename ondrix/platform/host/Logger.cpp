@@ -62,7 +62,7 @@ void writeToStandardError(const LogMessage& message) {
 /// The lowest level that is written, as a number so that it can lie above all of them.
 int levelFromEnvironment() {
     constexpr int info = static_cast<int>(LogType::info);
-    const char* value = std::getenv("ONDRIX_LOG");
+    const char* value = secure_getenv("ONDRIX_LOG");
     const std::string_view name = value != nullptr ? value : "";
     if (name.empty()) return info;
     if (name == "off") return static_cast<int>(LogType::fault) + 1;

@@ -1,12 +1,13 @@
 #include <algorithm>
 #include <cassert>
 #include <charconv>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <mutex>
 #include <new>
 #include <string_view>
+
+#include <stdlib.h>
 
 #include <ondrix/platform/foundation/NSBundle.h>
 #include <ondrix/platform/os/Logger.h>
@@ -15,6 +16,7 @@
 #include <ondrix/platform/software/Device.h>
 #include <ondrix/platform/software/Executor.h>
 #include <ondrix/platform/software/Library.h>
+#include <ondrix/platform/software/LibraryAccess.h>
 #include <ondrix/platform/software/Pipeline.h>
 #include <ondrix/platform/software/Sampler.h>
 #include <ondrix/platform/software/SimdLevel.h>
@@ -28,7 +30,7 @@ namespace {
 constexpr int mostThreads = 256;
 
 std::string_view environment(const char* name) {
-    const char* value = std::getenv(name);
+    const char* value = secure_getenv(name);
     return value == nullptr ? std::string_view() : value;
 }
 
@@ -55,10 +57,11 @@ int threadsToUse() {
     return processors;
 }
 
-bool validates() {
-    const std::string_view text = environment("ONDRIX_VALIDATE");
+/// The value of a variable that is 1 or 0; for others `consequence` is logged.
+bool flag(const char* name, const char* consequence) {
+    const std::string_view text = environment(name);
     if (!text.empty() && text != "0" && text != "1") {
-        logger().error("ONDRIX_VALIDATE is \"%s\", but must be 1 or 0. Nothing is validated.", text.data());
+        logger().error("%s is \"%s\", but must be 1 or 0. %s", name, text.data(), consequence);
     }
     return text == "1";
 }
@@ -68,12 +71,15 @@ bool validates() {
 namespace software {
 
 std::shared_ptr<Device> Device::create() {
-    return create(threadsToUse(), std::string(environment("ONDRIX_SIMD")), validates());
+    (void)flag("ONDRIX_TRUST_LIBRARIES", "Libraries that others may change are refused.");
+    return create(threadsToUse(), std::string(environment("ONDRIX_SIMD")),
+                  flag("ONDRIX_VALIDATE", "Nothing is validated."));
 }
 
 std::shared_ptr<Device> Device::create(int threadCount, std::string levelName, bool validates) {
     assert(threadCount >= 1 && threadCount <= mostThreads);
     try {
+        prepareToDistrust();
         auto executor = std::make_shared<Executor>(threadCount, validates);
         return std::shared_ptr<Device>(new Device(std::move(executor), threadCount, std::move(levelName)));
     } catch (const std::bad_alloc&) {

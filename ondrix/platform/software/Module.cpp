@@ -3,7 +3,9 @@
 #include <vector>
 
 #include <dlfcn.h>
+#include <stdlib.h>
 
+#include <ondrix/platform/software/LibraryAccess.h>
 #include <ondrix/platform/software/Module.h>
 #include <ondrix/platform/software/ProblemLog.h>
 #include <ondrix/platform/software/SimdLevel.h>
@@ -60,8 +62,22 @@ fs::path chooseModule(const fs::path& library, const std::string& forcedLevel) {
     throw Refusal("the SIMD level '" + forcedLevel + "' is unknown; the levels are " + names);
 }
 
+/// The canonical path of a file that the system's loader may open.
+fs::path trustedFile(const fs::path& file) {
+    const fs::path canonical = fs::canonical(file);
+    const char* const trusts = secure_getenv("ONDRIX_TRUST_LIBRARIES");
+    if (trusts != nullptr && std::string_view(trusts) == "1") return canonical;
+    std::string reason = reasonToDistrust(canonical);
+    // The file may be a link to elsewhere.
+    if (reason.empty()) reason = reasonToDistrust(fs::canonical(file.parent_path()) / file.filename());
+    if (!reason.empty())
+        throw Refusal("the module " + quoted(file) + " is not opened: " + reason +
+                      ", and ONDRIX_TRUST_LIBRARIES is not 1");
+    return canonical;
+}
+
 const shading::ModuleTable& openModule(const fs::path& file) {
-    void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    void* handle = dlopen(trustedFile(file).c_str(), RTLD_NOW | RTLD_LOCAL);
     if (handle == nullptr) {
         const char* reason = dlerror();
         throw Refusal("the module " + quoted(file) + " cannot be opened: " + (reason ? reason : "unknown reason"));

@@ -16,8 +16,9 @@ class Module {
 public:
     /// Opens the best module in the folder `library`, a path ending in ".oxlib", that this processor runs, or the one
     /// of `level` when that isn't empty. Null with a reason when the folder is no shader library, holds no module for
-    /// this machine, or the module can't be opened or is of another version. With `checked`, the module "checked" takes
-    /// the place of all others; a library without it is opened as ever, which is logged.
+    /// this machine, or the module can't be opened, may be changed by other users (see LibraryAccess.h) or is of
+    /// another version. With `checked`, the module "checked" takes the place of all others; a library without it is
+    /// opened as ever, which is logged.
     static std::shared_ptr<const Module> open(const std::filesystem::path& library, const std::string& level,
                                               bool checked, NSError* error);
 
