@@ -1,4 +1,6 @@
 #include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
 #include <new>
 #include <string>
 
@@ -13,13 +15,8 @@ namespace {
 constexpr int failed = 1;
 constexpr int wrongUsage = 2;
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     using namespace ondrix::tools;
-    Interruption::handleSignals();
-    signal(SIGXFSZ, SIG_IGN);  // a file that may not grow further fails with the system's reason
-
     CLI::App program("Runs pictures and video frames through Ondrix", "ondrix");
     program.set_version_flag("--version", "ondrix " ONDRIX_VERSION, "Print the version and exit");
     program.require_subcommand(0, 1);  // with 1, a misspelt command would be reported as a missing one
@@ -51,11 +48,20 @@ int main(int argc, char** argv) {
     } catch (const Interrupted& interruption) {
         complain(interruption.what());
         return Interruption::status;
-    } catch (const Failure& failure) {
-        complain(failure.what());
-        return failed;
-    } catch (const std::bad_alloc&) {
-        complain("out of memory");
-        return failed;
     }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    ondrix::tools::Interruption::handleSignals();
+    signal(SIGXFSZ, SIG_IGN);  // a file that may not grow further fails with the system's reason
+    try {
+        return run(argc, argv);
+    } catch (const std::bad_alloc&) {
+        std::fputs("ondrix: out of memory\n", stderr);  // which needs none
+    } catch (const std::exception& failure) {  // a `Failure`, or one of the system's, such as a thread that can't start
+        ondrix::tools::complain(failure.what());
+    }
+    return failed;
 }

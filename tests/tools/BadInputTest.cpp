@@ -56,7 +56,7 @@ TEST_F(BadInput, ABadOutputIsReportedWithTheSystemsReason) {
     }
     const rlimit most{10000, RLIM_INFINITY}, before{RLIM_INFINITY, RLIM_INFINITY};  // bytes of a file
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &most), 0);
-    for (const auto& environment : {std::vector<std::string>(), withFault("FAULT_NAMELESS=1")}) {
+    for (const auto& environment : {std::vector<std::string>(), withFaults({"FAULT_NAMELESS=1"})}) {
         if (!environment.empty() && !hasFaults) continue;
         expectReason(runOndrix({"present", input, out, "--size", "64x64"}, environment), out, "File too large");
         EXPECT_THAT(names(), ElementsAre("folder", "in.png"));

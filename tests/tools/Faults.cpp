@@ -2,7 +2,9 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -10,6 +12,30 @@
 #include <signal.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+
+namespace {
+
+long openFile(const char* path, int flags, mode_t mode) {
+    return syscall(SYS_openat, AT_FDCWD, path, flags, mode);
+}
+
+/// FAULT_INPUT: whoever opens this file has been taken over, and tries to read FAULT_SECRET.
+void meet(const char* path) {
+    const char *const input = std::getenv("FAULT_INPUT"), *const secret = std::getenv("FAULT_SECRET");
+    if (input == nullptr || secret == nullptr || std::strcmp(path, input) != 0) return;
+    const int before = errno;
+    const char* const result = openFile(secret, O_RDONLY, 0) >= 0 ? "stolen\n" : "refused\n";
+    (void)!write(STDERR_FILENO, result, std::strlen(result));
+    errno = before;
+}
+
+}  // namespace
+
+extern "C" FILE* fopen(const char* path, const char* mode) {
+    meet(path);
+    static const auto next = reinterpret_cast<decltype(&fopen)>(dlsym(RTLD_NEXT, "fopen"));
+    return next(path, mode);
+}
 
 /// FAULT_NAMELESS: the file system has no files without a name.
 extern "C" int open(const char* path, int flags, ...) {
@@ -21,7 +47,8 @@ extern "C" int open(const char* path, int flags, ...) {
         errno = EOPNOTSUPP;
         return -1;
     }
-    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+    if ((flags & O_PATH) == 0) meet(path);
+    return static_cast<int>(openFile(path, flags, mode));
 }
 
 /// FAULT_THREADS=N: only the first N threads start. FAULT_INTERRUPTION=N: SIGTERM comes just before thread N, from 0.

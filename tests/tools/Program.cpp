@@ -103,8 +103,9 @@ int RunningProgram::end(int signal) {
     return statusOf(state);
 }
 
-std::vector<std::string> withFault(const std::string& fault) {
-    return {ONDRIX_TEST_FAULTS, fault};
+std::vector<std::string> withFaults(std::vector<std::string> faults) {
+    faults.emplace_back(ONDRIX_TEST_FAULTS);
+    return faults;
 }
 
 void expectReason(const Outcome& outcome, const std::string& file, const std::string& reason) {

@@ -45,8 +45,8 @@ private:
     std::FILE* output_ = nullptr;
 };
 
-/// An environment in which the program meets the fault, which Faults.cpp explains. Sanitizers don't bear it.
-std::vector<std::string> withFault(const std::string& fault);
+/// An environment in which the program meets these faults, which Faults.cpp explains. Sanitizers don't bear it.
+std::vector<std::string> withFaults(std::vector<std::string> faults);
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr bool hasFaults = false;
 #else

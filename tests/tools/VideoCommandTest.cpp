@@ -8,6 +8,9 @@ namespace {
 
 using namespace ondrix;
 using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::StartsWith;
 using testing::UnorderedElementsAre;
 
 class VideoCommand : public ProgramTest {
@@ -118,13 +121,49 @@ TEST_F(VideoCommand, IsInterruptedAtAnyMoment) {
         int thread = 0;
         for (; isInterrupted; ++thread) {
             std::filesystem::remove(moved);
-            const Outcome outcome = runOndrix(arguments, withFault("FAULT_INTERRUPTION=" + std::to_string(thread)));
-            isInterrupted = outcome.status == 130;
+            const Outcome outcome = runOndrix(arguments, withFaults({"FAULT_INTERRUPTION=" + std::to_string(thread)}));
+            isInterrupted = outcome.status != 0;
+            EXPECT_EQ(outcome.status, isInterrupted ? 130 : 0) << outcome.errors;
             if (!isInterrupted) continue;
             EXPECT_THAT(outcome.errors, HasSubstr("interrupted")) << arguments[0] << thread;
             EXPECT_EQ(outcome.errors.find("ends after") != std::string::npos, std::filesystem::exists(moved));
         }
         EXPECT_GT(thread, 2) << arguments[0];  // the last had no such thread, or came while the movie was played
+    }
+}
+
+// A thread that can't start, or memory that isn't there, taken for a reason to stop at once, to leave a file, or to say
+// that all is well with nothing done.
+TEST_F(VideoCommand, GoesOnOrSaysWhyWithoutThreadsOrMemory) {
+    if (!hasFaults) GTEST_SKIP();
+    const std::string clip = movie({0, 40, 80});
+    for (const auto& arguments : {std::vector<std::string>{"video", clip, moved},
+                                  {"frame", clip, moved, "--at", "0"},
+                                  {"play", clip, "--headless"}}) {
+        const auto expectOrder = [&](const Outcome& outcome, const std::string& limit) {
+            SCOPED_TRACE(arguments[0] + " " + limit);
+            if (outcome.status == 0) {
+                EXPECT_EQ(outcome.errors, "");
+                EXPECT_EQ(std::filesystem::exists(moved), arguments[0] != "play");
+                EXPECT_THAT(outcome.output, Not(StartsWith("0 frames")));
+            } else {
+                EXPECT_EQ(outcome.status, 1);
+                EXPECT_THAT(outcome.errors, MatchesRegex("ondrix: [^\n]+\n"));
+                EXPECT_THAT(names(), UnorderedElementsAre("movie.mkv"));
+            }
+            std::filesystem::remove(moved);
+        };
+        for (int count = 0; count < 14; ++count) {
+            const std::string fault = "FAULT_THREADS=" + std::to_string(count);
+            expectOrder(runOndrix(arguments, withFaults({fault})), fault);
+        }
+        for (int megabytes = 200; megabytes < 700; megabytes += 50) {
+            const std::string limit = "ulimit -v " + std::to_string(megabytes * 1024);
+            std::vector<std::string> shell{"-c", limit + R"(; exec "$0" "$@")", ONDRIX_PROGRAM};
+            shell.insert(shell.end(), arguments.begin(), arguments.end());
+            const Outcome outcome = runProgram("/bin/sh", shell);
+            if (outcome.status != 127) expectOrder(outcome, limit);  // 127: its libraries have no room
+        }
     }
 }
 
@@ -134,7 +173,7 @@ TEST_F(VideoCommand, LeavesNothingBehindWhenItIsKilled) {
     const std::string endless = "lavfi:testsrc2=s=64x48";
     for (const bool isNameless : {true, false}) {
         if (!isNameless && !hasFaults) GTEST_SKIP();
-        const auto environment = isNameless ? std::vector<std::string>() : withFault("FAULT_NAMELESS=1");
+        const auto environment = isNameless ? std::vector<std::string>() : withFaults({"FAULT_NAMELESS=1"});
         const auto start = [&](RunningProgram& program) { (void)program.waitForLine("{"); };
         const std::vector<std::string> arguments{"video", endless, moved, "--progress", "json"};
         RunningProgram unread(arguments, environment);

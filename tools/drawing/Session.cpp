@@ -15,9 +15,17 @@ namespace ondrix::tools {
 
 Session::Session() {
     os::setLogLevel(os::LogType::info);  // whatever ONDRIX_LOG says
-    os::setLogSink([](const os::LogMessage& message) {
+    os::setLogSink([last = mediaError_](const os::LogMessage& message) {
         if (message.category == "validation") complain(std::string(message.text));
+        if (message.category != "media" || message.type != os::LogType::error) return;
+        const std::lock_guard lock(last->mutex);
+        last->text = message.text;
     });
+}
+
+std::string Session::mediaError() const {
+    const std::lock_guard lock(mediaError_->mutex);
+    return mediaError_->text;
 }
 
 std::shared_ptr<Device> Session::openDevice(const std::string& file) {

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <system_error>
 #include <utility>
 
 #include "tools/system/Failure.h"
@@ -36,8 +37,8 @@ VideoJob::Result VideoJob::run(const Interruption& interruption, Progress& progr
         return parts_.converter.makePixelBufferPool(output.width(), output.height(), kCVPixelFormatType_32BGRA, error);
     });
     Result result;
-    decoder_ = std::thread([this] { decode(); });
-    encoder_ = std::thread([this] { encode(); });
+    decoder_ = start(&VideoJob::decode, decodeFailure_);
+    encoder_ = start(&VideoJob::encode, encodeFailure_);
 
     while (!decoded_.isDone() && !interruption.requested()) {
         const auto frame = decoded_.pop(interruptionPause);
@@ -54,6 +55,9 @@ VideoJob::Result VideoJob::run(const Interruption& interruption, Progress& progr
     decoder_.join();
     processed_.finish();
     encoder_.join();
+    for (const auto& failure : {decodeFailure_, encodeFailure_}) {
+        if (failure != nullptr) std::rethrow_exception(failure);
+    }
     checkWriter(!parts_.writer.error().has_value(), result.seconds);
     if (!result.interrupted) parts_.input.checkEnd();
     if (result.frames == 0 && result.interrupted)
@@ -67,6 +71,23 @@ VideoJob::Result VideoJob::run(const Interruption& interruption, Progress& progr
         result.readBack = profiler_->getMeanInterval(readBack).value_or(0);
     }
     return result;
+}
+
+/// A thread whose exception ends the job.
+std::thread VideoJob::start(void (VideoJob::*work)(), std::exception_ptr& failure) {
+    try {
+        return std::thread([this, work, &failure] {
+            try {
+                (this->*work)();
+            } catch (...) {
+                failure = std::current_exception();
+                decoded_.abandon();
+                processed_.abandon();
+            }
+        });
+    } catch (const std::system_error& error) {
+        throw Failure(parts_.outputName, "a thread can't be started: " + error.code().message());
+    }
 }
 
 void VideoJob::decode() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
@@ -54,6 +55,7 @@ public:
 private:
     using Frame = std::shared_ptr<CMSampleBuffer>;
 
+    [[nodiscard]] std::thread start(void (VideoJob::*work)(), std::exception_ptr& failure);
     void decode();
     void encode();
     /// One frame on the caller's thread.
@@ -68,6 +70,7 @@ private:
     std::optional<CMTime> start_;  ///< of the first frame
     BoundedQueue<Frame> decoded_;
     BoundedQueue<Frame> processed_;
+    std::exception_ptr decodeFailure_, encodeFailure_;  ///< of the threads, to be read when they are joined
     std::thread decoder_;
     std::thread encoder_;
 };
