@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "CommandLine.h"
+#include "SandboxOption.h"
 #include "tools/sources/FolderWatch.h"
 #include "tools/sources/SourceLibrary.h"
 #include "tools/system/Interruption.h"
@@ -14,7 +15,7 @@ namespace {
 /// and the output in texture 1. A library's source is built here, and with --watch again whenever it is saved.
 class ApplyCommand {
 public:
-    explicit ApplyCommand(CLI::App& options) {
+    explicit ApplyCommand(CLI::App& options) : sandbox_(options) {
         options.add_option("INPUT", input_, "PNG or JPEG file, the function's texture 0")->required();
         options.add_option("OUTPUT", output_, "PNG file to write, the function's texture 1")->required();
         addWatchOption(options, library_, addLibraryOptions(options, library_)->required());
@@ -25,6 +26,7 @@ public:
         checkWatchOption(library_);
         Session session;
         const auto device = session.openDevice(input_);
+        sandbox_.enter({input_}, output_, {}, library_);
         const auto picture = session.loadPicture(input_);
         const PictureSize size = size_.isGiven() ? size_ : PictureSize{picture->width(), picture->height()};
         const auto output = session.makeOutput(size, output_);
@@ -52,6 +54,7 @@ private:
         } while (folder.waitForSave(end));
     }
 
+    SandboxOption sandbox_;
     std::string input_, output_;
     LibraryOptions library_;
     PictureSize size_;

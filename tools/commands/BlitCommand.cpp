@@ -2,6 +2,7 @@
 #include <ondrix/types/PassType.h>
 
 #include "CommandLine.h"
+#include "SandboxOption.h"
 
 namespace ondrix::tools {
 namespace {
@@ -12,7 +13,7 @@ const std::map<std::string, PassType> passes{{"render", PassType::renderPass}, {
 /// position, and what it doesn't reach stays transparent black.
 class BlitCommand {
 public:
-    explicit BlitCommand(CLI::App& options) {
+    explicit BlitCommand(CLI::App& options) : sandbox_(options) {
         options.add_option("INPUT", input_, "PNG or JPEG file")->required();
         options.add_option("OUTPUT", output_, "PNG file to write")->required();
         addSizeOption(options, size_, "Size of the output")->required();
@@ -26,6 +27,7 @@ public:
     void run() const {
         Session session;
         const auto device = session.openDevice(input_);
+        sandbox_.enter({input_}, output_);
         const auto picture = session.loadPicture(input_);
         const auto output = session.makeOutput(size_, output_);
         const auto effect = orFail(input_, [&](NSError* error) {
@@ -36,6 +38,7 @@ public:
     }
 
 private:
+    SandboxOption sandbox_;
     std::string input_, output_;
     PictureSize size_;
     PassType pass_ = PassType::renderPass;

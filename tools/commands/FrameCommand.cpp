@@ -1,4 +1,5 @@
 #include "CommandLine.h"
+#include "SandboxOption.h"
 #include "tools/video/FrameInput.h"
 
 namespace ondrix::tools {
@@ -7,7 +8,7 @@ namespace {
 /// Saves the frame of a movie that is on screen at a given time.
 class FrameCommand {
 public:
-    explicit FrameCommand(CLI::App& options) {
+    explicit FrameCommand(CLI::App& options) : sandbox_(options) {
         options.add_option("INPUT", input_, "Movie file")->required();
         options.add_option("OUTPUT", output_, "PNG file to write")->required();
         options.add_option("--at", seconds_, "Seconds since the first frame")
@@ -18,14 +19,16 @@ public:
 
     void run() const {
         Session session;
-        FrameInput input(input_);
         const auto device = session.openDevice(input_);
+        sandbox_.enter({input_}, output_);
+        FrameInput input(input_);
         FrameTexture texture(device, input_);
         texture.show(input.frameAt(seconds_));
         writePicture(output_, pixelsOf(*texture.texture(), output_));
     }
 
 private:
+    SandboxOption sandbox_;
     std::string input_, output_;
     double seconds_ = 0;
 };

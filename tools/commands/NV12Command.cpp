@@ -7,6 +7,7 @@
 #include <ondrix/platform/corevideo/PixelBufferLock.h>
 
 #include "CommandLine.h"
+#include "SandboxOption.h"
 #include "tools/system/Failure.h"
 
 namespace ondrix::tools {
@@ -31,7 +32,7 @@ std::string expectation(PictureSize size) {
 /// without padding.
 class NV12Command {
 public:
-    explicit NV12Command(CLI::App& options) {
+    explicit NV12Command(CLI::App& options) : sandbox_(options) {
         options.add_option("INPUT", input_, "The luma plane, then interleaved Cb and Cr, no padding")->required();
         options.add_option("OUTPUT", output_, "PNG file to write")->required();
         addSizeOption(options, size_, "Size of the frame, both sides even")->required();
@@ -45,6 +46,7 @@ public:
     void run() const {
         Session session;
         const auto device = session.openDevice(input_);
+        sandbox_.enter({input_}, output_);
         const auto frame = readFrame();
         const auto picture = device->makeTexture(
             orFail(input_, [&](NSError* error) { return device->textureConverter()->texture(frame, error); }));
@@ -86,6 +88,7 @@ private:
         return frame;
     }
 
+    SandboxOption sandbox_;
     std::string input_, output_;
     PictureSize size_;
     OSType format_ = 0;

@@ -11,8 +11,10 @@
 #endif
 
 #include "CommandLine.h"
+#include "SandboxOption.h"
 #include "tools/sources/LiveFunction.h"
 #include "tools/system/Failure.h"
+#include "tools/video/FrameInput.h"
 #include "tools/video/Playback.h"
 
 namespace ondrix::tools {
@@ -46,7 +48,7 @@ std::string checkSeconds(const std::string& text) {
 /// user's own is replaced while the movie plays.
 class PlayCommand {
 public:
-    explicit PlayCommand(CLI::App& options) {
+    explicit PlayCommand(CLI::App& options) : sandbox_(options) {
         options.add_option("INPUT", input_, "Movie file, or a live source such as v4l2:/dev/video0")->required();
         addPresentationOptions(options, presentation_);
         addSizeOption(options, size_, "Size of the window, that of the movie unless given");
@@ -62,9 +64,10 @@ public:
     void run() const {
         checkWatchOption(library_);
         Session session;
+        const auto device = session.openDevice(input_);
+        if (headless_ && !isCamera(input_)) sandbox_.enter({input_}, "", effects_, library_);
         const auto input = PlayInput::open(input_);
         const Interruption interruption;  // only now, so that one ends the program while it waits for the input
-        const auto device = session.openDevice(input_);
         Playback playback(session, *input, interruption, presentation_, input_);
 
         std::optional<EffectChain> chain;
@@ -142,6 +145,7 @@ private:
         return {std::max<std::int64_t>(size.width, 1), std::max<std::int64_t>(size.height, 1)};
     }
 
+    SandboxOption sandbox_;
     std::string input_;
     PresentationOptions presentation_;
     std::vector<EffectRequest> effects_;

@@ -1,4 +1,5 @@
 #include "CommandLine.h"
+#include "SandboxOption.h"
 
 namespace ondrix::tools {
 namespace {
@@ -6,7 +7,7 @@ namespace {
 /// Draws a picture into one of another size, and runs effects over that.
 class PresentCommand {
 public:
-    explicit PresentCommand(CLI::App& options) {
+    explicit PresentCommand(CLI::App& options) : sandbox_(options) {
         options.add_option("INPUT", input_, "PNG or JPEG file")->required();
         options.add_option("OUTPUT", output_, "PNG file to write")->required();
         addSizeOption(options, size_, "Size of the output")->required();
@@ -17,6 +18,7 @@ public:
     void run() const {
         Session session;
         session.openDevice(input_);
+        sandbox_.enter({input_}, output_, effects_);
         const auto picture = session.loadPicture(input_);
         EffectChain chain(session, effects_, size_, output_);
         Presentation(session, picture, chain.input(), MTLPixelFormat::bgra8Unorm, presentation_, input_).draw();
@@ -25,6 +27,7 @@ public:
     }
 
 private:
+    SandboxOption sandbox_;
     std::string input_, output_;
     PictureSize size_;
     PresentationOptions presentation_;

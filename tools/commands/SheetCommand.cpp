@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "CommandLine.h"
+#include "SandboxOption.h"
 #include "tools/system/Failure.h"
 #include "tools/video/FrameInput.h"
 
@@ -18,7 +19,7 @@ PictureSize usualSize(const MovieInformation& movie) {
 /// Shows a movie at a glance, as one picture with frames from all over it, in rows.
 class SheetCommand {
 public:
-    explicit SheetCommand(CLI::App& options) {
+    explicit SheetCommand(CLI::App& options) : sandbox_(options) {
         options.add_option("INPUT", input_, "Movie file")->required();
         options.add_option("OUTPUT", output_, "PNG file to write")->required();
         options.add_option("--columns", columns_, "Frames in a row (4)")->check(CLI::Range(1, 32));
@@ -28,6 +29,8 @@ public:
 
     void run() const {
         Session session;
+        const auto device = session.openDevice(input_);
+        sandbox_.enter({input_}, output_);
         FrameInput input(input_);
         const MovieInformation& movie = input.information();
         if (!CMTIME_IS_NUMERIC(movie.duration)) throw Failure(input_, "doesn't say how long it is");
@@ -37,7 +40,6 @@ public:
         if (bytesPerRow * cell.height * rows_ > largestSheet)
             throw CLI::ValidationError("--size", "the sheet is too large");
 
-        const auto device = session.openDevice(input_);
         FrameTexture texture(device, input_);
         const auto drawn = session.makeOutput(cell, output_);
         Presentation presentation(session, texture.texture(), drawn, MTLPixelFormat::bgra8Unorm, {}, input_);
@@ -62,6 +64,7 @@ public:
     }
 
 private:
+    SandboxOption sandbox_;
     std::string input_, output_;
     int columns_ = 4;
     int rows_ = 3;

@@ -6,6 +6,7 @@
 #include <ondrix/platform/ffmpeg/MovieWriter.h>
 
 #include "CommandLine.h"
+#include "SandboxOption.h"
 #include "tools/sources/SourceLibrary.h"
 #include "tools/system/Failure.h"
 #include "tools/system/Interruption.h"
@@ -32,7 +33,7 @@ std::string jsonDetails(const VideoJob::Result& result, std::int64_t lostFrames)
 /// completes the movie up to that frame; so shortened, it doesn't take the place of an older one.
 class VideoCommand {
 public:
-    explicit VideoCommand(CLI::App& options) {
+    explicit VideoCommand(CLI::App& options) : sandbox_(options) {
         options.add_option("INPUT", input_, "Movie file, or DEVICE:NAME such as v4l2:/dev/video0")->required();
         options.add_option("OUTPUT", output_, "Movie file to write; its ending names the format")->required();
         addSizeOption(options, size_, "Size of the output, that of the input unless given; even sides");
@@ -53,10 +54,11 @@ public:
     void run() const {
         if (!size_.isEven()) throw CLI::ValidationError("--size", "sides must be even");
         Session session;
+        const auto device = session.openDevice(input_);
+        if (!isCamera(input_)) sandbox_.enter({input_}, output_, effects_, library_);
         FrameInput input(input_);
         const Interruption interruption;  // only now, so that one ends the program while it waits for the input
         const MovieInformation& movie = input.information();
-        const auto device = session.openDevice(input_);
         const PictureSize size = outputSize(movie);
         FrameTexture texture(device, input_);
         EffectChain chain(session, effects_, size, output_);
@@ -108,6 +110,7 @@ private:
         return size;
     }
 
+    SandboxOption sandbox_;
     std::string input_, output_;
     PictureSize size_;
     PresentationOptions presentation_;

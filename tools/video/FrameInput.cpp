@@ -9,6 +9,10 @@
 
 namespace ondrix::tools {
 
+bool isCamera(const std::string& name) {
+    return LiveSource::isLiveName(name) && !name.starts_with("lavfi:");
+}
+
 FrameInput::FrameInput(std::string name) : name_(std::move(name)) {
     NSError error;
     if (LiveSource::isLiveName(name_)) {

@@ -14,6 +14,9 @@
 
 namespace ondrix::tools {
 
+/// Whether a live source is a device, other than "lavfi", which computes its pictures and needs none.
+[[nodiscard]] bool isCamera(const std::string& name);
+
 /// The frames of a movie file, or of a live source given as "DEVICE:NAME". Failures are `Failure`s that name it.
 class FrameInput {
 public:
