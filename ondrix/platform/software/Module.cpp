@@ -76,6 +76,45 @@ fs::path trustedFile(const fs::path& file) {
     return canonical;
 }
 
+/// Returns what a function's entry says that no device can use, or null. Slots, and what one function hands to another,
+/// are looked at when a pipeline is made.
+const char* problemOf(const shading::Entry& entry) {
+    using enum shading::FunctionKind;
+    using enum shading::ParameterKind;
+    const bool runs = (entry.kind == compute && entry.runCompute != nullptr) ||
+                      (entry.kind == fragment && entry.runFragment != nullptr) ||
+                      (entry.kind == vertex && entry.runVertex != nullptr);
+    if (entry.name == nullptr) return "has no name";
+    if (!runs) return "has no code";
+    if (entry.parameterCount > 0 && entry.parameters == nullptr) return "has no parameters";
+    for (std::uint32_t index = 0; index < entry.parameterCount; ++index) {
+        const shading::Parameter& parameter = entry.parameters[index];
+        if (parameter.kind < texture || parameter.kind > varying) return "has a parameter of an unknown kind";
+        const bool isVector = parameter.kind == vertexInput || parameter.kind == varying;
+        if (isVector && (parameter.size < 1 || parameter.size > 4)) return "has a vector of no known size";
+    }
+    if (entry.kind != vertex) return nullptr;
+    if (entry.varyingCount > 0 && entry.varyingSizes == nullptr) return "has no varyings";
+    for (std::uint32_t index = 0; index < entry.varyingCount; ++index) {
+        if (entry.varyingSizes[index] < 1 || entry.varyingSizes[index] > 4) return "has a vector of no known size";
+    }
+    return nullptr;
+}
+
+/// Throws unless every entry can be used: a module may come from a compiler or a disk that is broken.
+void requireUsable(const shading::ModuleTable& table, const fs::path& file) {
+    const auto refuse = [&](const std::string& problem) {
+        throw Refusal("the module " + quoted(file) + " is damaged: " + problem);
+    };
+    if (table.level == nullptr) refuse("its level is missing");
+    if (table.entryCount > 0 && table.entries == nullptr) refuse("its functions are missing");
+    for (std::uint32_t index = 0; index < table.entryCount; ++index) {
+        if (const char* problem = problemOf(table.entries[index])) {
+            refuse("function " + std::to_string(index) + " " + problem);
+        }
+    }
+}
+
 const shading::ModuleTable& openModule(const fs::path& file) {
     void* handle = dlopen(trustedFile(file).c_str(), RTLD_NOW | RTLD_LOCAL);
     if (handle == nullptr) {
@@ -91,6 +130,7 @@ const shading::ModuleTable& openModule(const fs::path& file) {
                       (table == nullptr ? "none" : std::to_string(table->version)) + ", but version " +
                       std::to_string(shading::moduleVersion) + " is needed");
     }
+    requireUsable(*table, file);
     return *table;
 }
 
