@@ -17,9 +17,13 @@ constexpr std::chrono::seconds longest{4};
 /// Reads some frames, each with its pixels.
 void readFrames(MovieReader& reader, std::chrono::steady_clock::time_point end) {
     std::uint8_t sum = 0;
+    CMTime last = kCMTimeNegativeInfinity;
     for (int count = 0; count < mostFrames && std::chrono::steady_clock::now() < end; ++count) {
         const auto sample = reader.copyNextSampleBuffer();
         if (sample == nullptr) return;
+        const CMTime time = CMSampleBufferGetPresentationTimeStamp(*sample);
+        require(CMTimeCompare(time, last) > 0, "times that rise");
+        last = time;
         const auto frame = CMSampleBufferGetImageBuffer(*sample);
         require(frame != nullptr, "a picture in each sample");
         const std::int64_t width = CVPixelBufferGetWidth(*frame), height = CVPixelBufferGetHeight(*frame);

@@ -37,6 +37,10 @@ struct Plane {
         input.fill(memory->pages(), memory->usable());
         content.assign(memory->pages(), memory->pages() + memory->usable());
     }
+    /// Whether its rows may lie like this, whatever memory there is.
+    [[nodiscard]] bool isAllowed(std::int64_t elementBytes) const {
+        return bytesPerRow >= rowBytes && bytesPerRow <= 524288 && bytesPerRow % elementBytes == 0;
+    }
     [[nodiscard]] CVPixelBufferPlane description() { return {memory ? start_ : &nowhere_, bytesPerRow}; }
     [[nodiscard]] bool isUntouched() const {
         return !memory || std::equal(content.begin(), content.end(), memory->pages());
@@ -76,6 +80,12 @@ void readForeignMemory(FuzzInput& input, const std::shared_ptr<Device>& device) 
             : CVPixelBufferCreateWithBytes(width, height, format, descriptions[0].bytes, descriptions[0].bytesPerRow,
                                            release, &buffer);
     require((status == kCVReturnSuccess) == (buffer != nullptr), "a pixel buffer, or else a status");
+    const auto isSide = [](std::int64_t value) { return value >= 1 && value <= 16384; };
+    bool allowed = std::ranges::count(formats, format) == 1 && isSide(width) && isSide(height) &&
+                   descriptions.size() == planes.size();
+    for (std::size_t i = 0; i < planes.size(); ++i)
+        allowed &= planes[i].isAllowed(planes.size() == 1 ? 4 : i == 0 ? 1 : 2);
+    require((buffer != nullptr) == allowed, "a pixel buffer of exactly what is allowed");
     // A length of rows may be right for memory that is larger than what there is here.
     const bool readable = std::all_of(planes.begin(), planes.end(), [](const Plane& plane) { return plane.memory; });
     if (buffer == nullptr || !readable || descriptions.size() != planes.size()) return;
