@@ -1,5 +1,6 @@
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 #include <numbers>
 
 extern "C" {
@@ -15,6 +16,21 @@ namespace {
 /// A picture that doesn't say its matrix is high definition, and so BT.709, when a side is at least so long.
 constexpr int highDefinitionWidth = 1280;
 constexpr int highDefinitionHeight = 720;
+
+/// What a file says of itself, which need not be a value of the enumeration; as such it mustn't even be read.
+template <typename Enumeration>
+Enumeration known(const Enumeration& said, Enumeration end, Enumeration otherwise) {
+    unsigned number = 0;
+    static_assert(sizeof number == sizeof said);
+    std::memcpy(&number, &said, sizeof number);
+    return number < static_cast<unsigned>(end) ? static_cast<Enumeration>(number) : otherwise;
+}
+AVColorSpace known(const AVColorSpace& matrix) {
+    return known(matrix, AVCOL_SPC_NB, AVCOL_SPC_UNSPECIFIED);
+}
+AVColorRange known(const AVColorRange& range) {
+    return known(range, AVCOL_RANGE_NB, AVCOL_RANGE_UNSPECIFIED);
+}
 
 bool isMatrixKnown(AVColorSpace space) {
     switch (space) {
@@ -71,13 +87,13 @@ PictureOrientation orientationOf(const std::int32_t* matrix) {
 }  // namespace
 
 PictureColours PictureColours::of(const AVFrame& frame) {
-    return describe(static_cast<AVPixelFormat>(frame.format), frame.colorspace, frame.color_range, frame.width,
-                    frame.height);
+    return describe(static_cast<AVPixelFormat>(frame.format), known(frame.colorspace), known(frame.color_range),
+                    frame.width, frame.height);
 }
 
 PictureColours PictureColours::of(const AVCodecParameters& parameters) {
-    return describe(static_cast<AVPixelFormat>(parameters.format), parameters.color_space, parameters.color_range,
-                    parameters.width, parameters.height);
+    return describe(static_cast<AVPixelFormat>(parameters.format), known(parameters.color_space),
+                    known(parameters.color_range), parameters.width, parameters.height);
 }
 
 PictureOrientation PictureOrientation::of(const AVStream& stream) {
