@@ -62,6 +62,11 @@ void addPresentationOptions(CLI::App& command, PresentationOptions& options) {
     command.add_flag("--flip", options.flip, "Mirror left to right, after the turn");
 }
 
+void addPlaylistOption(CLI::App& command, bool& allowsPlaylists) {
+    command.add_flag("--allow-playlists", allowsPlaylists,
+                     "Also read playlists (HLS, DASH, ffconcat, SDP), which name other files and network addresses");
+}
+
 CLI::Option* addLibraryOptions(CLI::App& command, LibraryOptions& options) {
     CLI::Option* const library =
         command

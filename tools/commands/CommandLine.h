@@ -32,6 +32,8 @@ auto storeIn(Value& variable, const std::map<std::string, Value>& values) {
 CLI::Option* addSizeOption(CLI::App& command, PictureSize& size, const std::string& description);
 /// Adds --mode, --rotate and --flip.
 void addPresentationOptions(CLI::App& command, PresentationOptions& options);
+/// Adds --allow-playlists.
+void addPlaylistOption(CLI::App& command, bool& allowsPlaylists);
 /// Adds --library, --function and --trust-library; the first is returned.
 CLI::Option* addLibraryOptions(CLI::App& command, LibraryOptions& options);
 /// Adds --watch, which needs the option `library`.

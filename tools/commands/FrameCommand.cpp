@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 #include "SandboxOption.h"
+#include "tools/system/Interruption.h"
 #include "tools/video/FrameInput.h"
 
 namespace ondrix::tools {
@@ -11,6 +12,7 @@ public:
     explicit FrameCommand(CLI::App& options) : sandbox_(options) {
         options.add_option("INPUT", input_, "Movie file")->required();
         options.add_option("OUTPUT", output_, "PNG file to write")->required();
+        addPlaylistOption(options, allowsPlaylists_);
         options.add_option("--at", seconds_, "Seconds since the first frame")
             ->required()
             ->check(CLI::Range(0.0, 1e9))
@@ -20,8 +22,9 @@ public:
     void run() const {
         Session session;
         const auto device = session.openDevice(input_);
-        sandbox_.enter({input_}, output_);
-        FrameInput input(input_);
+        if (!allowsPlaylists_) sandbox_.enter({input_}, output_);
+        const Interruption interruption;
+        FrameInput input(input_, movieOptions(allowsPlaylists_, interruption));
         FrameTexture texture(device, input_);
         texture.show(input.frameAt(seconds_));
         writePicture(output_, pixelsOf(*texture.texture(), output_));
@@ -30,6 +33,7 @@ public:
 private:
     SandboxOption sandbox_;
     std::string input_, output_;
+    bool allowsPlaylists_ = false;
     double seconds_ = 0;
 };
 

@@ -14,6 +14,7 @@
 #include "SandboxOption.h"
 #include "tools/sources/LiveFunction.h"
 #include "tools/system/Failure.h"
+#include "tools/system/Interruption.h"
 #include "tools/video/FrameInput.h"
 #include "tools/video/Playback.h"
 
@@ -50,6 +51,7 @@ class PlayCommand {
 public:
     explicit PlayCommand(CLI::App& options) : sandbox_(options) {
         options.add_option("INPUT", input_, "Movie file, or a live source such as v4l2:/dev/video0")->required();
+        addPlaylistOption(options, allowsPlaylists_);
         addPresentationOptions(options, presentation_);
         addSizeOption(options, size_, "Size of the window, that of the movie unless given");
         addEffectOption(options, effects_);
@@ -65,9 +67,9 @@ public:
         checkWatchOption(library_);
         Session session;
         const auto device = session.openDevice(input_);
-        if (headless_ && !isCamera(input_)) sandbox_.enter({input_}, "", effects_, library_);
-        const auto input = PlayInput::open(input_);
-        const Interruption interruption;  // only now, so that one ends the program while it waits for the input
+        if (headless_ && !isCamera(input_) && !allowsPlaylists_) sandbox_.enter({input_}, "", effects_, library_);
+        const Interruption interruption;
+        const auto input = PlayInput::open(input_, movieOptions(allowsPlaylists_, interruption));
         Playback playback(session, *input, interruption, presentation_, input_);
 
         std::optional<EffectChain> chain;
@@ -147,6 +149,7 @@ private:
 
     SandboxOption sandbox_;
     std::string input_;
+    bool allowsPlaylists_ = false;
     PresentationOptions presentation_;
     std::vector<EffectRequest> effects_;
     LibraryOptions library_;

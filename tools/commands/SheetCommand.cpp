@@ -4,6 +4,7 @@
 #include "CommandLine.h"
 #include "SandboxOption.h"
 #include "tools/system/Failure.h"
+#include "tools/system/Interruption.h"
 #include "tools/video/FrameInput.h"
 
 namespace ondrix::tools {
@@ -22,6 +23,7 @@ public:
     explicit SheetCommand(CLI::App& options) : sandbox_(options) {
         options.add_option("INPUT", input_, "Movie file")->required();
         options.add_option("OUTPUT", output_, "PNG file to write")->required();
+        addPlaylistOption(options, allowsPlaylists_);
         options.add_option("--columns", columns_, "Frames in a row (4)")->check(CLI::Range(1, 32));
         options.add_option("--rows", rows_, "Rows of frames (3)")->check(CLI::Range(1, 32));
         addSizeOption(options, size_, "Size of one frame, 180 pixels high unless given");
@@ -30,8 +32,9 @@ public:
     void run() const {
         Session session;
         const auto device = session.openDevice(input_);
-        sandbox_.enter({input_}, output_);
-        FrameInput input(input_);
+        if (!allowsPlaylists_) sandbox_.enter({input_}, output_);
+        const Interruption interruption;
+        FrameInput input(input_, movieOptions(allowsPlaylists_, interruption));
         const MovieInformation& movie = input.information();
         if (!CMTIME_IS_NUMERIC(movie.duration)) throw Failure(input_, "doesn't say how long it is");
         const PictureSize cell = size_.isGiven() ? size_ : usualSize(movie);
@@ -66,6 +69,7 @@ public:
 private:
     SandboxOption sandbox_;
     std::string input_, output_;
+    bool allowsPlaylists_ = false;
     int columns_ = 4;
     int rows_ = 3;
     PictureSize size_;  ///< of one frame on the sheet

@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <optional>
+#include <system_error>
 
 #include <ondrix/conversion/MetalTextureConverter.h>
 #include <ondrix/platform/ffmpeg/MovieWriter.h>
@@ -36,6 +37,7 @@ public:
     explicit VideoCommand(CLI::App& options) : sandbox_(options) {
         options.add_option("INPUT", input_, "Movie file, or DEVICE:NAME such as v4l2:/dev/video0")->required();
         options.add_option("OUTPUT", output_, "Movie file to write; its ending names the format")->required();
+        addPlaylistOption(options, allowsPlaylists_);
         addSizeOption(options, size_, "Size of the output, that of the input unless given; even sides");
         addPresentationOptions(options, presentation_);
         addEffectOption(options, effects_);
@@ -55,9 +57,10 @@ public:
         if (!size_.isEven()) throw CLI::ValidationError("--size", "sides must be even");
         Session session;
         const auto device = session.openDevice(input_);
-        if (!isCamera(input_)) sandbox_.enter({input_}, output_, effects_, library_);
-        FrameInput input(input_);
-        const Interruption interruption;  // only now, so that one ends the program while it waits for the input
+        if (!isCamera(input_) && !allowsPlaylists_) sandbox_.enter({input_}, output_, effects_, library_);
+        const Interruption interruption;
+        const MovieOptions movieOptions = tools::movieOptions(allowsPlaylists_, interruption);
+        FrameInput input(input_, movieOptions);
         const MovieInformation& movie = input.information();
         const PictureSize size = outputSize(movie);
         FrameTexture texture(device, input_);
@@ -80,7 +83,13 @@ public:
         if (!settings.container.empty()) settings.container.erase(0, 1);
         settings.quality = quality_;
         settings.preset = preset_;
-        if (!LiveSource::isLiveName(input_)) settings.copyOthersFrom = URL(input_);
+        settings.copyOptions = movieOptions;
+        std::error_code ignored;
+        if (std::filesystem::is_regular_file(input_, ignored)) {
+            settings.copyOthersFrom = URL(input_);
+        } else if (!LiveSource::isLiveName(input_)) {
+            complain(input_ + ": sound isn't copied from what can't be read twice");
+        }
         NSError error;
         const auto writer = MovieWriter::create(URL(file.path()), settings, &error);
         if (writer == nullptr) throw Failure(output_, error.localizedDescription());
@@ -112,6 +121,7 @@ private:
 
     SandboxOption sandbox_;
     std::string input_, output_;
+    bool allowsPlaylists_ = false;
     PictureSize size_;
     PresentationOptions presentation_;
     std::vector<EffectRequest> effects_;

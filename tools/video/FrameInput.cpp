@@ -13,14 +13,27 @@ bool isCamera(const std::string& name) {
     return LiveSource::isLiveName(name) && !name.starts_with("lavfi:");
 }
 
-FrameInput::FrameInput(std::string name) : name_(std::move(name)) {
+MovieOptions movieOptions(bool allowsPlaylists, const Interruption& interruption) {
+    MovieOptions options;
+    options.allowsPlaylists = allowsPlaylists;
+    options.isCancelled = [&interruption] { return interruption.requested(); };
+    return options;
+}
+
+void failToRead(const std::string& name, const MovieOptions& options, const std::string& reason) {
+    if (options.isCancelled()) throw Interrupted(name, "interrupted");
+    const bool isPlaylist = reason.find("where playlists are allowed") != std::string::npos;
+    throw Failure(name, isPlaylist ? reason + " (--allow-playlists)" : reason);
+}
+
+FrameInput::FrameInput(std::string name, MovieOptions options) : name_(std::move(name)), options_(std::move(options)) {
     NSError error;
     if (LiveSource::isLiveName(name_)) {
         live_ = LiveSource::open(name_, MovieFrameFormat::native, &error);
     } else {
-        reader_ = MovieReader::open(URL(name_), MovieFrameFormat::native, &error);
+        reader_ = MovieReader::open(URL(name_), MovieFrameFormat::native, options_, &error);
     }
-    if (live_ == nullptr && reader_ == nullptr) throw Failure(name_, error.localizedDescription());
+    if (live_ == nullptr && reader_ == nullptr) failToRead(name_, options_, error.localizedDescription());
 }
 
 const MovieInformation& FrameInput::information() const {
@@ -56,10 +69,10 @@ std::shared_ptr<CMSampleBuffer> FrameInput::frameAt(double seconds) {
     }
     // Microseconds: a decimal such as 0.1 then is the tick that it means.
     const CMTime time = CMTimeAdd(reader_->information().start, CMTimeMakeWithSeconds(seconds, 1000000));
-    if (!reader_->seek(time)) throw Failure(name_, "can't be searched");
+    if (!reader_->seek(time)) failToRead(name_, options_, "can't be searched");
     auto frame = reader_->copyNextSampleBuffer();
     checkEnd();
-    if (frame == nullptr) throw Failure(name_, "no frame can be decoded there");
+    if (frame == nullptr) failToRead(name_, options_, "no frame can be decoded there");
     return frame;
 }
 

@@ -11,16 +11,23 @@
 #include <ondrix/video/VideoTexture.h>
 
 #include "tools/drawing/Session.h"
+#include "tools/system/Interruption.h"
 
 namespace ondrix::tools {
 
 /// Whether a live source is a device, other than "lavfi", which computes its pictures and needs none.
 [[nodiscard]] bool isCamera(const std::string& name);
 
-/// The frames of a movie file, or of a live source given as "DEVICE:NAME". Failures are `Failure`s that name it.
+/// How the program reads movies: until `interruption`, which must outlive them.
+[[nodiscard]] MovieOptions movieOptions(bool allowsPlaylists, const Interruption& interruption);
+/// Throws why `name` couldn't be opened or read: `Interrupted` where that is the reason, else a `Failure`.
+[[noreturn]] void failToRead(const std::string& name, const MovieOptions& options, const std::string& reason);
+
+/// The frames of a movie file, or of a live source given as "DEVICE:NAME". Failures are `Failure`s that name it, or
+/// `Interrupted`.
 class FrameInput {
 public:
-    explicit FrameInput(std::string name);
+    FrameInput(std::string name, MovieOptions options);
 
     [[nodiscard]] const std::string& name() const noexcept { return name_; }
     [[nodiscard]] const MovieInformation& information() const;
@@ -39,6 +46,7 @@ private:
     [[nodiscard]] std::shared_ptr<CMSampleBuffer> sinceFirst(const CMSampleBuffer& frame);
 
     std::string name_;
+    MovieOptions options_;
     std::shared_ptr<MovieReader> reader_;
     std::shared_ptr<LiveSource> live_;  ///< one of the two
     std::optional<CMTime> first_;       ///< time of a live source's first frame

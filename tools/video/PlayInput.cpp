@@ -9,6 +9,7 @@
 #include <ondrix/video/AVPlayerItemFrameSource.h>
 #include <ondrix/video/CMSampleBufferFrameSource.h>
 
+#include "FrameInput.h"
 #include "tools/system/Failure.h"
 
 namespace ondrix::tools {
@@ -82,15 +83,15 @@ private:
 
 }  // namespace
 
-std::unique_ptr<PlayInput> PlayInput::open(const std::string& name) {
+std::unique_ptr<PlayInput> PlayInput::open(const std::string& name, const MovieOptions& options) {
     NSError error;
     if (LiveSource::isLiveName(name)) {
         if (auto live = LiveSource::open(name, MovieFrameFormat::native, &error))
             return std::make_unique<LiveInput>(name, std::move(live));
-    } else if (auto item = MoviePlayerItem::create(URL(std::filesystem::path(name)), &error)) {
+    } else if (auto item = MoviePlayerItem::create(URL(std::filesystem::path(name)), options, &error)) {
         return std::make_unique<MovieInput>(std::move(item));
     }
-    throw Failure(name, error.localizedDescription());
+    failToRead(name, options, error.localizedDescription());
 }
 
 }  // namespace ondrix::tools

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include <ondrix/platform/ffmpeg/MovieOptions.h>
 #include <ondrix/video/VideoFrameSource.h>
 
 #include "tools/drawing/Picture.h"
@@ -13,8 +14,9 @@ namespace ondrix::tools {
 /// What `ondrix play` shows: a movie, or a live source. For the main thread.
 class PlayInput {
 public:
-    /// Opens a movie file, or a live source given as "DEVICE:NAME". A `Failure` that names it when that can't be done.
-    [[nodiscard]] static std::unique_ptr<PlayInput> open(const std::string& name);
+    /// Opens a movie file, or a live source given as "DEVICE:NAME". A `Failure` that names it when that can't be done,
+    /// or `Interrupted`.
+    [[nodiscard]] static std::unique_ptr<PlayInput> open(const std::string& name, const MovieOptions& options);
     virtual ~PlayInput() = default;
 
     /// Of an upright frame.

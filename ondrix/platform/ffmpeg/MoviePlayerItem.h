@@ -3,6 +3,7 @@
 #include <memory>
 
 #include <ondrix/platform/avfoundation/AVPlayerItem.h>
+#include <ondrix/platform/ffmpeg/MovieOptions.h>
 #include <ondrix/platform/foundation/NSError.h>
 #include <ondrix/platform/foundation/URL.h>
 
@@ -14,6 +15,8 @@ class MoviePlayerItem : public AVPlayerItem {
 public:
     /// Null, with the reason, as for `MovieReader::open`.
     [[nodiscard]] static std::shared_ptr<MoviePlayerItem> create(const URL& file, NSError* error);
+    [[nodiscard]] static std::shared_ptr<MoviePlayerItem> create(const URL& file, const MovieOptions& options,
+                                                                 NSError* error);
 };
 
 }  // namespace ondrix

@@ -6,6 +6,7 @@
 
 #include <ondrix/platform/coremedia/CMSampleBuffer.h>
 #include <ondrix/platform/ffmpeg/MovieInformation.h>
+#include <ondrix/platform/ffmpeg/MovieOptions.h>
 #include <ondrix/platform/foundation/NSError.h>
 #include <ondrix/platform/foundation/URL.h>
 
@@ -22,8 +23,13 @@ enum class MovieFrameFormat {
 /// full range); where it doesn't say, as is usual for the size, which is logged once a file.
 class MovieReader {
 public:
-    /// Null, with the reason, for a file that can't be opened, holds no pictures, or needs a decoder that isn't there.
+    /// Null, with the reason, for a file that can't be opened, holds no pictures, goes beyond a limit of the options,
+    /// or needs a decoder that isn't there. No other file is opened.
     [[nodiscard]] static std::shared_ptr<MovieReader> open(const URL& file, MovieFrameFormat format, NSError* error);
+    /// The same with options of one's own. What isn't a regular file, such as a pipe, is read from its beginning to its
+    /// end, where the format allows that.
+    [[nodiscard]] static std::shared_ptr<MovieReader> open(const URL& file, MovieFrameFormat format,
+                                                           const MovieOptions& options, NSError* error);
     virtual ~MovieReader() = default;
 
     [[nodiscard]] virtual const MovieInformation& information() const = 0;
@@ -39,7 +45,7 @@ public:
     [[nodiscard]] virtual std::int64_t lostFrameCount() const = 0;
 
     /// The next frame will be the one that is on screen at `time`: the last that starts at it or before, or the first
-    /// of the movie. False when the file can't be searched.
+    /// of the movie. False when the file can't be searched; a pipe can only go on.
     [[nodiscard]] virtual bool seek(CMTime time) = 0;
     /// Ends a `copyNextSampleBuffer` that is waiting for the file, and all later ones. Safe to use from any thread.
     virtual void cancel() = 0;

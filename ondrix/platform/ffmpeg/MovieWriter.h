@@ -6,6 +6,7 @@
 #include <string>
 
 #include <ondrix/platform/coremedia/CMSampleBuffer.h>
+#include <ondrix/platform/ffmpeg/MovieOptions.h>
 #include <ondrix/platform/foundation/NSError.h>
 #include <ondrix/platform/foundation/URL.h>
 
@@ -25,6 +26,7 @@ struct MovieWriterSettings {
     /// Sound, subtitles, chapters and descriptions are copied from this movie unchanged, as far as the format can hold
     /// them, which is logged, and as far as the pictures go; to its end if it has no later picture itself. Empty: none.
     std::optional<URL> copyOthersFrom;
+    MovieOptions copyOptions = {};  ///< how that movie, which must be a regular file, is opened
 };
 
 /// Writes pictures to a movie file, encoded by H.264 or, where the file's format can't hold that with its times, by the

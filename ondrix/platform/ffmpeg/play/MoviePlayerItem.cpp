@@ -344,7 +344,11 @@ void DecodingItem::deliver() {
 namespace ondrix {
 
 std::shared_ptr<MoviePlayerItem> MoviePlayerItem::create(const URL& file, NSError* error) {
-    auto reader = MovieReader::open(file, MovieFrameFormat::BGRA, error);
+    return create(file, {}, error);
+}
+
+std::shared_ptr<MoviePlayerItem> MoviePlayerItem::create(const URL& file, const MovieOptions& options, NSError* error) {
+    auto reader = MovieReader::open(file, MovieFrameFormat::BGRA, options, error);
     if (reader == nullptr) return nullptr;
     std::string reason;
     try {

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <atomic>
 #include <cassert>
 #include <chrono>
 #include <condition_variable>
@@ -57,10 +56,10 @@ public:
         }
         // A camera delivers frames as they happen. "lavfi" computes its own, as fast as they are asked for.
         isPaced_ = av_match_name("lavfi", live.device->name) != 0;
-        auto input = MovieInput::openDevice(*live.device, live.name, cancelled_, reason);
+        auto input = MovieInput::openDevice(*live.device, live.name, cancellation_, reason);
         if (!input) return false;
         information_ = input->information();
-        maker_.emplace(input->stream(), format, name);
+        maker_.emplace(*input, format, name);
         decoder_ = PictureDecoder::create(std::move(input), reason);
         if (!decoder_) return false;
         thread_ = std::thread([this] { run(); });
@@ -71,7 +70,7 @@ public:
 
     [[nodiscard]] std::shared_ptr<CMSampleBuffer> copyNextSampleBuffer() override {
         std::unique_lock lock(mutex_);
-        changed_.wait(lock, [&] { return !queue_.empty() || hasStopped_ || cancelled_; });
+        changed_.wait(lock, [&] { return !queue_.empty() || hasStopped_ || cancellation_.isAskedFor(); });
         if (queue_.empty()) return nullptr;
         auto sample = std::move(queue_.front());
         queue_.pop_front();
@@ -97,12 +96,12 @@ public:
     }
     [[nodiscard]] bool isEnded() const override {
         const std::lock_guard lock(mutex_);
-        return queue_.empty() && (hasStopped_ || cancelled_);
+        return queue_.empty() && (hasStopped_ || cancellation_.isAskedFor());
     }
 
     void cancel() override {
         const std::lock_guard lock(mutex_);
-        cancelled_ = true;
+        cancellation_.ask();
         changed_.notify_all();
     }
 
@@ -110,10 +109,10 @@ private:
     void run() noexcept {
         std::string reason;
         try {
-            while (!cancelled_) {
+            while (!cancellation_.isAskedFor()) {
                 auto picture = decoder_->next();
                 if (!picture) {
-                    reason = decoder_->input().failure();
+                    reason = decoder_->failure();
                     break;
                 }
                 if (picture->duration <= 0) picture->duration = decoder_->input().meanFrameTicks();
@@ -135,7 +134,7 @@ private:
     void waitUntilDue(double seconds) {
         if (!origin_) origin_ = CACurrentMediaTime() - seconds;
         std::unique_lock lock(mutex_);
-        while (!cancelled_) {
+        while (!cancellation_.isAskedFor()) {
             const double left = *origin_ + seconds - CACurrentMediaTime();
             if (left <= 0) return;
             changed_.wait_for(lock, std::chrono::duration<double>(left));
@@ -145,7 +144,7 @@ private:
     void push(std::shared_ptr<CMSampleBuffer> sample) {
         std::shared_ptr<CMSampleBuffer> oldest;  // released after the lock
         const std::lock_guard lock(mutex_);
-        if (cancelled_) return;
+        if (cancellation_.isAskedFor()) return;
         if (queue_.size() == capacity) {
             oldest = std::move(queue_.front());
             queue_.pop_front();
@@ -155,7 +154,7 @@ private:
         changed_.notify_all();
     }
 
-    std::atomic<bool> cancelled_ = false;
+    Cancellation cancellation_;
     MovieInformation information_;
     std::unique_ptr<PictureDecoder> decoder_;  ///< this and the next three are the thread's alone once it runs
     std::optional<SampleMaker> maker_;

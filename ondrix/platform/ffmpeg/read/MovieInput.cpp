@@ -1,6 +1,6 @@
 #include <cmath>
 #include <cstring>
-#include <system_error>
+#include <limits>
 #include <utility>
 
 #include <ondrix/platform/ffmpeg/read/MovieInput.h>
@@ -10,93 +10,68 @@ namespace ondrix::ffmpeg {
 
 namespace {
 
-constexpr const char* notAMovie = "this is not a movie file";
 constexpr const char* tooEarly = "the file ends too early";
 /// A file that fails to be read this many times in a row is given up.
 constexpr int maximumFailuresInARow = 64;
 
-int onInterrupt(void* cancelled) {
-    return static_cast<const std::atomic<bool>*>(cancelled)->load() ? 1 : 0;
-}
-
-AVIOInterruptCB interruptOf(const std::atomic<bool>& cancelled) {
-    return {onInterrupt, const_cast<std::atomic<bool>*>(&cancelled)};
-}
-
-/// What a file is taken for.
-struct FileFormat {
-    const AVInputFormat* format = nullptr;  ///< null when it is no movie
-    bool isCertain = false;  ///< its content has the format's mark; otherwise only its name or a likeness tells
-};
-
-FileFormat formatOf(AVIOContext& io, const std::string& url) {
-    const AVInputFormat* format = nullptr;
-    int score = throwIfOutOfMemory(av_probe_input_buffer2(&io, &format, nullptr, nullptr, 0, 0));
-    const bool isCertain = score > AVPROBE_SCORE_EXTENSION;
-    if (score < 0) score = throwIfOutOfMemory(av_probe_input_buffer2(&io, &format, url.c_str(), nullptr, 0, 0));
-    // To the format "tty" any text is a picture of a terminal.
-    if (score < 0 || format == nullptr || std::strcmp(format->name, "tty") == 0) return {};
-    return {format, isCertain};
+/// Devices are the user's own.
+MovieOptions withoutLimits() {
+    MovieOptions options;
+    options.maximumPixels = std::int64_t{largestSide} * largestSide;
+    options.maximumDecodingMemory = std::numeric_limits<std::int64_t>::max();
+    return options;
 }
 
 }  // namespace
 
-std::unique_ptr<MovieInput> MovieInput::openFile(const std::filesystem::path& file, const std::atomic<bool>& cancelled,
-                                                 std::string& reason) {
-    std::error_code ignored;
-    if (std::filesystem::is_regular_file(file, ignored) && std::filesystem::file_size(file, ignored) == 0) {
-        reason = "the file is empty";
+std::unique_ptr<MovieInput> MovieInput::openFile(const std::filesystem::path& path, const MovieOptions& options,
+                                                 const Cancellation& cancellation, std::string& reason) {
+    auto file = MovieFile::open(path, options, cancellation, reason);
+    if (!file) return nullptr;
+    AVFormatContext& format = file->format();
+    std::unique_ptr<MovieInput> input(new MovieInput(std::move(file), nullptr, format, options, cancellation));
+    if (!input->chooseStream()) {
+        reason = "the file holds no pictures";
         return nullptr;
     }
-    int status = 0;
-    auto stream = FileStream::open(file.c_str(), cancelled, status);
-    if (!stream) {
-        reason = errorText(status);
-        return nullptr;
-    }
-    const std::string url = "file:" + file.string();
-    AVIOContext& io = *stream->context();
-    const FileFormat format = formatOf(io, url);
-    if (format.format == nullptr) {
-        reason = io.error < 0 && io.error != AVERROR_EOF ? errorText(io.error) : notAMovie;
-        return nullptr;
-    }
-    auto input = create(std::move(stream), *format.format, url, cancelled, reason);
-    if (!input && !format.isCertain) reason = notAMovie;
-    return input;
+    const AVCodecParameters& pictures = *input->stream().codecpar;
+    return isWithinLimits(pictures.width, pictures.height, options.maximumPixels, reason) ? std::move(input) : nullptr;
 }
 
 std::unique_ptr<MovieInput> MovieInput::openDevice(const AVInputFormat& device, const std::string& name,
-                                                   const std::atomic<bool>& cancelled, std::string& reason) {
-    return create(nullptr, device, name, cancelled, reason);
-}
-
-std::unique_ptr<MovieInput> MovieInput::create(std::unique_ptr<FileStream> file, const AVInputFormat& format,
-                                               const std::string& url, const std::atomic<bool>& cancelled,
-                                               std::string& reason) {
-    const bool isFile = file != nullptr;
-    const std::string prefix = isFile ? "the file is damaged or incomplete: " : "";
+                                                   const Cancellation& cancellation, std::string& reason) {
     AVFormatContext* context = avformat_alloc_context();
     if (context == nullptr) throw std::bad_alloc();
-    context->pb = isFile ? file->context() : nullptr;
-    context->interrupt_callback = interruptOf(cancelled);
+    context->interrupt_callback = cancellation.interrupt();
     // When this fails, the context is freed.
-    const int openStatus = throwIfOutOfMemory(avformat_open_input(&context, url.c_str(), &format, nullptr));
+    const int openStatus = throwIfOutOfMemory(avformat_open_input(&context, name.c_str(), &device, nullptr));
     if (openStatus < 0) {
-        reason = prefix + errorText(openStatus);
+        reason = errorText(openStatus);
         return nullptr;
     }
-    std::unique_ptr<MovieInput> input(new MovieInput(std::move(file), InputFormatPointer(context), cancelled));
+    InputFormatPointer owner(context);
     const int probeStatus = throwIfOutOfMemory(avformat_find_stream_info(context, nullptr));
     if (probeStatus < 0) {
-        reason = prefix + errorText(probeStatus);
+        reason = errorText(probeStatus);
         return nullptr;
     }
-    if (!input->chooseStream()) {
-        reason = isFile ? "the file holds no pictures" : "the source has no pictures";
-        return nullptr;
+    std::unique_ptr<MovieInput> input(
+        new MovieInput(nullptr, std::move(owner), *context, withoutLimits(), cancellation));
+    if (input->chooseStream()) return input;
+    reason = "the source has no pictures";
+    return nullptr;
+}
+
+bool isWithinLimits(std::int64_t width, std::int64_t height, std::int64_t maximumPixels, std::string& reason) {
+    const std::string size = "pictures of " + std::to_string(width) + "x" + std::to_string(height) + " pixels ";
+    if (width < 0 || height < 0 || width > largestSide || height > largestSide) {
+        reason = size + "can't be taken";
+    } else if (width * height > maximumPixels) {
+        reason = size + "are larger than the limit of " + std::to_string(maximumPixels) + " pixels";
+    } else {
+        return true;
     }
-    return input;
+    return false;
 }
 
 /// Chooses the largest pictures among those that the file marks as default, or else among all, and ignores everything
@@ -106,14 +81,14 @@ bool MovieInput::chooseStream() {
         const bool isDefault = (stream.disposition & AV_DISPOSITION_DEFAULT) != 0;
         return std::pair(isDefault, std::int64_t{stream.codecpar->width} * stream.codecpar->height);
     };
-    for (unsigned index = 0; index < format_->nb_streams; ++index) {
-        AVStream* const stream = format_->streams[index];
+    for (unsigned index = 0; index < format_.nb_streams; ++index) {
+        AVStream* const stream = format_.streams[index];
         if (stream->codecpar->codec_type != AVMEDIA_TYPE_VIDEO) continue;
         if ((stream->disposition & (AV_DISPOSITION_ATTACHED_PIC | AV_DISPOSITION_TIMED_THUMBNAILS)) != 0) continue;
         if (stream_ == nullptr || rank(*stream) > rank(*stream_)) stream_ = stream;
     }
-    for (unsigned index = 0; index < format_->nb_streams; ++index) {
-        if (format_->streams[index] != stream_) format_->streams[index]->discard = AVDISCARD_ALL;
+    for (unsigned index = 0; index < format_.nb_streams; ++index) {
+        if (format_.streams[index] != stream_) format_.streams[index]->discard = AVDISCARD_ALL;
     }
     return stream_ != nullptr;
 }
@@ -145,12 +120,12 @@ MovieInformation MovieInput::information() const {
     result.duration = kCMTimeIndefinite;
     if (stream_->duration > 0) {
         result.duration = timeOf(stream_->duration, stream_->time_base);
-    } else if (format_->duration > 0) {
+    } else if (format_.duration > 0) {
         // Matroska counts from time 0, other formats from the first frame.
-        const bool countsFromZero = std::strncmp(format_->iformat->name, "matroska", 8) == 0;
-        const std::int64_t skipped = countsFromZero && format_->start_time > 0 ? format_->start_time : 0;
-        if (format_->duration > skipped)
-            result.duration = timeOf(format_->duration - skipped, AVRational{1, AV_TIME_BASE});
+        const bool countsFromZero = std::strncmp(format_.iformat->name, "matroska", 8) == 0;
+        const std::int64_t skipped = countsFromZero && format_.start_time > 0 ? format_.start_time : 0;
+        if (format_.duration > skipped)
+            result.duration = timeOf(format_.duration - skipped, AVRational{1, AV_TIME_BASE});
     }
     result.frameRate = av_q2d(frameRate());
     result.frameCount = stream_->nb_frames;
@@ -166,9 +141,9 @@ MovieInformation MovieInput::information() const {
 }
 
 bool MovieInput::read(AVPacket& packet) {
-    while (failure_.empty() && !cancelled_) {
+    while (failure_.empty() && !cancellation_.isAskedFor()) {
         av_packet_unref(&packet);
-        const int status = throwIfOutOfMemory(av_read_frame(format_.get(), &packet));
+        const int status = throwIfOutOfMemory(av_read_frame(&format_, &packet));
         if (status == AVERROR(EAGAIN)) continue;
         if (status < 0) {
             if (status != AVERROR_EOF && ++failuresInARow_ < maximumFailuresInARow) continue;
@@ -182,9 +157,11 @@ bool MovieInput::read(AVPacket& packet) {
 }
 
 void MovieInput::fail(int status) {
-    if (cancelled_) return;
-    const int readStatus = file_ ? file_->context()->error : 0;
-    if (readStatus < 0 && readStatus != AVERROR_EOF) {
+    if (cancellation_.isAskedFor()) return;
+    const int readStatus = file_ ? file_->stream().context()->error : 0;
+    if (file_ && file_->stream().hasSoughtInVain()) {
+        failure_ = MovieFile::mustBeSought;
+    } else if (readStatus < 0 && readStatus != AVERROR_EOF) {
         failure_ = "the file can't be read: " + errorText(readStatus);
     } else if (status != AVERROR_EOF) {
         failure_ = file_ ? "the file is damaged: " + errorText(status) : errorText(status);
@@ -196,21 +173,25 @@ void MovieInput::fail(int status) {
 /// True when a packet that the file's index names lies behind the file's end.
 bool MovieInput::endsTooEarly() const {
     if (!file_) return false;
-    const std::int64_t size = avio_size(file_->context());
+    const std::int64_t size = avio_size(file_->stream().context());
     const int count = avformat_index_get_entries_count(stream_);
     if (size <= 0 || count <= 0) return false;
     const AVIndexEntry* last = avformat_index_get_entry(stream_, count - 1);
     return last != nullptr && last->pos + last->size > size;
 }
 
+bool MovieInput::canSeek() const {
+    return !file_ || file_->stream().isRegularFile();
+}
+
 bool MovieInput::seek(std::int64_t ticks) {
-    return hasMoved(avformat_seek_file(format_.get(), stream_->index, INT64_MIN, ticks, ticks, 0));
+    return hasMoved(avformat_seek_file(&format_, stream_->index, INT64_MIN, ticks, ticks, 0));
 }
 
 bool MovieInput::rewind() {
     // A search by time in a transport stream finds a place near the start, but not the start itself.
-    const auto toFirstByte = [&] { return hasMoved(av_seek_frame(format_.get(), -1, 0, AVSEEK_FLAG_BYTE)); };
-    if ((format_->iformat->flags & AVFMT_TS_DISCONT) != 0 && toFirstByte()) return true;
+    const auto toFirstByte = [&] { return hasMoved(av_seek_frame(&format_, -1, 0, AVSEEK_FLAG_BYTE)); };
+    if ((format_.iformat->flags & AVFMT_TS_DISCONT) != 0 && toFirstByte()) return true;
     return seek(startTicks()) || toFirstByte();
 }
 

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <atomic>
 #include <cassert>
 #include <cinttypes>
 #include <exception>
@@ -19,13 +18,15 @@ public:
     ~FileReader() override { tellLoss(); }
 
     /// False with the reason. Throws std::bad_alloc.
-    [[nodiscard]] bool start(const URL& file, MovieFrameFormat format, std::string& reason) {
+    [[nodiscard]] bool start(const URL& file, MovieFrameFormat format, const MovieOptions& options,
+                             std::string& reason) {
         silenceLibraries();
+        cancellation_.setOther(options.isCancelled);
         name_ = file.path().filename().string();
-        auto input = MovieInput::openFile(file.path(), cancelled_, reason);
+        auto input = MovieInput::openFile(file.path(), options, cancellation_, reason);
         if (!input) return false;
         information_ = input->information();
-        maker_.emplace(input->stream(), format, name_);
+        maker_.emplace(*input, format, name_);
         decoder_ = PictureDecoder::create(std::move(input), reason);
         return decoder_ != nullptr;
     }
@@ -33,10 +34,10 @@ public:
     [[nodiscard]] const MovieInformation& information() const override { return information_; }
 
     [[nodiscard]] std::shared_ptr<CMSampleBuffer> copyNextSampleBuffer() override {
-        if (error_ || cancelled_) return nullptr;
+        if (error_ || cancellation_.isAskedFor()) return nullptr;
         try {
             const auto picture = takePicture();
-            if (cancelled_) return nullptr;
+            if (cancellation_.isAskedFor()) return nullptr;
             if (!picture) {
                 finish();
                 return nullptr;
@@ -56,7 +57,7 @@ public:
     [[nodiscard]] std::int64_t lostFrameCount() const override { return decoder_->lostCount(); }
 
     [[nodiscard]] bool seek(CMTime time) override {
-        if (!CMTIME_IS_VALID(time) || cancelled_) return false;
+        if (!CMTIME_IS_VALID(time) || cancellation_.isAskedFor()) return false;
         try {
             error_.reset();
             return seekTo(ticksOf(time));
@@ -66,7 +67,7 @@ public:
         }
     }
 
-    void cancel() override { cancelled_ = true; }
+    void cancel() override { cancellation_.ask(); }
 
 private:
     /// Ticks that no movie reaches, and whose sums still fit into 64 bits.
@@ -92,7 +93,7 @@ private:
     }
 
     void finish() {
-        const std::string& failure = decoder_->input().failure();
+        const std::string failure = decoder_->failure();
         if (!failure.empty()) {
             error_.emplace(failure);
         } else if (!hasHandedOut_) {
@@ -112,11 +113,12 @@ private:
     /// search then begins anew, each time further back, until the first picture that it finds is early enough.
     [[nodiscard]] bool seekTo(std::int64_t target) {
         const MovieInput& input = decoder_->input();
+        if (!input.canSeek()) return readOnTo(target);
         const std::int64_t first = input.startTicks();
         const std::int64_t length = std::max<std::int64_t>(input.stream().duration, 0);
         const std::int64_t from = length > 0 ? std::min(target, first + length) : target;
         std::int64_t back = 0;
-        for (bool isFound = false; !isFound && !cancelled_;) {
+        for (bool isFound = false; !isFound && !cancellation_.isAskedFor();) {
             current_.reset();
             ahead_.reset();
             const bool isAtStart = from - back <= first;
@@ -127,10 +129,19 @@ private:
             back = moved ? std::max(back * 4, ticksAt(oneSecond, decoder_->timeBase())) : 2 * farAway;
         }
         while (current_ && (ahead_ = decoder_->next()) && ahead_->time <= target) current_ = std::move(ahead_);
-        return !cancelled_;
+        return !cancellation_.isAskedFor();
     }
 
-    std::atomic<bool> cancelled_ = false;
+    /// The same where there is no way back.
+    [[nodiscard]] bool readOnTo(std::int64_t target) {
+        if (!current_) current_ = ahead_ ? std::exchange(ahead_, std::nullopt) : decoder_->next();
+        if (!current_ || (hasHandedOut_ && current_->time > target)) return false;
+        if (!ahead_) ahead_ = decoder_->next();
+        for (; ahead_ && ahead_->time <= target; ahead_ = decoder_->next()) current_ = std::move(ahead_);
+        return !cancellation_.isAskedFor();
+    }
+
+    Cancellation cancellation_;
     std::string name_;
     MovieInformation information_;
     std::unique_ptr<PictureDecoder> decoder_;
@@ -148,10 +159,15 @@ private:
 namespace ondrix {
 
 std::shared_ptr<MovieReader> MovieReader::open(const URL& file, MovieFrameFormat format, NSError* error) {
+    return open(file, format, {}, error);
+}
+
+std::shared_ptr<MovieReader> MovieReader::open(const URL& file, MovieFrameFormat format, const MovieOptions& options,
+                                               NSError* error) {
     std::string reason;
     try {
         auto reader = std::make_shared<ffmpeg::FileReader>();
-        if (reader->start(file, format, reason)) return reader;
+        if (reader->start(file, format, options, reason)) return reader;
     } catch (const std::exception&) {
         reason = ffmpeg::outOfMemory;
     }

@@ -38,31 +38,36 @@ std::unique_ptr<PictureDecoder> PictureDecoder::create(std::unique_ptr<MovieInpu
         reason = "no decoder for " + nameOf(*stream.codecpar);
         return nullptr;
     }
-    CodecPointer codec(avcodec_alloc_context3(decoder));
-    if (!codec) throw std::bad_alloc();
-    int status = throwIfOutOfMemory(avcodec_parameters_to_context(codec.get(), stream.codecpar));
+    CodecPointer owner(avcodec_alloc_context3(decoder));
+    if (!owner) throw std::bad_alloc();
+    AVCodecContext* const codec = owner.get();
+    const std::int64_t maximumPixels = input->options().maximumPixels;
+    std::unique_ptr<PictureDecoder> result(new PictureDecoder(std::move(input), std::move(owner)));
+    int status = throwIfOutOfMemory(avcodec_parameters_to_context(codec, stream.codecpar));
     if (status >= 0) {
         codec->pkt_timebase = stream.time_base;
-        codec->thread_count = 0;
         codec->thread_type = FF_THREAD_SLICE | (losesDamageBetweenThreads(decoder->id) ? 0 : FF_THREAD_FRAME);
         // H.264 has the same weakness, but can be told to fail at damage, and failures are reported in order.
         if (decoder->id == AV_CODEC_ID_H264) codec->err_recognition |= AV_EF_EXPLODE;
         // Hands out pictures that lack those which they refer to, marked as damaged, so that they can be counted.
         codec->flags |= AV_CODEC_FLAG_OUTPUT_CORRUPT;
-        status = throwIfOutOfMemory(avcodec_open2(codec.get(), decoder, nullptr));
+        // Decoders count whole blocks of up to 128 pixels a side.
+        codec->max_pixels = maximumPixels + 128 * (2 * std::int64_t{largestSide} + 128);
+        result->memory_.attachTo(*codec);
+        status = throwIfOutOfMemory(avcodec_open2(codec, decoder, nullptr));
     }
     if (status < 0) {
         reason = "the decoder for " + nameOf(*stream.codecpar) + " doesn't start: " + errorText(status);
         return nullptr;
     }
-    return std::unique_ptr<PictureDecoder>(new PictureDecoder(std::move(input), std::move(codec)));
+    return result;
 }
 
 std::optional<DecodedPicture> PictureDecoder::next() {
     FramePointer frame = makeFrame();
     for (;;) {
         const int status = throwIfOutOfMemory(avcodec_receive_frame(codec_.get(), frame.get()));
-        if (status == AVERROR_EOF) return std::nullopt;
+        if (status == AVERROR_EOF || memory_.isExceeded()) return std::nullopt;
         if (status == AVERROR(EAGAIN)) {
             feed();
         } else if (status < 0 || isDamaged(*frame)) {
@@ -75,6 +80,11 @@ std::optional<DecodedPicture> PictureDecoder::next() {
             return describe(std::move(frame));
         }
     }
+}
+
+std::string PictureDecoder::failure() const {
+    if (!memory_.isExceeded()) return input_->failure();
+    return "decoding takes more than the limit of " + std::to_string(memory_.limit()) + " bytes";
 }
 
 /// Gives the decoder its next packet, or the end.

@@ -7,6 +7,7 @@
 #include <string>
 
 #include <ondrix/platform/ffmpeg/read/MovieInput.h>
+#include <ondrix/platform/ffmpeg/read/PictureMemory.h>
 
 namespace ondrix::ffmpeg {
 
@@ -31,6 +32,8 @@ public:
     /// Nothing at the end, when cancelled, and after a failure of the input. Damaged pictures are left out and counted.
     /// Where a file's times go back, as in joined files, they are moved to go on from the picture before.
     [[nodiscard]] std::optional<DecodedPicture> next();
+    /// Why there was no next picture before the end; empty when there was.
+    [[nodiscard]] std::string failure() const;
     /// Pictures and packets that were left out.
     [[nodiscard]] std::int64_t lostCount() const { return lostCount_ + input_->lostCount(); }
 
@@ -45,13 +48,17 @@ private:
     };
 
     PictureDecoder(std::unique_ptr<MovieInput> input, CodecPointer codec)
-        : input_(std::move(input)), codec_(std::move(codec)), packet_(makePacket()) {}
+        : input_(std::move(input)),
+          memory_(input_->options().maximumDecodingMemory),
+          codec_(std::move(codec)),
+          packet_(makePacket()) {}
     void feed();
     [[nodiscard]] DecodedPicture describe(FramePointer frame);
     [[nodiscard]] std::int64_t continuous(std::int64_t time);
     void restart();
 
     std::unique_ptr<MovieInput> input_;
+    PictureMemory memory_;
     CodecPointer codec_;
     PacketPointer packet_;
     std::deque<PacketTimes> packetTimes_;  ///< of packets whose picture hasn't come yet

@@ -107,10 +107,11 @@ FramePointer frameOf(const PixelBufferLock& pixels) {
 
 }  // namespace
 
-SampleMaker::SampleMaker(const AVStream& stream, MovieFrameFormat format, std::string name)
-    : timeBase_(stream.time_base),
+SampleMaker::SampleMaker(const MovieInput& input, MovieFrameFormat format, std::string name)
+    : timeBase_(input.stream().time_base),
       format_(format),
-      streamOrientation_(PictureOrientation::of(stream)),
+      streamOrientation_(PictureOrientation::of(input.stream())),
+      maximumPixels_(input.options().maximumPixels),
       name_(std::move(name)) {}
 
 std::shared_ptr<CMSampleBuffer> SampleMaker::make(const DecodedPicture& picture, std::string& reason) {
@@ -138,11 +139,7 @@ std::shared_ptr<CMSampleBuffer> SampleMaker::make(const DecodedPicture& picture,
 
 std::shared_ptr<CVPixelBuffer> SampleMaker::convert(const AVFrame& frame, const PictureColours& colours,
                                                     std::string& reason) {
-    if (frame.width < 1 || frame.height < 1 || frame.width > largestSide || frame.height > largestSide) {
-        reason = "pictures of " + std::to_string(frame.width) + "x" + std::to_string(frame.height) +
-                 " pixels can't be taken";
-        return nullptr;
-    }
+    if (!isWithinLimits(frame.width, frame.height, maximumPixels_, reason)) return nullptr;
     const PictureOrientation orientation = PictureOrientation::of(frame, streamOrientation_);
     const std::int64_t width = orientation.swapsSides() ? frame.height : frame.width;
     const std::int64_t height = orientation.swapsSides() ? frame.width : frame.height;

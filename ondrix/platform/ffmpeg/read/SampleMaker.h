@@ -19,7 +19,7 @@ namespace ondrix::ffmpeg {
 class SampleMaker {
 public:
     /// `name` is what messages call the movie.
-    SampleMaker(const AVStream& stream, MovieFrameFormat format, std::string name);
+    SampleMaker(const MovieInput& input, MovieFrameFormat format, std::string name);
 
     /// Null with the reason.
     [[nodiscard]] std::shared_ptr<CMSampleBuffer> make(const DecodedPicture& picture, std::string& reason);
@@ -33,6 +33,7 @@ private:
     const AVRational timeBase_;
     const MovieFrameFormat format_;
     const PictureOrientation streamOrientation_;
+    const std::int64_t maximumPixels_;
     const std::string name_;
     std::shared_ptr<CVPixelBufferPool> pool_;  ///< another one when pictures of another kind come
     std::int64_t poolWidth_ = 0, poolHeight_ = 0;

@@ -141,7 +141,9 @@ EncodingWriter::EncodingWriter(const URL& file, const MovieWriterSettings& setti
     stream_->time_base = encoder_.context().time_base;
     const AVRational rate = encoder_.context().framerate;
     if (av_cmp_q(av_inv_q(rate), stream_->time_base) == 0) stream_->avg_frame_rate = rate;
-    if (settings.copyOthersFrom) copier_ = std::make_unique<StreamCopier>(*settings.copyOthersFrom, *output);
+    if (settings.copyOthersFrom) {
+        copier_ = std::make_unique<StreamCopier>(*settings.copyOthersFrom, settings.copyOptions, *output);
+    }
     makeFile(file);
 }
 

@@ -1,6 +1,9 @@
 #include <algorithm>
+#include <filesystem>
 #include <iterator>
+#include <string>
 #include <string_view>
+#include <system_error>
 
 #include <ondrix/platform/ffmpeg/write/StreamCopier.h>
 
@@ -36,13 +39,19 @@ void copyDictionary(AVDictionary*& target, const AVDictionary* source) {
 
 }  // namespace
 
-StreamCopier::StreamCopier(const URL& source, AVFormatContext& target) : target_(target), packet_(makePacket()) {
-    AVFormatContext* context = nullptr;
-    checkWriting("the movie to copy sound from can't be opened",
-                 avformat_open_input(&context, ("file:" + source.path().native()).c_str(), nullptr, nullptr));
-    source_.reset(context);
-    checkWriting("the movie to copy sound from can't be read", avformat_find_stream_info(context, nullptr));
-    pictures_ = av_find_best_stream(context, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+StreamCopier::StreamCopier(const URL& source, const MovieOptions& options, AVFormatContext& target)
+    : target_(target), packet_(makePacket()) {
+    constexpr const char* notOpened = "the movie to copy sound from can't be opened: ";
+    std::error_code ignored;
+    if (std::filesystem::exists(source.path(), ignored) && !std::filesystem::is_regular_file(source.path(), ignored)) {
+        throw WritingFailure(std::string(notOpened) + "it is not a regular file");
+    }
+    cancellation_.setOther(options.isCancelled);
+    std::string reason;
+    file_ = MovieFile::open(source.path(), options, cancellation_, reason);
+    if (!file_) throw WritingFailure(notOpened + reason);
+    source_ = &file_->format();
+    pictures_ = av_find_best_stream(source_, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
     addStreams();
     copyDescriptions();
 }
@@ -112,7 +121,7 @@ AVRational StreamCopier::timeBase() const {
 bool StreamCopier::read() {
     while (!hasPacket_) {
         av_packet_unref(packet_.get());
-        if (throwIfOutOfMemory(av_read_frame(source_.get(), packet_.get())) < 0) return false;
+        if (throwIfOutOfMemory(av_read_frame(source_, packet_.get())) < 0) return false;
         const auto index = static_cast<std::size_t>(packet_->stream_index);
         if (index >= tracks_.size()) continue;  // a stream that appeared later
         if (packet_->dts == AV_NOPTS_VALUE) packet_->dts = packet_->pts;

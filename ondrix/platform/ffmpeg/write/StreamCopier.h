@@ -5,7 +5,7 @@
 #include <functional>
 #include <vector>
 
-#include <ondrix/platform/ffmpeg/FFmpeg.h>
+#include <ondrix/platform/ffmpeg/read/MovieFile.h>
 #include <ondrix/platform/foundation/URL.h>
 
 namespace ondrix::ffmpeg {
@@ -18,7 +18,7 @@ public:
 
     /// Adds streams to `target`, after its pictures, for all that it can hold; logs what it can't. `target` outlives
     /// this.
-    StreamCopier(const URL& source, AVFormatContext& target);
+    StreamCopier(const URL& source, const MovieOptions& options, AVFormatContext& target);
 
     /// Hertz of the copied sound, for each of its streams.
     [[nodiscard]] std::vector<int> sampleRates() const;
@@ -51,7 +51,9 @@ private:
     /// Copies those that begin before `end`.
     void copyChapters(std::int64_t end, AVRational timeBase);
 
-    InputFormatPointer source_;
+    Cancellation cancellation_;
+    std::unique_ptr<MovieFile> file_;
+    AVFormatContext* source_ = nullptr;  ///< that of `file_`
     AVFormatContext& target_;
     std::vector<Track> tracks_;  ///< one for each stream of the source
     int pictures_ = -1;          ///< index of the source's stream of pictures; -1 without one
