@@ -45,6 +45,10 @@ bool isOwnGroup(gid_t id) {
     return true;
 }
 
+bool mayBeChangedByAll(const struct stat& file) {
+    return (file.st_mode & S_IWOTH) != 0 && !(S_ISDIR(file.st_mode) && (file.st_mode & S_ISVTX) != 0);
+}
+
 /// Who may change libraries: found once, as of then.
 class Trusted {
 public:
@@ -57,6 +61,7 @@ public:
         return std::find(owners_.begin(), owners_.end(), id) != owners_.end();
     }
     [[nodiscard]] bool isGroup(gid_t id) const { return id == 0 || (ownGroupCounts_ && id == ownGroup_); }
+    [[nodiscard]] bool frameworkIsOpenToAll() const { return frameworkIsOpenToAll_; }
     [[nodiscard]] bool liesAboveFramework(const fs::path& folder) const {
         const auto [end, rest] = std::mismatch(folder.begin(), folder.end(), framework_.begin(), framework_.end());
         return end == folder.end() && rest != framework_.end();
@@ -66,7 +71,10 @@ private:
     Trusted() : owners_{0, geteuid()}, framework_(frameworkFile()), ownGroup_(getegid()) {
         for (fs::path path = framework_; !path.empty(); path = path.parent_path()) {
             struct stat status {};
-            if (stat(path.c_str(), &status) == 0) owners_.push_back(status.st_uid);
+            if (stat(path.c_str(), &status) == 0) {
+                owners_.push_back(status.st_uid);
+                if (mayBeChangedByAll(status)) frameworkIsOpenToAll_ = true;
+            }
             if (path == path.parent_path()) break;
         }
         ownGroupCounts_ = ownGroup_ != 0 && isOwnGroup(ownGroup_);
@@ -76,12 +84,14 @@ private:
     const fs::path framework_;
     const gid_t ownGroup_;
     bool ownGroupCounts_ = false;
+    bool frameworkIsOpenToAll_ = false;
 };
 
 }  // namespace
 
 std::string reasonToDistrust(const fs::path& module) {
     const Trusted& trusted = Trusted::instance();
+    if (trusted.frameworkIsOpenToAll()) return {};
     fs::path path;
     for (const fs::path& name : module) {
         path /= name;
