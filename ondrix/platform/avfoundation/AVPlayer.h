@@ -38,7 +38,7 @@ private:
     [[nodiscard]] bool isAtEnd() const;
 
     std::shared_ptr<AVPlayerItem> item_;
-    std::function<void()> onEnd_;
+    std::shared_ptr<const std::function<void()>> onEnd_;  ///< null for nobody
     bool hasEnded_ = false;  ///< and wasn't moved since; movies may end before their duration
 };
 

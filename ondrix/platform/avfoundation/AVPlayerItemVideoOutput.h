@@ -30,7 +30,7 @@ public:
     /// which may be null, receives the frame's own time.
     [[nodiscard]] std::shared_ptr<CVPixelBuffer> copyPixelBuffer(CMTime forItemTime, CMTime* itemTimeForDisplay);
 
-    /// For the item. Appends a frame; times must rise. False when the queue is full.
+    /// For the item. Appends a frame; times must rise. False when the queue is full, and without memory.
     [[nodiscard]] bool append(std::shared_ptr<CVPixelBuffer> pixelBuffer, CMTime time);
     /// For the item. Drops every frame that another due at `itemTime` follows: nobody will ask for it.
     void dropFramesBefore(CMTime itemTime);
@@ -50,7 +50,7 @@ private:
     const CVAttributes attributes_;
     mutable std::mutex mutex_;  ///< guards everything below; not held while `onSpace_` runs
     std::deque<Frame> frames_;
-    std::function<void()> onSpace_;
+    std::shared_ptr<const std::function<void()>> onSpace_;  ///< null for nobody
 };
 
 }  // namespace ondrix

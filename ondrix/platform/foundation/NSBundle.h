@@ -16,14 +16,15 @@ struct AnyClass {
     const void* codeAddress = nullptr;
 };
 
-/// A folder with the resources of a program or a shared library. Immutable and safe to use from any thread.
+/// A folder with the resources of a program or a shared library. Immutable and safe to use from any thread. Where
+/// memory runs out, what is asked for is null or absent, and `errno` is ENOMEM.
 ///
 /// The bundle of the program `DIR/NAME` or the library `DIR/libNAME.so[.N]` is the first folder that exists of
 /// `DIR/NAME.bundle` and `DIR/../lib/NAME.bundle`, or else `DIR` itself. So it is found in a build tree, in an install
 /// tree and for a library that an application in another folder loads.
 class NSBundle {
 public:
-    /// The bundle of the running program. Made once; never null.
+    /// The bundle of the running program. Made once; null only without memory.
     static std::shared_ptr<NSBundle> mainBundle();
     /// The bundle of the program or library that holds `aClass`; the main bundle where the address belongs to neither.
     static std::shared_ptr<NSBundle> bundleForClass(AnyClass aClass);

@@ -21,7 +21,7 @@ public:
 /// Runs timed sources and blocks, one after the other, on the thread that runs it: the main thread, for the one loop
 /// that there is. Blocks may be given to it from any thread; everything else is for its own thread. Sources and blocks
 /// may add others, end themselves and run the loop again. Time is the media clock: where that is replaced, sources fire
-/// by the replaced time.
+/// by the replaced time. What is added while there is no memory is left out, and `errno` is ENOMEM.
 class NSRunLoop {
 public:
     /// Never destroyed.

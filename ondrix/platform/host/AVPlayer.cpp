@@ -2,18 +2,21 @@
 #include <utility>
 
 #include <ondrix/platform/avfoundation/AVPlayer.h>
+#include <ondrix/platform/os/OutOfMemory.h>
 
 namespace ondrix {
 
 AVPlayer::AVPlayer(std::shared_ptr<AVPlayerItem> playerItem) : item_(std::move(playerItem)) {}
 
 std::shared_ptr<AVPlayer> AVPlayer::create(std::shared_ptr<AVPlayerItem> playerItem) {
-    assert(playerItem != nullptr);
-    std::shared_ptr<AVPlayer> player(new AVPlayer(std::move(playerItem)));
-    player->item_->setOnEnd([weak = std::weak_ptr(player)] {
-        if (const auto self = weak.lock()) self->itemDidEnd();
+    return os::orAbsent([&] {
+        assert(playerItem != nullptr);
+        std::shared_ptr<AVPlayer> player(new AVPlayer(std::move(playerItem)));
+        player->item_->setOnEnd([weak = std::weak_ptr(player)] {
+            if (const auto self = weak.lock()) self->itemDidEnd();
+        });
+        return player;
     });
-    return player;
 }
 
 AVPlayer::~AVPlayer() {
@@ -52,13 +55,13 @@ void AVPlayer::seek(CMTime to) {
 }
 
 void AVPlayer::setOnEnd(std::function<void()> onEnd) {
-    onEnd_ = std::move(onEnd);
+    os::orAbsent([&] { onEnd_ = onEnd ? std::make_shared<const std::function<void()>>(std::move(onEnd)) : nullptr; });
 }
 
 void AVPlayer::itemDidEnd() {
     hasEnded_ = item_->rate() == 0;  // otherwise it plays again already
-    const std::function<void()> onEnd = onEnd_;
-    if (onEnd) onEnd();
+    const auto onEnd = onEnd_;
+    if (onEnd != nullptr) (*onEnd)();
 }
 
 bool AVPlayer::isAtEnd() const {

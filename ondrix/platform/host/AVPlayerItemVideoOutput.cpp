@@ -2,6 +2,7 @@
 #include <utility>
 
 #include <ondrix/platform/avfoundation/AVPlayerItemVideoOutput.h>
+#include <ondrix/platform/os/OutOfMemory.h>
 
 namespace ondrix {
 
@@ -17,7 +18,9 @@ AVPlayerItemVideoOutput::AVPlayerItemVideoOutput(CVAttributes pixelBufferAttribu
     : attributes_(std::move(pixelBufferAttributes)) {}
 
 std::shared_ptr<AVPlayerItemVideoOutput> AVPlayerItemVideoOutput::create(CVAttributes pixelBufferAttributes) {
-    return std::shared_ptr<AVPlayerItemVideoOutput>(new AVPlayerItemVideoOutput(std::move(pixelBufferAttributes)));
+    return os::orAbsent([&] {
+        return std::shared_ptr<AVPlayerItemVideoOutput>(new AVPlayerItemVideoOutput(std::move(pixelBufferAttributes)));
+    });
 }
 
 bool AVPlayerItemVideoOutput::hasNewPixelBuffer(CMTime forItemTime) const {
@@ -28,7 +31,7 @@ bool AVPlayerItemVideoOutput::hasNewPixelBuffer(CMTime forItemTime) const {
 std::shared_ptr<CVPixelBuffer> AVPlayerItemVideoOutput::copyPixelBuffer(CMTime forItemTime,
                                                                         CMTime* itemTimeForDisplay) {
     Frame newest;
-    std::function<void()> onSpace;
+    std::shared_ptr<const std::function<void()>> onSpace;
     {
         const std::lock_guard lock(mutex_);
         while (!frames_.empty() && isDue(frames_.front().time, forItemTime)) {
@@ -38,18 +41,20 @@ std::shared_ptr<CVPixelBuffer> AVPlayerItemVideoOutput::copyPixelBuffer(CMTime f
         onSpace = onSpace_;
     }
     if (newest.pixelBuffer == nullptr) return nullptr;
-    if (onSpace) onSpace();
+    if (onSpace != nullptr) (*onSpace)();
     if (itemTimeForDisplay != nullptr) *itemTimeForDisplay = newest.time;
     return newest.pixelBuffer;
 }
 
 bool AVPlayerItemVideoOutput::append(std::shared_ptr<CVPixelBuffer> pixelBuffer, CMTime time) {
-    assert(pixelBuffer != nullptr);
-    const std::lock_guard lock(mutex_);
-    assert(frames_.empty() || CMTimeCompare(frames_.back().time, time) < 0);
-    if (frames_.size() >= capacity) return false;
-    frames_.push_back({std::move(pixelBuffer), time});
-    return true;
+    return os::orAbsent([&] {
+        assert(pixelBuffer != nullptr);
+        const std::lock_guard lock(mutex_);
+        assert(frames_.empty() || CMTimeCompare(frames_.back().time, time) < 0);
+        if (frames_.size() >= capacity) return false;
+        frames_.push_back({std::move(pixelBuffer), time});
+        return true;
+    });
 }
 
 void AVPlayerItemVideoOutput::dropFramesBefore(CMTime itemTime) {
@@ -63,8 +68,11 @@ void AVPlayerItemVideoOutput::flush() {
 }
 
 void AVPlayerItemVideoOutput::setOnSpace(std::function<void()> onSpace) {
-    const std::lock_guard lock(mutex_);
-    onSpace_.swap(onSpace);  // the old one goes after the lock
+    os::orAbsent([&] {
+        auto replacement = onSpace ? std::make_shared<const std::function<void()>>(std::move(onSpace)) : nullptr;
+        const std::lock_guard lock(mutex_);
+        onSpace_.swap(replacement);  // the old one goes after the lock
+    });
 }
 
 }  // namespace ondrix

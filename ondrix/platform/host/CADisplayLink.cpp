@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 
+#include <ondrix/platform/os/OutOfMemory.h>
 #include <ondrix/platform/quartzcore/CACurrentMediaTime.h>
 #include <ondrix/platform/quartzcore/CADisplayLink.h>
 
@@ -26,8 +27,10 @@ CADisplayLink::CADisplayLink(std::function<void()> action)
     : action_(std::make_shared<const std::function<void()>>(std::move(action))) {}
 
 std::shared_ptr<CADisplayLink> CADisplayLink::create(std::function<void()> action) {
-    assert(action);
-    return std::shared_ptr<CADisplayLink>(new CADisplayLink(std::move(action)));
+    return os::orAbsent([&] {
+        assert(action);
+        return std::shared_ptr<CADisplayLink>(new CADisplayLink(std::move(action)));
+    });
 }
 
 void CADisplayLink::add(NSRunLoop& toRunLoop) {

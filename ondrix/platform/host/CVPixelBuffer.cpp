@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <ondrix/platform/corevideo/CVPixelBuffer.h>
+#include <ondrix/platform/os/OutOfMemory.h>
 
 namespace ondrix {
 
@@ -216,17 +217,15 @@ CVReturn wrap(std::int64_t width, std::int64_t height, OSType pixelFormat, std::
     if (!isPixelFormat(pixelFormat) || planesOfFormat(pixelFormat).size() != memory.size()) {
         return kCVReturnInvalidPixelFormat;
     }
-    try {
+    return os::orStatus(kCVReturnAllocationFailed, [&] {
         std::vector<Plane> planes = planesOfSize(width, height, pixelFormat);
         for (std::size_t index = 0; index < planes.size(); ++index) {
             if (!place(planes[index], memory[index])) return kCVReturnInvalidArgument;
         }
         *buffer = std::make_shared<CVPixelBuffer>(pixelFormat, std::move(planes));
-    } catch (const std::bad_alloc&) {
-        return kCVReturnAllocationFailed;
-    }
-    (*buffer)->setRelease(std::move(release));
-    return kCVReturnSuccess;
+        (*buffer)->setRelease(std::move(release));
+        return kCVReturnSuccess;
+    });
 }
 
 }  // namespace
@@ -237,8 +236,8 @@ CVReturn CVPixelBufferCreate(std::int64_t width, std::int64_t height, OSType pix
     buffer->reset();
     if (!isSide(width) || !isSide(height)) return kCVReturnInvalidSize;
     if (!isPixelFormat(pixelFormat)) return kCVReturnInvalidPixelFormat;
-    if (attributes != nullptr && !areValid(*attributes)) return kCVReturnInvalidPixelBufferAttributes;
-    try {
+    return os::orStatus(kCVReturnAllocationFailed, [&] {
+        if (attributes != nullptr && !areValid(*attributes)) return kCVReturnInvalidPixelBufferAttributes;
         std::vector<Plane> planes = planesOfSize(width, height, pixelFormat);
         AlignedBytes memory = allocate(planes, rowAlignment(attributes));
         CVPixelBufferReleaseCallback release = [bytes = memory.get()] { AlignedDelete()(bytes); };
@@ -246,10 +245,8 @@ CVReturn CVPixelBufferCreate(std::int64_t width, std::int64_t height, OSType pix
         made->setRelease(std::move(release));
         (void)memory.release();
         *buffer = std::move(made);
-    } catch (const std::bad_alloc&) {
-        return kCVReturnAllocationFailed;
-    }
-    return kCVReturnSuccess;
+        return kCVReturnSuccess;
+    });
 }
 
 CVReturn CVPixelBufferCreateWithBytes(std::int64_t width, std::int64_t height, OSType pixelFormat, void* bytes,

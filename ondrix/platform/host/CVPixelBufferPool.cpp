@@ -6,6 +6,7 @@
 #include <vector>
 
 #include <ondrix/platform/corevideo/CVPixelBufferPool.h>
+#include <ondrix/platform/os/OutOfMemory.h>
 
 namespace ondrix {
 
@@ -105,16 +106,16 @@ CVReturn CVPixelBufferPoolCreate(const CVAttributes* poolAttributes, const CVAtt
                                  std::shared_ptr<CVPixelBufferPool>* pool) {
     assert(pool != nullptr);
     pool->reset();
-    const auto minimumCount = minimumBufferCount(poolAttributes);
-    if (!minimumCount) return kCVReturnInvalidPoolAttributes;
-    if (pixelBufferAttributes == nullptr) return kCVReturnInvalidPixelBufferAttributes;
-    const auto width = integerAttribute(*pixelBufferAttributes, kCVPixelBufferWidthKey);
-    const auto height = integerAttribute(*pixelBufferAttributes, kCVPixelBufferHeightKey);
-    const auto format = integerAttribute(*pixelBufferAttributes, kCVPixelBufferPixelFormatTypeKey);
-    if (!width || !height || !format || *format < 0 || *format > 0xFFFFFFFF) {
-        return kCVReturnInvalidPixelBufferAttributes;
-    }
-    try {
+    return os::orStatus(kCVReturnAllocationFailed, [&]() -> CVReturn {
+        const auto minimumCount = minimumBufferCount(poolAttributes);
+        if (!minimumCount) return kCVReturnInvalidPoolAttributes;
+        if (pixelBufferAttributes == nullptr) return kCVReturnInvalidPixelBufferAttributes;
+        const auto width = integerAttribute(*pixelBufferAttributes, kCVPixelBufferWidthKey);
+        const auto height = integerAttribute(*pixelBufferAttributes, kCVPixelBufferHeightKey);
+        const auto format = integerAttribute(*pixelBufferAttributes, kCVPixelBufferPixelFormatTypeKey);
+        if (!width || !height || !format || *format < 0 || *format > 0xFFFFFFFF) {
+            return kCVReturnInvalidPixelBufferAttributes;
+        }
         auto made =
             std::make_shared<CVPixelBufferPool>(*width, *height, static_cast<OSType>(*format), *pixelBufferAttributes);
         // The first buffer also shows whether the attributes are valid, so one is made in any case.
@@ -127,17 +128,15 @@ CVReturn CVPixelBufferPoolCreate(const CVAttributes* poolAttributes, const CVAtt
             made->shelf()->add(std::move(buffer));
         }
         *pool = std::move(made);
-    } catch (const std::bad_alloc&) {
-        return kCVReturnAllocationFailed;
-    }
-    return kCVReturnSuccess;
+        return kCVReturnSuccess;
+    });
 }
 
 CVReturn CVPixelBufferPoolCreatePixelBuffer(CVPixelBufferPool& pool, std::shared_ptr<CVPixelBuffer>* buffer) {
     assert(buffer != nullptr);
     buffer->reset();
     const std::shared_ptr<Shelf>& shelf = pool.shelf();
-    try {
+    return os::orStatus(kCVReturnAllocationFailed, [&]() -> CVReturn {
         auto taken = shelf->take();
         if (!taken) {
             const CVReturn status = pool.makeBuffer(&taken);
@@ -149,10 +148,8 @@ CVReturn CVPixelBufferPoolCreatePixelBuffer(CVPixelBufferPool& pool, std::shared
         CVPixelBuffer* const object = taken.get();
         // A failure to make the reference calls the deleter, too.
         *buffer = std::shared_ptr<CVPixelBuffer>(object, Return{std::move(taken), shelf});
-    } catch (const std::bad_alloc&) {
-        return kCVReturnAllocationFailed;
-    }
-    return kCVReturnSuccess;
+        return kCVReturnSuccess;
+    });
 }
 
 std::int64_t CVPixelBufferPoolGetLiveCount(const CVPixelBufferPool& pool) {

@@ -4,6 +4,7 @@
 
 #include <ondrix/platform/host/DrawableQueue.h>
 #include <ondrix/platform/metalkit/HeadlessView.h>
+#include <ondrix/platform/os/OutOfMemory.h>
 
 namespace ondrix {
 
@@ -87,7 +88,9 @@ private:
 }  // namespace
 
 std::shared_ptr<HeadlessView> HeadlessView::create(CGSize drawableSize, std::shared_ptr<MTLDevice> device) {
-    return std::make_shared<OffscreenView>(drawableSize, std::move(device));
+    return os::orAbsent([&]() -> std::shared_ptr<HeadlessView> {
+        return std::make_shared<OffscreenView>(drawableSize, std::move(device));
+    });
 }
 
 }  // namespace ondrix

@@ -2,6 +2,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -17,6 +18,7 @@
 
 #include <ondrix/platform/foundation/NSBundle.h>
 #include <ondrix/platform/os/Logger.h>
+#include <ondrix/platform/os/OutOfMemory.h>
 
 namespace ondrix::os {
 
@@ -88,17 +90,19 @@ struct SharedState {
 
 /// Never destroyed: code that runs while the program ends may still log.
 SharedState& sharedState() {
-    static auto& state = *new SharedState;
+    alignas(SharedState) static std::byte memory[sizeof(SharedState)];
+    static auto& state = *new (memory) SharedState;
     return state;
 }
 
+std::shared_ptr<const LogSink> currentSink() {
+    SharedState& state = sharedState();
+    const std::lock_guard lock(state.mutex);
+    return state.sink;
+}
+
 void send(const LogMessage& message) {
-    std::shared_ptr<const LogSink> sink;
-    {
-        SharedState& state = sharedState();
-        const std::lock_guard lock(state.mutex);
-        sink = state.sink;
-    }
+    const auto sink = currentSink();
     if (sink) {
         (*sink)(message);
     } else {
@@ -131,13 +135,19 @@ int formatInto(char* buffer, std::size_t size, const char* format, std::va_list 
 }  // namespace
 
 LogSink setLogSink(LogSink sink) {
-    auto replacement = sink ? std::make_shared<const LogSink>(std::move(sink)) : nullptr;
-    {
+    return orAbsent([&]() -> LogSink {
+        auto replacement = sink ? std::make_shared<const LogSink>(std::move(sink)) : nullptr;
         SharedState& state = sharedState();
-        const std::lock_guard lock(state.mutex);
-        state.sink.swap(replacement);
-    }
-    return replacement ? *replacement : LogSink();
+        while (true) {
+            // The copy is made before anything is replaced, and without the lock.
+            const std::shared_ptr<const LogSink> previous = currentSink();
+            LogSink copy = previous != nullptr ? *previous : LogSink();
+            const std::lock_guard lock(state.mutex);
+            if (state.sink != previous) continue;
+            state.sink.swap(replacement);
+            return copy;
+        }
+    });
 }
 
 void setLogLevel(LogType minimum) {
@@ -145,9 +155,13 @@ void setLogLevel(LogType minimum) {
 }
 
 std::string mainSubsystem() {
-    if (const auto identifier = NSBundle::mainBundle()->bundleIdentifier()) return *identifier;
+    const int callersErrno = errno;
+    const auto bundle = orThrow([] { return NSBundle::mainBundle(); });
+    auto identifier = orThrow([&] { return bundle->bundleIdentifier(); });
     std::error_code error;
     const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
+    errno = callersErrno;
+    if (identifier) return *std::move(identifier);
     return error ? "unknown" : program.filename().string();
 }
 

@@ -7,6 +7,7 @@
 #include <link.h>
 
 #include <ondrix/platform/foundation/NSBundle.h>
+#include <ondrix/platform/os/OutOfMemory.h>
 
 namespace ondrix {
 
@@ -68,55 +69,67 @@ NSBundle::NSBundle(fs::path path) : path_(std::move(path)) {}
 
 std::shared_ptr<NSBundle> NSBundle::mainBundle() {
     // Never destroyed: others may ask for it while the program ends.
-    static const auto& bundle = *new std::shared_ptr<NSBundle>(new NSBundle(mainBundleFolder()));
-    return bundle;
+    return os::orAbsent([] {
+        static const auto& bundle = *new std::shared_ptr<NSBundle>(new NSBundle(mainBundleFolder()));
+        return bundle;
+    });
 }
 
 std::shared_ptr<NSBundle> NSBundle::bundleForClass(AnyClass aClass) {
-    const fs::path loaded = loadedLibraryHolding(aClass.codeAddress);
-    std::error_code failure;
-    const fs::path canonical = fs::canonical(loaded, failure);
-    if (loaded.empty() || failure) return mainBundle();
+    return os::orAbsent([&]() -> std::shared_ptr<NSBundle> {
+        const fs::path loaded = loadedLibraryHolding(aClass.codeAddress);
+        std::error_code failure;
+        const fs::path canonical = fs::canonical(loaded, failure);
+        if (loaded.empty() || failure) return mainBundle();
 
-    // A library may be reached through a link that lies elsewhere or has another name; its bundle may lie beside
-    // either.
-    std::optional<fs::path> folder;
-    for (const fs::path& file : {fs::absolute(loaded, failure), canonical}) {
-        if (!folder) folder = bundleFolderBeside(file.parent_path(), libraryName(file));
-    }
-    return std::shared_ptr<NSBundle>(new NSBundle(folder ? *folder : canonical.parent_path()));
+        // A library may be reached through a link that lies elsewhere or has another name; its bundle may lie beside
+        // either.
+        std::optional<fs::path> folder;
+        for (const fs::path& file : {fs::absolute(loaded, failure), canonical}) {
+            if (!folder) folder = bundleFolderBeside(file.parent_path(), libraryName(file));
+        }
+        return std::shared_ptr<NSBundle>(new NSBundle(folder ? *folder : canonical.parent_path()));
+    });
 }
 
 std::shared_ptr<NSBundle> NSBundle::create(const fs::path& path) {
-    std::error_code failure;
-    fs::path canonical = fs::canonical(path, failure);
-    if (failure || !isFolder(canonical)) return nullptr;
-    return std::shared_ptr<NSBundle>(new NSBundle(std::move(canonical)));
+    return os::orAbsent([&]() -> std::shared_ptr<NSBundle> {
+        std::error_code failure;
+        fs::path canonical = fs::canonical(path, failure);
+        if (failure || !isFolder(canonical)) return nullptr;
+        return std::shared_ptr<NSBundle>(new NSBundle(std::move(canonical)));
+    });
 }
 
 std::optional<std::string> NSBundle::bundleIdentifier() const {
-    const fs::path file = path_ / "BundleIdentifier";
-    std::error_code failure;
-    if (!fs::is_regular_file(file, failure)) return std::nullopt;
-    std::ifstream stream(file);
-    std::string line;
-    if (!std::getline(stream, line)) return std::nullopt;
-    if (line.ends_with('\r')) line.pop_back();
-    if (line.empty()) return std::nullopt;
-    return line;
+    return os::orAbsent([&]() -> std::optional<std::string> {
+        const fs::path file = path_ / "BundleIdentifier";
+        std::error_code failure;
+        if (!fs::is_regular_file(file, failure)) return std::nullopt;
+        std::ifstream stream(file);
+        std::string line;
+        std::getline(stream, line);
+        if (stream.bad()) throw std::bad_alloc();  // which streams keep for themselves
+        if (stream.fail()) return std::nullopt;
+        if (line.ends_with('\r')) line.pop_back();
+        if (line.empty()) return std::nullopt;
+        return line;
+    });
 }
 
 std::optional<URL> NSBundle::URLForResource(std::string_view name, std::string_view withExtension) const {
-    if (name.empty()) return std::nullopt;
-    std::string file = path_.native() + '/';
-    file += name;
-    if (!withExtension.empty()) {
-        file += '.';
-        file += withExtension;
-    }
-    std::error_code failure;
-    if (!fs::exists(file, failure)) return std::nullopt;
-    return URL(file);
+    return os::orAbsent([&]() -> std::optional<URL> {
+        if (name.empty()) return std::nullopt;
+        std::string file = path_.native() + '/';
+        file += name;
+        if (!withExtension.empty()) {
+            file += '.';
+            file += withExtension;
+        }
+        std::error_code failure;
+        if (!fs::exists(file, failure)) return std::nullopt;
+        return URL(file);
+    });
 }
 
 }  // namespace ondrix

@@ -2,6 +2,7 @@
 #include <cassert>
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <deque>
 #include <limits>
 #include <mutex>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include <ondrix/platform/foundation/NSRunLoop.h>
+#include <ondrix/platform/os/OutOfMemory.h>
 #include <ondrix/platform/quartzcore/CACurrentMediaTime.h>
 
 namespace ondrix {
@@ -21,10 +23,23 @@ constexpr double longestSleep = 60;  // seconds
 
 using Sources = std::vector<std::shared_ptr<NSRunLoopSource>>;
 
+/// Counts a pass while it lives.
+class Pass {
+public:
+    explicit Pass(int& count) : count_(count) { ++count_; }
+    ~Pass() { --count_; }
+    Pass(const Pass&) = delete;
+    Pass& operator=(const Pass&) = delete;
+
+private:
+    int& count_;
+};
+
 }  // namespace
 
 struct NSRunLoop::State {
     Sources sources;  ///< for the loop's own thread
+    int passes = 0;   ///< over the sources that are running, one inside the other
 
     std::mutex mutex;  ///< guards everything below; not held while foreign code runs
     std::condition_variable woken;
@@ -84,12 +99,21 @@ void NSRunLoop::State::runBlocks(bool stops) {
 }
 
 void NSRunLoop::State::fireSources(bool stops) {
-    // Those that are dropped live until the pass is over: their end may change the list.
-    const Sources present = sources;
-    std::erase_if(sources, [](const auto& source) { return !source->isValid(); });
+    // One after the other, since the end of each may change the list.
+    const auto isInvalid = [](const auto& source) { return !source->isValid(); };
+    while (passes == 0) {
+        const auto found = std::find_if(sources.begin(), sources.end(), isInvalid);
+        if (found == sources.end()) break;
+        const auto dropped = std::move(*found);
+        sources.erase(found);
+    }
+    // Sources keep their places meanwhile; those that are added follow.
+    const Pass pass(passes);
     const double now = CACurrentMediaTime();
-    for (const auto& source : present) {
+    const std::size_t count = sources.size();
+    for (std::size_t index = 0; index < count; ++index) {
         if (stops && isToStop()) return;
+        const auto source = sources[index];
         if (source->isValid() && source->nextFireTime() <= now) source->fire();
     }
 }
@@ -105,23 +129,29 @@ void NSRunLoop::State::sleep(double deadline) {
     woken.wait_for(lock, std::chrono::duration<double>(seconds), [this] { return !blocks.empty() || isStopping; });
 }
 
-NSRunLoop::NSRunLoop() : state_(new State) {}
+NSRunLoop::NSRunLoop() : state_(nullptr) {
+    alignas(State) static std::byte memory[sizeof(State)];
+    state_ = new (memory) State;
+}
 
 NSRunLoop& NSRunLoop::main() {
-    static NSRunLoop& loop = *new NSRunLoop;
+    alignas(NSRunLoop) static std::byte memory[sizeof(NSRunLoop)];
+    static NSRunLoop& loop = *new (memory) NSRunLoop;
     return loop;
 }
 
 void NSRunLoop::add(std::shared_ptr<NSRunLoopSource> source) {
     assert(source != nullptr);
-    state_->sources.push_back(std::move(source));
+    os::orAbsent([&] { state_->sources.push_back(std::move(source)); });
 }
 
 void NSRunLoop::perform(std::function<void()> block) {
     assert(block);
-    const std::lock_guard lock(state_->mutex);
-    state_->blocks.push_back(std::move(block));
-    state_->woken.notify_one();
+    os::orAbsent([&] {
+        const std::lock_guard lock(state_->mutex);
+        state_->blocks.push_back(std::move(block));
+        state_->woken.notify_one();
+    });
 }
 
 void NSRunLoop::run() {

@@ -2,6 +2,7 @@
 #include <system_error>
 
 #include <ondrix/platform/foundation/URL.h>
+#include <ondrix/platform/os/OutOfMemory.h>
 
 namespace ondrix {
 

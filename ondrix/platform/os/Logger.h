@@ -22,7 +22,8 @@ using LogSink = std::function<void(const LogMessage&)>;
 
 /// Replaces the place where messages go, for all loggers of the process, and returns the previous one. An empty sink is
 /// the standard one, which writes "[subsystem:category] error: text" and a newline to standard error in one write. A
-/// sink may be called from any thread, also from several at once.
+/// sink may be called from any thread, also from several at once. Without memory nothing is replaced and an empty sink
+/// returned.
 LogSink setLogSink(LogSink sink);
 
 /// Messages below `minimum` are neither built nor written. To begin with, that is what the environment variable
@@ -30,7 +31,7 @@ LogSink setLogSink(LogSink sink);
 void setLogLevel(LogType minimum);
 
 /// Whose messages a logger writes, unless it has a name of its own: the main bundle's identifier, or without one the
-/// program's file name.
+/// program's file name. Throws std::bad_alloc.
 [[nodiscard]] std::string mainSubsystem();
 
 /// Writes printf-style messages under one subsystem and category, with numbers as in the locale "C". Safe to use from

@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <cstdlib>
 
 #include <sys/mman.h>
@@ -44,7 +45,10 @@ std::byte* mapHugePages(std::uint64_t size) {
 
 AlignedMemory AlignedMemory::allocate(std::uint64_t size) noexcept {
     AlignedMemory memory;
-    if (size == 0 || size > physicalMemory()) return memory;
+    if (size == 0 || size > physicalMemory()) {
+        errno = ENOMEM;
+        return memory;
+    }
     if (size >= hugePage) {
         static const auto pageSize = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
         const std::uint64_t mapped = (size + pageSize - 1) / pageSize * pageSize;

@@ -1,18 +1,15 @@
-#include <new>
-
+#include <ondrix/platform/os/OutOfMemory.h>
 #include <ondrix/platform/software/Buffer.h>
 
 namespace ondrix::software {
 
 std::shared_ptr<Buffer> Buffer::create(std::int64_t length) {
     if (length < 1) return nullptr;
-    try {
+    return os::orAbsent([&]() -> std::shared_ptr<Buffer> {
         AlignedMemory memory = AlignedMemory::allocate(static_cast<std::uint64_t>(length));
         if (memory.bytes() == nullptr) return nullptr;
         return std::shared_ptr<Buffer>(new Buffer(std::move(memory)));
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    });
 }
 
 }  // namespace ondrix::software

@@ -1,9 +1,12 @@
 #include <cassert>
+#include <exception>
 
+#include <ondrix/platform/os/OutOfMemory.h>
 #include <ondrix/platform/software/CommandBuffer.h>
 #include <ondrix/platform/software/ComputeCommandEncoder.h>
 #include <ondrix/platform/software/DispatchGroup.h>
 #include <ondrix/platform/software/Executor.h>
+#include <ondrix/platform/software/ProblemLog.h>
 #include <ondrix/platform/software/RenderCommandEncoder.h>
 #include <ondrix/platform/software/RenderPassRun.h>
 
@@ -13,6 +16,18 @@ namespace {
 
 constexpr const char* outOfMemoryText = "out of memory";
 
+/// Calls code of the application on a thread that has nobody to hand its exceptions to.
+template <typename Call>
+void withoutExceptions(Call call) noexcept {
+    try {
+        call();
+    } catch (const std::exception& exception) {
+        deviceLogger().error("A completion handler or drawable threw an exception: %s", exception.what());
+    } catch (...) {
+        deviceLogger().error("A completion handler or drawable threw an exception.");
+    }
+}
+
 }  // namespace
 
 CommandBuffer::CommandBuffer(std::shared_ptr<Executor> executor)
@@ -21,7 +36,9 @@ CommandBuffer::CommandBuffer(std::shared_ptr<Executor> executor)
       held_(executor_->memory().get()),
       handlers_(executor_->memory().get()),
       drawables_(executor_->memory().get()),
-      memory_(firstMemory_.data(), firstMemory_.size(), executor_->memory().get()) {}
+      memory_(firstMemory_.data(), firstMemory_.size(), executor_->memory().get()) {
+    handlers_.reserve(1);  // where there is no memory for the usual one, there is no command buffer
+}
 
 CommandBuffer::~CommandBuffer() = default;
 
@@ -30,33 +47,24 @@ bool CommandBuffer::recording() const noexcept {
            status_.load(std::memory_order_relaxed) == MTLCommandBufferStatus::notEnqueued;
 }
 
-bool CommandBuffer::beginEncoder() noexcept {
-    if (encoding_ || status_.load(std::memory_order_relaxed) != MTLCommandBufferStatus::notEnqueued) return false;
-    encoding_ = true;
-    return true;
+template <class Encoder, class... Arguments>
+std::shared_ptr<Encoder> CommandBuffer::begin(const Arguments&... arguments) {
+    if (encoding_ || status_.load(std::memory_order_relaxed) != MTLCommandBufferStatus::notEnqueued) return nullptr;
+    auto encoder = os::orAbsent([&] {
+        return std::allocate_shared<Encoder>(RecyclingAllocator<Encoder>(executor_->memory()), shared_from_this(),
+                                             arguments...);
+    });
+    encoding_ = encoder != nullptr;
+    return encoder;
 }
 
 std::shared_ptr<MTLRenderCommandEncoder> CommandBuffer::makeRenderCommandEncoder(
     const MTLRenderPassDescriptor& descriptor) {
-    if (!beginEncoder()) return nullptr;
-    try {
-        return std::allocate_shared<RenderCommandEncoder>(RecyclingAllocator<RenderCommandEncoder>(executor_->memory()),
-                                                          shared_from_this(), descriptor);
-    } catch (const std::bad_alloc&) {
-        encoding_ = false;
-        return nullptr;
-    }
+    return begin<RenderCommandEncoder>(descriptor);
 }
 
 std::shared_ptr<MTLComputeCommandEncoder> CommandBuffer::makeComputeCommandEncoder() {
-    if (!beginEncoder()) return nullptr;
-    try {
-        return std::allocate_shared<ComputeCommandEncoder>(
-            RecyclingAllocator<ComputeCommandEncoder>(executor_->memory()), shared_from_this());
-    } catch (const std::bad_alloc&) {
-        encoding_ = false;
-        return nullptr;
-    }
+    return begin<ComputeCommandEncoder>();
 }
 
 void CommandBuffer::present(std::shared_ptr<MTLDrawable> drawable) {
@@ -86,13 +94,7 @@ void CommandBuffer::commit() {
         fail("the command buffer was committed while an encoder had not ended");
     }
     for (const auto& drawable : drawables_) drawable->presentScheduled();
-    try {
-        executor_->commit(shared_from_this());
-    } catch (const std::bad_alloc&) {
-        outOfMemory_ = true;
-        setPresentation(Presentation::done);  // the buffer won't run, so nothing will be presented
-        finished();
-    }
+    executor_->commit(shared_from_this());
 }
 
 void CommandBuffer::waitUntilCompleted() {
@@ -101,7 +103,9 @@ void CommandBuffer::waitUntilCompleted() {
 
 std::optional<NSError> CommandBuffer::error() const {
     if (status() != MTLCommandBufferStatus::error) return std::nullopt;
-    return NSError(problem_.empty() ? outOfMemoryText : problem_);
+    NSError error(outOfMemoryText);
+    if (!problem_.empty()) os::orAbsent([&] { error = NSError(problem_); });
+    return error;
 }
 
 void CommandBuffer::hold(std::shared_ptr<const void> object) {
@@ -132,7 +136,7 @@ void CommandBuffer::committed() noexcept {
     status_.store(MTLCommandBufferStatus::committed, std::memory_order_release);
 }
 
-void CommandBuffer::execute(ExecutionContext& context) {
+void CommandBuffer::execute(ExecutionContext& context) noexcept {
     status_.store(MTLCommandBufferStatus::scheduled, std::memory_order_relaxed);
     try {
         bool done = true;
@@ -146,7 +150,7 @@ void CommandBuffer::execute(ExecutionContext& context) {
             }
         }
         if (!done) outOfMemory_ = true;
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {  // of memory or of a size beyond it
         outOfMemory_ = true;
     }
     if (outOfMemory_ && problem_.empty()) executor_->problems().error(outOfMemoryText);
@@ -163,12 +167,12 @@ void CommandBuffer::finished() noexcept {
 
 void CommandBuffer::presentDrawables() noexcept {
     const auto drawables = std::move(drawables_);
-    for (const auto& drawable : drawables) drawable->present();
+    for (const auto& drawable : drawables) withoutExceptions([&] { drawable->present(); });
 }
 
 void CommandBuffer::callHandlers() noexcept {
     auto handlers = std::move(handlers_);
-    for (auto& handler : handlers) handler(*this);
+    for (auto& handler : handlers) withoutExceptions([&] { handler(*this); });
 }
 
 }  // namespace ondrix::software

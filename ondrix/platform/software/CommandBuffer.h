@@ -66,9 +66,12 @@ public:
 
     void committed() noexcept;  ///< sets the status when the buffer has its place in the order
     /// Runs the commands, then lets go of what was bound. `finished` must follow.
-    void execute(ExecutionContext& context);
+    void execute(ExecutionContext& context) noexcept;
     void finished() noexcept;  ///< sets the final status
     [[nodiscard]] bool isFinished() const noexcept { return status() >= MTLCommandBufferStatus::completed; }
+
+    /// The next one in the executor's queue, then in the completion thread's, and in that of drawables.
+    std::shared_ptr<CommandBuffer> nextQueued, nextToPresent;
 
     // What follows the work, for the completion thread and waiting threads.
 
@@ -88,7 +91,9 @@ public:
 private:
     [[nodiscard]] bool recording() const noexcept;
     void fail(std::string problem);
-    [[nodiscard]] bool beginEncoder() noexcept;
+    /// Null without memory, and while another encoder has not ended.
+    template <class Encoder, class... Arguments>
+    [[nodiscard]] std::shared_ptr<Encoder> begin(const Arguments&... arguments);
 
     std::shared_ptr<Executor> executor_;
     std::atomic<MTLCommandBufferStatus> status_{MTLCommandBufferStatus::notEnqueued};

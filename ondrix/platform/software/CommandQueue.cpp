@@ -1,5 +1,4 @@
-#include <new>
-
+#include <ondrix/platform/os/OutOfMemory.h>
 #include <ondrix/platform/software/CommandBuffer.h>
 #include <ondrix/platform/software/CommandQueue.h>
 #include <ondrix/platform/software/Executor.h>
@@ -7,11 +6,9 @@
 namespace ondrix::software {
 
 std::shared_ptr<MTLCommandBuffer> CommandQueue::makeCommandBuffer() {
-    try {
+    return os::orAbsent([&] {
         return std::allocate_shared<CommandBuffer>(RecyclingAllocator<CommandBuffer>(executor_->memory()), executor_);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    });
 }
 
 }  // namespace ondrix::software

@@ -1,10 +1,9 @@
 #include <condition_variable>
-#include <deque>
 #include <mutex>
 #include <system_error>
 #include <utility>
 
-#include <ondrix/platform/software/CommandBuffer.h>
+#include <ondrix/platform/software/CommandBufferQueue.h>
 #include <ondrix/platform/software/CompletionThread.h>
 #include <ondrix/platform/software/Threads.h>
 
@@ -14,7 +13,7 @@ namespace {
 
 /// Long enough for command buffers without work, short enough not to keep a worker from its core.
 constexpr std::chrono::microseconds spinTime{5};
-constexpr std::size_t mostGathered = 16;
+constexpr int mostGathered = 16;
 
 using Lock = std::unique_lock<std::mutex>;
 using Presentation = CommandBuffer::Presentation;
@@ -22,22 +21,16 @@ using Presentation = CommandBuffer::Presentation;
 }  // namespace
 
 struct CompletionThread::State {
-    explicit State(std::shared_ptr<RecyclingMemory> sharedMemory)
-        : memory(std::move(sharedMemory)), queue(memory.get()), unpresented(memory.get()) {}
-
-    using Queue = std::pmr::deque<std::shared_ptr<CommandBuffer>>;
-
     std::thread thread;
-    const std::shared_ptr<RecyclingMemory> memory;
     std::mutex mutex;  // guards all that follows
     std::condition_variable wakeUp;
     std::condition_variable onePresented;
-    Queue queue;                  // whose handlers are to be called
-    Queue unpresented;            // those of them whose drawables nobody has begun to present
-    std::thread::id presenter;    // the thread that presents drawables
-    bool asleep = false;          // the thread
-    bool stopping = false;        // the thread is to end when the queue is empty
-    std::atomic<int> waiting{0};  // length of the queue, for spinning only
+    CommandBufferQueue<&CommandBuffer::nextQueued> queue;           // whose handlers are to be called
+    CommandBufferQueue<&CommandBuffer::nextToPresent> unpresented;  // whose drawables nobody has begun to present
+    std::thread::id presenter;                                      // the thread that presents drawables
+    bool asleep = false;                                            // the thread
+    bool stopping = false;                                          // the thread is to end when the queue is empty
+    std::atomic<int> waiting{0};                                    // length of the queue, for spinning only
 
     void wake(Lock& lock);
     void lookOut(Lock& lock);
@@ -86,8 +79,7 @@ void CompletionThread::State::present(Lock& lock, CommandBuffer& commandBuffer) 
 
 /// Presents the first command buffer that is due, without the lock.
 void CompletionThread::State::presentNext(Lock& lock) {
-    auto commandBuffer = std::move(unpresented.front());
-    unpresented.pop_front();
+    auto commandBuffer = unpresented.pop();
     commandBuffer->setPresentation(Presentation::begun);
     const auto presenterBefore = std::exchange(presenter, std::this_thread::get_id());
     lock.unlock();
@@ -103,8 +95,7 @@ void CompletionThread::State::presentNext(Lock& lock) {
 
 void CompletionThread::State::callPosted(Lock& lock) {
     while (!queue.empty()) {
-        auto commandBuffer = std::move(queue.front());
-        queue.pop_front();
+        auto commandBuffer = queue.pop();
         waiting.fetch_sub(1, std::memory_order_relaxed);
         present(lock, *commandBuffer);
         lock.unlock();
@@ -122,8 +113,7 @@ void CompletionThread::State::run() {
     }
 }
 
-CompletionThread::CompletionThread(std::shared_ptr<RecyclingMemory> memory)
-    : state_(std::make_shared<State>(std::move(memory))) {}
+CompletionThread::CompletionThread() : state_(std::make_shared<State>()) {}
 
 CompletionThread::~CompletionThread() {
     {
@@ -147,10 +137,10 @@ bool CompletionThread::start() noexcept {
 void CompletionThread::post(std::shared_ptr<CommandBuffer> commandBuffer, bool atOnce) {
     State& state = *state_;
     Lock lock(state.mutex);
-    if (commandBuffer->presentation() == Presentation::due) state.unpresented.push_back(commandBuffer);
-    state.queue.push_back(std::move(commandBuffer));
-    state.waiting.fetch_add(1, std::memory_order_relaxed);
-    if (atOnce || state.queue.size() >= mostGathered) state.wake(lock);
+    if (commandBuffer->presentation() == Presentation::due) state.unpresented.push(commandBuffer);
+    state.queue.push(std::move(commandBuffer));
+    const int gathered = state.waiting.fetch_add(1, std::memory_order_relaxed) + 1;
+    if (atOnce || gathered >= mostGathered) state.wake(lock);
 }
 
 void CompletionThread::callGathered() {

@@ -2,8 +2,6 @@
 
 #include <memory>
 
-#include <ondrix/platform/software/RecyclingMemory.h>
-
 namespace ondrix::software {
 
 class CommandBuffer;
@@ -14,7 +12,7 @@ class CommandBuffer;
 /// ends by itself once they have returned. Safe to use from any thread, but for `start`.
 class CompletionThread {
 public:
-    explicit CompletionThread(std::shared_ptr<RecyclingMemory> memory);
+    CompletionThread();
     ~CompletionThread();
     CompletionThread(const CompletionThread&) = delete;
     CompletionThread& operator=(const CompletionThread&) = delete;

@@ -2,7 +2,6 @@
 #include <cassert>
 #include <charconv>
 #include <cstring>
-#include <filesystem>
 #include <mutex>
 #include <new>
 #include <string_view>
@@ -10,7 +9,7 @@
 #include <stdlib.h>
 
 #include <ondrix/platform/foundation/NSBundle.h>
-#include <ondrix/platform/os/Logger.h>
+#include <ondrix/platform/os/OutOfMemory.h>
 #include <ondrix/platform/software/Buffer.h>
 #include <ondrix/platform/software/CommandQueue.h>
 #include <ondrix/platform/software/Device.h>
@@ -18,6 +17,7 @@
 #include <ondrix/platform/software/Library.h>
 #include <ondrix/platform/software/LibraryAccess.h>
 #include <ondrix/platform/software/Pipeline.h>
+#include <ondrix/platform/software/ProblemLog.h>
 #include <ondrix/platform/software/Sampler.h>
 #include <ondrix/platform/software/SimdLevel.h>
 #include <ondrix/platform/software/Texture.h>
@@ -34,17 +34,6 @@ std::string_view environment(const char* name) {
     return value == nullptr ? std::string_view() : value;
 }
 
-os::Logger logger() {
-    std::string subsystem;
-    if (auto identifier = NSBundle::mainBundle()->bundleIdentifier()) {
-        subsystem = *identifier;
-    } else {
-        std::error_code ignored;
-        subsystem = std::filesystem::read_symlink("/proc/self/exe", ignored).filename().string();
-    }
-    return {std::move(subsystem), "device"};
-}
-
 int threadsToUse() {
     const int processors = std::min(software::processorCount(), mostThreads);
     const std::string_view text = environment("ONDRIX_THREADS");
@@ -52,8 +41,8 @@ int threadsToUse() {
     int count = 0;
     const auto [end, status] = std::from_chars(text.data(), text.data() + text.size(), count);
     if (status == std::errc() && end == text.data() + text.size() && count >= 1 && count <= mostThreads) return count;
-    logger().error("ONDRIX_THREADS is \"%s\", but must be a number from 1 to %d. Using %d threads.", text.data(),
-                   mostThreads, processors);
+    software::deviceLogger().error("ONDRIX_THREADS is \"%s\", but must be a number from 1 to %d. Using %d threads.",
+                                   text.data(), mostThreads, processors);
     return processors;
 }
 
@@ -61,7 +50,7 @@ int threadsToUse() {
 bool flag(const char* name, const char* consequence) {
     const std::string_view text = environment(name);
     if (!text.empty() && text != "0" && text != "1") {
-        logger().error("%s is \"%s\", but must be 1 or 0. %s", name, text.data(), consequence);
+        software::deviceLogger().error("%s is \"%s\", but must be 1 or 0. %s", name, text.data(), consequence);
     }
     return text == "1";
 }
@@ -71,40 +60,40 @@ bool flag(const char* name, const char* consequence) {
 namespace software {
 
 std::shared_ptr<Device> Device::create() {
-    (void)flag("ONDRIX_TRUST_LIBRARIES", "Libraries that others may change are refused.");
-    return create(threadsToUse(), std::string(environment("ONDRIX_SIMD")),
-                  flag("ONDRIX_VALIDATE", "Nothing is validated."));
+    return os::orAbsent([] {
+        (void)flag("ONDRIX_TRUST_LIBRARIES", "Libraries that others may change are refused.");
+        return create(threadsToUse(), std::string(environment("ONDRIX_SIMD")),
+                      flag("ONDRIX_VALIDATE", "Nothing is validated."));
+    });
 }
 
 std::shared_ptr<Device> Device::create(int threadCount, std::string levelName, bool validates) {
     assert(threadCount >= 1 && threadCount <= mostThreads);
-    try {
+    return os::orAbsent([&] {
         prepareToDistrust();
         auto executor = std::make_shared<Executor>(threadCount, validates);
         return std::shared_ptr<Device>(new Device(std::move(executor), threadCount, std::move(levelName)));
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    });
 }
 
 Device::Device(std::shared_ptr<Executor> executor, int threadCount, std::string levelName)
     : executor_(std::move(executor)), threadCount_(threadCount), levelName_(std::move(levelName)) {}
 
 std::string Device::name() const {
-    std::string level = executor_->validates() ? std::string(Module::checkedLevel) : levelName_;
-    for (const SimdLevel& candidate : simdLevels()) {
-        if (level.empty() && candidate.supported()) level = candidate.name;
-    }
-    return "Ondrix CPU device (" + level + ", " + std::to_string(threadCount_) +
-           (threadCount_ == 1 ? " thread)" : " threads)");
+    return os::orAbsent([&] {
+        std::string level = executor_->validates() ? std::string(Module::checkedLevel) : levelName_;
+        for (const SimdLevel& candidate : simdLevels()) {
+            if (level.empty() && candidate.supported()) level = candidate.name;
+        }
+        return "Ondrix CPU device (" + level + ", " + std::to_string(threadCount_) +
+               (threadCount_ == 1 ? " thread)" : " threads)");
+    });
 }
 
 std::shared_ptr<MTLCommandQueue> Device::makeCommandQueue() {
-    try {
+    return os::orAbsent([&] {
         return std::allocate_shared<CommandQueue>(RecyclingAllocator<CommandQueue>(executor_->memory()), executor_);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    });
 }
 
 std::shared_ptr<MTLTexture> Device::makeTexture(const MTLTextureDescriptor& descriptor) {
@@ -136,13 +125,17 @@ std::shared_ptr<MTLLibrary> Device::makeLibrary(const URL& URL, NSError* error) 
 }
 
 std::shared_ptr<MTLLibrary> Device::makeDefaultLibrary() {
-    return makeDefaultLibrary(*NSBundle::mainBundle(), nullptr);
+    const auto bundle = NSBundle::mainBundle();
+    return bundle != nullptr ? makeDefaultLibrary(*bundle, nullptr) : nullptr;
 }
 
 std::shared_ptr<MTLLibrary> Device::makeDefaultLibrary(const NSBundle& bundle, NSError* error) {
-    if (const auto url = bundle.URLForResource("default", "oxlib")) return makeLibrary(*url, error);
-    if (error != nullptr) *error = NSError("'" + bundle.bundlePath().string() + "' holds no 'default.oxlib'");
-    return nullptr;
+    return os::orAbsent(error, [&]() -> std::shared_ptr<MTLLibrary> {
+        const auto url = os::orThrow([&] { return bundle.URLForResource("default", "oxlib"); });
+        if (url) return makeLibrary(*url, error);
+        if (error != nullptr) *error = NSError("'" + bundle.bundlePath().string() + "' holds no 'default.oxlib'");
+        return nullptr;
+    });
 }
 
 std::shared_ptr<MTLRenderPipelineState> Device::makeRenderPipelineState(const MTLRenderPipelineDescriptor& descriptor,
@@ -158,18 +151,21 @@ std::shared_ptr<MTLComputePipelineState> Device::makeComputePipelineState(std::s
 }  // namespace software
 
 std::shared_ptr<MTLDevice> MTLCreateSystemDefaultDevice() {
-    const std::string_view wanted = environment("ONDRIX_DEVICE");
-    if (wanted == "none") return nullptr;
-    if (!wanted.empty() && wanted != "cpu") {
-        logger().error("ONDRIX_DEVICE is \"%s\", but must be \"cpu\" or \"none\". There is no device.", wanted.data());
-        return nullptr;
-    }
-    static std::mutex mutex;
-    static auto& existing = *new std::weak_ptr<software::Device>;  // outlives whoever asks while the process ends
-    const std::scoped_lock lock(mutex);
-    auto device = existing.lock();
-    if (!device) existing = device = software::Device::create();
-    return device;
+    return os::orAbsent([]() -> std::shared_ptr<MTLDevice> {
+        const std::string_view wanted = environment("ONDRIX_DEVICE");
+        if (wanted == "none") return nullptr;
+        if (!wanted.empty() && wanted != "cpu") {
+            software::deviceLogger().error(
+                "ONDRIX_DEVICE is \"%s\", but must be \"cpu\" or \"none\". There is no device.", wanted.data());
+            return nullptr;
+        }
+        static std::mutex mutex;
+        static auto& existing = *new std::weak_ptr<software::Device>;  // outlives whoever asks while the process ends
+        const std::scoped_lock lock(mutex);
+        auto device = existing.lock();
+        if (!device) existing = device = software::Device::create();
+        return device;
+    });
 }
 
 }  // namespace ondrix

@@ -1,12 +1,13 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <deque>
 #include <mutex>
+#include <new>
 #include <system_error>
 #include <thread>
 
 #include <ondrix/platform/software/CommandBuffer.h>
+#include <ondrix/platform/software/CommandBufferQueue.h>
 #include <ondrix/platform/software/CompletionThread.h>
 #include <ondrix/platform/software/ExecutionContext.h>
 #include <ondrix/platform/software/Executor.h>
@@ -48,18 +49,16 @@ enum class Runner { nobody, executorsThread, waitingCaller };
 /// Whenever command buffers are pending, either somebody runs one, who then looks after the rest, or a waiting caller
 /// has been woken to, or the executor's thread has the order or finds them in its next round.
 struct Executor::State {
-    State(int threadCount, const std::shared_ptr<RecyclingMemory>& sharedMemory)
-        : context(threadCount), completion(sharedMemory), memory(sharedMemory), pending(memory.get()) {}
+    explicit State(int threadCount) : context(threadCount) {}
 
     ExecutionContext context;  // for whoever runs a command buffer
     CompletionThread completion;
     std::thread thread;
 
-    const std::shared_ptr<RecyclingMemory> memory;
-    std::mutex mutex;                                         // guards all that follows
-    std::condition_variable orderGiven;                       // for the executor's thread
-    std::condition_variable oneFinished;                      // for waiting callers
-    std::pmr::deque<std::shared_ptr<CommandBuffer>> pending;  // in the order of their commits
+    std::mutex mutex;                                        // guards all that follows
+    std::condition_variable orderGiven;                      // for the executor's thread
+    std::condition_variable oneFinished;                     // for waiting callers
+    CommandBufferQueue<&CommandBuffer::nextQueued> pending;  // in the order of their commits
     Runner runner = Runner::nobody;
     ThreadState threadState = ThreadState::notStarted;
     std::atomic<Order> order{Order::none};  // read without the lock for spinning only
@@ -70,6 +69,9 @@ struct Executor::State {
     using Lock = std::unique_lock<std::mutex>;
 
     void startThread(const std::shared_ptr<State>& self);
+    [[nodiscard]] bool hasThread() const {
+        return threadState != ThreadState::notStarted && threadState != ThreadState::unavailable;
+    }
     /// The executor's thread sees by itself, within `roundTime`, what it needn't see earlier.
     [[nodiscard]] bool threadComesBy() const { return threadState == ThreadState::looking && callersWait; }
     void orderRun();
@@ -83,6 +85,8 @@ void Executor::State::startThread(const std::shared_ptr<State>& self) {
     try {
         thread = std::thread([self] { self->runThread(); });
         threadState = ThreadState::awake;
+    } catch (const std::bad_alloc&) {
+        // The next commit tries again.
     } catch (const std::exception&) {
         threadState = ThreadState::unavailable;
     }
@@ -100,8 +104,7 @@ void Executor::State::orderRun() {
 /// Takes the front command buffer, runs it without the lock, and reports it. Nobody else runs one, something is
 /// pending.
 void Executor::State::executeFront(Lock& lock, Runner by) {
-    auto commandBuffer = std::move(pending.front());
-    pending.pop_front();
+    auto commandBuffer = pending.pop();
     runner = by;
     lock.unlock();
     commandBuffer->execute(context);
@@ -142,7 +145,7 @@ void Executor::State::runUntilFinished(const CommandBuffer& commandBuffer) {
         --sleepingCallers;
     }
     const bool leftToNobody = !pending.empty() && runner == Runner::nobody && sleepingCallers == 0;
-    if (leftToNobody && threadState != ThreadState::unavailable) orderRun();
+    if (leftToNobody && hasThread()) orderRun();
 }
 
 void Executor::State::runThread() {
@@ -182,7 +185,7 @@ void Executor::State::waitForOrder(Lock& lock) {
 
 Executor::Executor(int threadCount, bool validates)
     : memory_(std::make_shared<RecyclingMemory>()),
-      state_(std::make_shared<State>(threadCount, memory_)),
+      state_(std::make_shared<State>(threadCount)),
       validates_(validates) {}
 
 Executor::~Executor() {
@@ -199,10 +202,10 @@ void Executor::commit(std::shared_ptr<CommandBuffer> commandBuffer) {
     State::Lock lock(state.mutex);
     if (state.threadState == ThreadState::notStarted) state.startThread(state_);
     CommandBuffer& committed = *commandBuffer;
-    state.pending.push_back(std::move(commandBuffer));
+    state.pending.push(std::move(commandBuffer));
     committed.committed();
     state.quietRounds = 0;
-    if (state.threadState == ThreadState::unavailable) {
+    if (!state.hasThread()) {
         lock.unlock();
         waitUntilCompleted(committed);
     } else if (state.runner == Runner::nobody) {

@@ -1,5 +1,4 @@
-#include <new>
-
+#include <ondrix/platform/os/OutOfMemory.h>
 #include <ondrix/platform/software/Library.h>
 #include <ondrix/platform/software/ProblemLog.h>
 
@@ -22,32 +21,25 @@ std::shared_ptr<Library> Library::create(const URL& URL, const std::string& leve
     auto module = Module::open(URL.path(), level, checked, &reason);
     if (!module) {
         if (error == nullptr) deviceLogger().debug("%s", reason.localizedDescription().c_str());
-        if (error != nullptr) *error = reason;
+        if (error != nullptr) *error = std::move(reason);
         return nullptr;
     }
-    try {
-        return std::shared_ptr<Library>(new Library(std::move(module)));
-    } catch (const std::bad_alloc&) {
-        if (error != nullptr) *error = NSError("out of memory");
-        return nullptr;
-    }
+    return os::orAbsent(error, [&] { return std::shared_ptr<Library>(new Library(std::move(module))); });
 }
 
 std::shared_ptr<MTLFunction> Library::makeFunction(std::string_view name) {
     const shading::Entry* entry = module_->find(name);
     if (entry == nullptr) return nullptr;
-    try {
-        return std::make_shared<Function>(module_, *entry);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    return os::orAbsent([&] { return std::make_shared<Function>(module_, *entry); });
 }
 
 std::vector<std::string> Library::functionNames() const {
-    std::vector<std::string> names;
-    const shading::ModuleTable& table = module_->table();
-    for (std::uint32_t index = 0; index < table.entryCount; ++index) names.emplace_back(table.entries[index].name);
-    return names;
+    return os::orAbsent([&] {
+        std::vector<std::string> names;
+        const shading::ModuleTable& table = module_->table();
+        for (std::uint32_t index = 0; index < table.entryCount; ++index) names.emplace_back(table.entries[index].name);
+        return names;
+    });
 }
 
 }  // namespace ondrix::software

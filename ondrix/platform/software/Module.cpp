@@ -1,10 +1,15 @@
+#include <cerrno>
+#include <new>
 #include <stdexcept>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
+#include <dirent.h>
 #include <dlfcn.h>
 #include <stdlib.h>
 
+#include <ondrix/platform/os/OutOfMemory.h>
 #include <ondrix/platform/software/LibraryAccess.h>
 #include <ondrix/platform/software/Module.h>
 #include <ondrix/platform/software/ProblemLog.h>
@@ -25,9 +30,15 @@ std::string quoted(const fs::path& path) {
     return "'" + path.string() + "'";
 }
 
+/// With the system's own calls: the standard library's iterator ends the process where it has no memory for a name.
 bool holdsModules(const fs::path& library) {
-    for (const fs::directory_entry& entry : fs::directory_iterator(library)) {
-        if (entry.path().extension() == ".so") return true;
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(library.c_str()), closedir);
+    if (folder == nullptr) {
+        throw fs::filesystem_error("the folder cannot be read", library, {errno, std::generic_category()});
+    }
+    while (const dirent* const entry = readdir(folder.get())) {
+        const std::string_view name = entry->d_name;
+        if (name.size() > 3 && name.ends_with(".so")) return true;
     }
     return false;
 }
@@ -138,21 +149,26 @@ const shading::ModuleTable& openModule(const fs::path& file) {
 
 std::shared_ptr<const Module> Module::open(const fs::path& library, const std::string& level, bool checked,
                                            NSError* error) {
-    try {
-        requireLibrary(library);
-        fs::path file = library / (std::string(checkedLevel) + ".so");
-        if (checked && !fs::exists(file)) {
-            static auto& lacking = *new ProblemLog;
-            lacking.finding(os::LogType::info, library.string(),
-                            quoted(library) + " has no module for validation, so only the bindings of its functions " +
-                                "are checked");
+    return os::orAbsent(error, [&]() -> std::shared_ptr<const Module> {
+        try {
+            requireLibrary(library);
+            fs::path file = library / (std::string(checkedLevel) + ".so");
+            if (checked && !fs::exists(file)) {
+                static auto& lacking = *new ProblemLog;
+                lacking.finding(os::LogType::info, library.string(),
+                                quoted(library) +
+                                    " has no module for validation, so only the bindings of its functions " +
+                                    "are checked");
+            }
+            if (!checked || !fs::exists(file)) file = chooseModule(library, level);
+            return std::shared_ptr<const Module>(new Module(openModule(file)));
+        } catch (const std::bad_alloc&) {
+            throw;
+        } catch (const std::exception& reason) {
+            if (error != nullptr) *error = NSError(reason.what());
+            return nullptr;
         }
-        if (!checked || !fs::exists(file)) file = chooseModule(library, level);
-        return std::shared_ptr<const Module>(new Module(openModule(file)));
-    } catch (const std::exception& reason) {
-        if (error != nullptr) *error = NSError(reason.what());
-        return nullptr;
-    }
+    });
 }
 
 const shading::Entry* Module::find(std::string_view name) const noexcept {

@@ -1,6 +1,6 @@
-#include <new>
 #include <string>
 
+#include <ondrix/platform/os/OutOfMemory.h>
 #include <ondrix/platform/software/Commands.h>
 #include <ondrix/platform/software/Pipeline.h>
 
@@ -145,17 +145,15 @@ std::shared_ptr<State> finish(std::shared_ptr<State> state, const std::string& p
 }  // namespace
 
 std::shared_ptr<ComputePipeline> ComputePipeline::create(const std::shared_ptr<MTLFunction>& function, NSError* error) {
-    try {
+    return os::orAbsent(error, [&] {
         std::string problem;
         auto own = checked(function, FunctionKind::compute, problem);
         return finish(std::shared_ptr<ComputePipeline>(new ComputePipeline(std::move(own))), problem, error);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    });
 }
 
 std::shared_ptr<RenderPipeline> RenderPipeline::create(const MTLRenderPipelineDescriptor& descriptor, NSError* error) {
-    try {
+    return os::orAbsent(error, [&] {
         std::shared_ptr<RenderPipeline> pipeline(new RenderPipeline);
         std::string problem;
         pipeline->vertex_ = checked(descriptor.vertexFunction, FunctionKind::vertex, problem);
@@ -183,9 +181,7 @@ std::shared_ptr<RenderPipeline> RenderPipeline::create(const MTLRenderPipelineDe
                                     pipeline->fragmentComponents_);
         }
         return finish(pipeline, problem, error);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    });
 }
 
 }  // namespace ondrix::software

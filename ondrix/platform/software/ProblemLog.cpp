@@ -1,15 +1,35 @@
+#include <cstddef>
 #include <new>
 
 #include <ondrix/platform/software/ProblemLog.h>
 
 namespace ondrix::software {
 
+namespace {
+
+constexpr char deviceCategory[] = "device", validationCategory[] = "validation";
+
+/// Made on first use and never destroyed; as long as there is no memory for it, another stands in that needs none.
+template <const char* category>
+const os::Logger& logger() noexcept {
+    try {
+        static const auto* const made = new os::Logger(os::mainSubsystem(), category);
+        return *made;
+    } catch (const std::bad_alloc&) {
+        alignas(os::Logger) static std::byte memory[sizeof(os::Logger)];
+        static const auto* const spare = new (memory) os::Logger("unknown", category);
+        return *spare;
+    }
+}
+
+}  // namespace
+
 bool ProblemLog::isNew(const std::string& key) noexcept {
     try {
         const std::scoped_lock lock(mutex_);
         return known_.size() < mostProblems && known_.insert(key).second;
     } catch (const std::bad_alloc&) {
-        return false;
+        return true;  // rather twice than never
     }
 }
 
@@ -26,14 +46,12 @@ void ProblemLog::finding(os::LogType type, const std::string& key, const std::st
     }
 }
 
-const os::Logger& deviceLogger() {
-    static const auto* const logger = new os::Logger(os::mainSubsystem(), "device");
-    return *logger;
+const os::Logger& deviceLogger() noexcept {
+    return logger<deviceCategory>();
 }
 
-const os::Logger& validationLogger() {
-    static const auto* const logger = new os::Logger(os::mainSubsystem(), "validation");
-    return *logger;
+const os::Logger& validationLogger() noexcept {
+    return logger<validationCategory>();
 }
 
 }  // namespace ondrix::software

@@ -29,7 +29,7 @@ private:
 };
 
 /// The loggers of the device: "device" and "validation".
-[[nodiscard]] const os::Logger& deviceLogger();
-[[nodiscard]] const os::Logger& validationLogger();
+[[nodiscard]] const os::Logger& deviceLogger() noexcept;
+[[nodiscard]] const os::Logger& validationLogger() noexcept;
 
 }  // namespace ondrix::software

@@ -1,5 +1,4 @@
-#include <new>
-
+#include <ondrix/platform/os/OutOfMemory.h>
 #include <ondrix/platform/software/Sampler.h>
 
 namespace ondrix::software {
@@ -16,11 +15,7 @@ std::shared_ptr<Sampler> Sampler::create(const MTLSamplerDescriptor& descriptor)
         static_cast<std::uint8_t>(descriptor.minFilter), static_cast<std::uint8_t>(descriptor.magFilter),
         static_cast<std::uint8_t>(descriptor.sAddressMode), static_cast<std::uint8_t>(descriptor.tAddressMode),
         static_cast<std::uint8_t>(descriptor.borderColor)};
-    try {
-        return std::shared_ptr<Sampler>(new Sampler(view));
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    return os::orAbsent([&] { return std::shared_ptr<Sampler>(new Sampler(view)); });
 }
 
 }  // namespace ondrix::software

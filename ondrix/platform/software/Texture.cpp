@@ -1,8 +1,8 @@
 #include <cassert>
 #include <cstring>
 #include <functional>
-#include <new>
 
+#include <ondrix/platform/os/OutOfMemory.h>
 #include <ondrix/platform/software/Texture.h>
 
 namespace ondrix::software {
@@ -28,15 +28,13 @@ std::shared_ptr<Texture> Texture::create(const std::shared_ptr<RecyclingMemory>&
     const auto format = acceptedFormat(descriptor);
     if (!format) return nullptr;
     const std::uint64_t bytesPerRow = ownBytesPerRow(descriptor.width * static_cast<unsigned>(format->bytesPerPixel));
-    try {
+    return os::orAbsent([&]() -> std::shared_ptr<Texture> {
         AlignedMemory pixels = AlignedMemory::allocate(bytesPerRow * descriptor.height + AlignedMemory::alignment);
         if (pixels.bytes() == nullptr) return nullptr;
         auto* bytes = reinterpret_cast<std::uint8_t*>(pixels.bytes());
         return std::allocate_shared<Texture>(RecyclingAllocator<Texture>(memory), descriptor, format->bytesPerPixel,
                                              std::move(pixels), nullptr, bytes, bytesPerRow);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    });
 }
 
 std::shared_ptr<Texture> Texture::create(const std::shared_ptr<RecyclingMemory>& memory,
@@ -53,12 +51,10 @@ std::shared_ptr<Texture> Texture::create(const std::shared_ptr<RecyclingMemory>&
                       surface->heightOfPlane(plane) >= descriptor.height &&
                       bytesPerRow >= descriptor.width * bytesPerPixel && bytes != nullptr;
     if (!fits) return nullptr;
-    try {
+    return os::orAbsent([&] {
         return std::allocate_shared<Texture>(RecyclingAllocator<Texture>(memory), descriptor, format->bytesPerPixel,
                                              AlignedMemory(), std::move(surface), bytes, bytesPerRow);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    });
 }
 
 Texture::Texture(const MTLTextureDescriptor& descriptor, int bytesPerPixel, AlignedMemory pixels,
