@@ -16,62 +16,72 @@ MetalComputeCommandRunner::MetalComputeCommandRunner(std::shared_ptr<MTLDevice> 
 
 std::shared_ptr<MetalComputeCommandRunner> MetalComputeCommandRunner::create(std::shared_ptr<MTLDevice> device,
                                                                              std::shared_ptr<MTLFunction> function) {
-    assert(device != nullptr && function != nullptr);
-    NSError reason;
-    auto pipelineState = device->makeComputePipelineState(function, &reason);
-    if (pipelineState == nullptr) {
-        Failure::because(reason);
-        Logger::gfx().error("Failed to create compute pipeline state for the MetalComputeCommandRunner.");
-        return nullptr;
-    }
-    return std::shared_ptr<MetalComputeCommandRunner>(
-        new MetalComputeCommandRunner(std::move(device), std::move(function), std::move(pipelineState)));
+    return Failure::orAbsent([&]() -> std::shared_ptr<MetalComputeCommandRunner> {
+        assert(device != nullptr && function != nullptr);
+        NSError reason;
+        auto pipelineState = device->makeComputePipelineState(function, &reason);
+        if (pipelineState == nullptr) {
+            Failure::because(reason);
+            Logger::gfx().error("Failed to create compute pipeline state for the MetalComputeCommandRunner.");
+            return nullptr;
+        }
+        return std::shared_ptr<MetalComputeCommandRunner>(
+            new MetalComputeCommandRunner(std::move(device), std::move(function), std::move(pipelineState)));
+    });
 }
 
 std::shared_ptr<MetalComputeCommandRunner> MetalComputeCommandRunner::create(std::shared_ptr<MTLDevice> device,
                                                                              std::shared_ptr<MTLLibrary> shaderLib,
                                                                              const std::string& functionName) {
-    assert(shaderLib != nullptr);
-    auto function = shaderLib->makeFunction(functionName);
-    if (function == nullptr) {
-        Logger::gfx().error("Failed to create compute shader function '%s'.", functionName.c_str());
-        return nullptr;
-    }
-    return create(std::move(device), std::move(function));
+    return Failure::orAbsent([&]() -> std::shared_ptr<MetalComputeCommandRunner> {
+        assert(shaderLib != nullptr);
+        auto function = shaderLib->makeFunction(functionName);
+        if (function == nullptr) {
+            Logger::gfx().error("Failed to create compute shader function '%s'.", functionName.c_str());
+            return nullptr;
+        }
+        return create(std::move(device), std::move(function));
+    });
 }
 
 std::shared_ptr<MetalComputeCommandRunner> MetalComputeCommandRunner::create(std::shared_ptr<MTLDevice> device,
                                                                              const NSBundle& bundle,
                                                                              const std::string& functionName) {
-    assert(device != nullptr);
-    NSError reason;
-    auto shaderLib = device->makeDefaultLibrary(bundle, &reason);
-    if (shaderLib == nullptr) {
-        Failure::because(reason);
-        Logger::gfx().error("Failed to create default library with the bundle '%s'.", bundle.bundlePath().c_str());
-        return nullptr;
-    }
-    return create(std::move(device), std::move(shaderLib), functionName);
+    return Failure::orAbsent([&]() -> std::shared_ptr<MetalComputeCommandRunner> {
+        assert(device != nullptr);
+        NSError reason;
+        auto shaderLib = device->makeDefaultLibrary(bundle, &reason);
+        if (shaderLib == nullptr) {
+            Failure::because(reason);
+            Logger::gfx().error("Failed to create default library with the bundle '%s'.", bundle.bundlePath().c_str());
+            return nullptr;
+        }
+        return create(std::move(device), std::move(shaderLib), functionName);
+    });
 }
 
 bool MetalComputeCommandRunner::makeConstantBuffer(const void* withData, Int length, Int index) {
-    auto buffer = device_->makeBuffer(withData, length, 0);
-    if (buffer == nullptr) {
-        Logger::gfx().error("Failed to make constant buffer with data of length %ld.", length);
-        return false;
-    }
-    shaderBuffers_[index] = std::move(buffer);
-    return true;
+    return Failure::orAbsent([&] {
+        auto buffer = device_->makeBuffer(withData, length, 0);
+        if (buffer == nullptr) {
+            Logger::gfx().error("Failed to make constant buffer with data of length %ld.", length);
+            return false;
+        }
+        shaderBuffers_[index] = std::move(buffer);
+        return true;
+    });
 }
 
 bool MetalComputeCommandRunner::makeConstantBuffer(Int length, Int index) {
-    auto buffer = device_->makeBuffer(length, 0);
-    if (buffer == nullptr) {
-        Logger::gfx().error("Failed to make constant buffer of length %ld.", length);
-        return false;
-    }
-    shaderBuffers_[index] = std::move(buffer);
-    return true;
+    return Failure::orAbsent([&] {
+        auto buffer = device_->makeBuffer(length, 0);
+        if (buffer == nullptr) {
+            Logger::gfx().error("Failed to make constant buffer of length %ld.", length);
+            return false;
+        }
+        shaderBuffers_[index] = std::move(buffer);
+        return true;
+    });
 }
 
 bool MetalComputeCommandRunner::updateConstantBuffer(const void* withData, Int length, Int index) {
@@ -124,10 +134,12 @@ bool MetalComputeCommandRunner::run(const std::map<Int, std::shared_ptr<MTLTextu
                                     Int outputTextureWidth, Int outputTextureHeight,
                                     const std::map<Int, std::shared_ptr<MTLSamplerState>>* samplers,
                                     bool waitUntilCompleted) {
-    const auto commandBuffer = commit(withTextures, outputTextureWidth, outputTextureHeight, samplers);
-    if (commandBuffer == nullptr) return false;
-    if (waitUntilCompleted) commandBuffer->waitUntilCompleted();
-    return true;
+    return Failure::orAbsent([&] {
+        const auto commandBuffer = commit(withTextures, outputTextureWidth, outputTextureHeight, samplers);
+        if (commandBuffer == nullptr) return false;
+        if (waitUntilCompleted) commandBuffer->waitUntilCompleted();
+        return true;
+    });
 }
 
 bool MetalComputeCommandRunner::run(const std::map<Int, std::shared_ptr<MTLTexture>>& withTextures,

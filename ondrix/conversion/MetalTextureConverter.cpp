@@ -52,10 +52,12 @@ Size2<Int> MetalTextureConverter::size(const CVPixelBuffer& of) const {
 }
 
 std::shared_ptr<MTLTexture> MetalTextureConverter::texture(const std::shared_ptr<CVPixelBuffer>& from) {
-    const YUVFormats format = getYUVPixelBufferFormat(*from);
-    const Size2<Int> frameSize = size(*from);
-    if (format != YUVFormats::Unknown) return convertNV12(from, frameSize, format);
-    return wrapPlane(from, MTLPixelFormat::bgra8Unorm, frameSize, 0);
+    return Failure::orAbsent([&] {
+        const YUVFormats format = getYUVPixelBufferFormat(*from);
+        const Size2<Int> frameSize = size(*from);
+        if (format != YUVFormats::Unknown) return convertNV12(from, frameSize, format);
+        return wrapPlane(from, MTLPixelFormat::bgra8Unorm, frameSize, 0);
+    });
 }
 
 std::shared_ptr<MTLTexture> MetalTextureConverter::wrapPlane(const std::shared_ptr<CVPixelBuffer>& pixelBuffer,
@@ -144,75 +146,81 @@ bool MetalTextureConverter::prepareYUVConverterResources(Int width, Int height, 
 
 std::shared_ptr<CVPixelBufferPool> MetalTextureConverter::makePixelBufferPool(Int forWidth, Int height,
                                                                               OSType pixelFormat) {
-    const CVAttributes poolAttributes = {{kCVPixelBufferPoolMinimumBufferCountKey, Int{1}}};
-    const CVAttributes pixelBufferAttributes = {
-        {kCVPixelBufferPixelFormatTypeKey, Int{pixelFormat}},
-        {kCVPixelBufferWidthKey, forWidth},
-        {kCVPixelBufferHeightKey, height},
-        {kCVPixelBufferIOSurfacePropertiesKey, CVEmptyDictionary{}},
-        {kCVPixelBufferBytesPerRowAlignmentKey, Int{64}},
-    };
-    std::shared_ptr<CVPixelBufferPool> pool;
-    const CVReturn status = CVPixelBufferPoolCreate(&poolAttributes, &pixelBufferAttributes, &pool);
-    if (status != kCVReturnSuccess) Logger::gfx().error("Failed to create new pixel buffer pool: %d", status);
-    return pool;
+    return Failure::orAbsent([&] {
+        const CVAttributes poolAttributes = {{kCVPixelBufferPoolMinimumBufferCountKey, Int{1}}};
+        const CVAttributes pixelBufferAttributes = {
+            {kCVPixelBufferPixelFormatTypeKey, Int{pixelFormat}},
+            {kCVPixelBufferWidthKey, forWidth},
+            {kCVPixelBufferHeightKey, height},
+            {kCVPixelBufferIOSurfacePropertiesKey, CVEmptyDictionary{}},
+            {kCVPixelBufferBytesPerRowAlignmentKey, Int{64}},
+        };
+        std::shared_ptr<CVPixelBufferPool> pool;
+        const CVReturn status = CVPixelBufferPoolCreate(&poolAttributes, &pixelBufferAttributes, &pool);
+        if (status != kCVReturnSuccess) Logger::gfx().error("Failed to create new pixel buffer pool: %d", status);
+        return pool;
+    });
 }
 
 std::shared_ptr<CVPixelBuffer> MetalTextureConverter::makePixelBuffer(Texture& from,
                                                                       CVPixelBufferPool& pixelBufferPool) {
-    const auto source = from.mtlTexture();
-    if (source == nullptr) {
-        Failure::because("The texture has no image.");
-        return nullptr;
-    }
-    std::shared_ptr<CVPixelBuffer> pixelBuffer;
-    if (CVPixelBufferPoolCreatePixelBuffer(pixelBufferPool, &pixelBuffer) != kCVReturnSuccess ||
-        pixelBuffer == nullptr) {
-        Logger::gfx().error("Failed to allocate pixel buffer from pixel buffer pool.");
-        return nullptr;
-    }
-    const PixelBufferLock lock(*pixelBuffer);
-    const Size2<Int> sourceSize(static_cast<Int>(source->width()), static_cast<Int>(source->height()));
-    const auto destination = wrapPlane(pixelBuffer, MTLPixelFormat::bgra8Unorm, sourceSize, 0);
-    if (destination == nullptr) {
-        Logger::gfx().error("Failed to create Metal texture from the output pixel buffer.");
-        return nullptr;
-    }
-    const auto blitCommandRunner = prepareBlitCommandRunner() ? this->blitCommandRunner() : nullptr;
-    if (blitCommandRunner == nullptr) {
-        Logger::gfx().error("Failed to prepare blit command runner.");
-        return nullptr;
-    }
-    if (!blitCommandRunner->run({{0, source}, {1, destination}}, sourceSize.width(), sourceSize.height(), nullptr, true,
-                                nullptr)) {
-        Logger::gfx().error("Failed to blit the textures.");
-        return nullptr;
-    }
-    return pixelBuffer;
+    return Failure::orAbsent([&]() -> std::shared_ptr<CVPixelBuffer> {
+        const auto source = from.mtlTexture();
+        if (source == nullptr) {
+            Failure::because("The texture has no image.");
+            return nullptr;
+        }
+        std::shared_ptr<CVPixelBuffer> pixelBuffer;
+        if (CVPixelBufferPoolCreatePixelBuffer(pixelBufferPool, &pixelBuffer) != kCVReturnSuccess ||
+            pixelBuffer == nullptr) {
+            Logger::gfx().error("Failed to allocate pixel buffer from pixel buffer pool.");
+            return nullptr;
+        }
+        const PixelBufferLock lock(*pixelBuffer);
+        const Size2<Int> sourceSize(static_cast<Int>(source->width()), static_cast<Int>(source->height()));
+        const auto destination = wrapPlane(pixelBuffer, MTLPixelFormat::bgra8Unorm, sourceSize, 0);
+        if (destination == nullptr) {
+            Logger::gfx().error("Failed to create Metal texture from the output pixel buffer.");
+            return nullptr;
+        }
+        const auto blitCommandRunner = prepareBlitCommandRunner() ? this->blitCommandRunner() : nullptr;
+        if (blitCommandRunner == nullptr) {
+            Logger::gfx().error("Failed to prepare blit command runner.");
+            return nullptr;
+        }
+        if (!blitCommandRunner->run({{0, source}, {1, destination}}, sourceSize.width(), sourceSize.height(), nullptr,
+                                    true, nullptr)) {
+            Logger::gfx().error("Failed to blit the textures.");
+            return nullptr;
+        }
+        return pixelBuffer;
+    });
 }
 
 std::shared_ptr<CMSampleBuffer> MetalTextureConverter::makeSampleBuffer(std::shared_ptr<CVPixelBuffer> from,
                                                                         const CMSampleBuffer& originalSampleBuffer) {
-    CMSampleTimingInfo timing;
-    OSStatus status = CMSampleBufferGetSampleTimingInfo(originalSampleBuffer, 0, &timing);
-    if (status != noErr) {
-        Logger::gfx().error("Failed to get sample timing info: %d", status);
-        return nullptr;
-    }
-    std::shared_ptr<CMFormatDescription> formatDescription;
-    CMVideoFormatDescriptionCreateForImageBuffer(from, &formatDescription);
-    if (formatDescription == nullptr) {
-        Logger::gfx().error("Failed to create CMVideoFormatDescription.");
-        return nullptr;
-    }
-    std::shared_ptr<CMSampleBuffer> sampleBuffer;
-    status =
-        CMSampleBufferCreateReadyWithImageBuffer(std::move(from), std::move(formatDescription), timing, &sampleBuffer);
-    if (status != noErr) {
-        Logger::gfx().error("Failed to create new CMSampleBuffer: %d", status);
-        return nullptr;
-    }
-    return sampleBuffer;
+    return Failure::orAbsent([&]() -> std::shared_ptr<CMSampleBuffer> {
+        CMSampleTimingInfo timing;
+        OSStatus status = CMSampleBufferGetSampleTimingInfo(originalSampleBuffer, 0, &timing);
+        if (status != noErr) {
+            Logger::gfx().error("Failed to get sample timing info: %d", status);
+            return nullptr;
+        }
+        std::shared_ptr<CMFormatDescription> formatDescription;
+        CMVideoFormatDescriptionCreateForImageBuffer(from, &formatDescription);
+        if (formatDescription == nullptr) {
+            Logger::gfx().error("Failed to create CMVideoFormatDescription.");
+            return nullptr;
+        }
+        std::shared_ptr<CMSampleBuffer> sampleBuffer;
+        status = CMSampleBufferCreateReadyWithImageBuffer(std::move(from), std::move(formatDescription), timing,
+                                                          &sampleBuffer);
+        if (status != noErr) {
+            Logger::gfx().error("Failed to create new CMSampleBuffer: %d", status);
+            return nullptr;
+        }
+        return sampleBuffer;
+    });
 }
 
 bool MetalTextureConverter::prepareBlitCommandRunner() {

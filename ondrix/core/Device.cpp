@@ -12,6 +12,7 @@
 #include <ondrix/core/Logger.h>
 #include <ondrix/core/ResourceTracker.h>
 #include <ondrix/platform/metalkit/MTKTextureLoader.h>
+#include <ondrix/platform/os/OutOfMemory.h>
 #include <ondrix/platform/simd/simd.h>
 #include <ondrix/resources/ConstantBuffer.h>
 #include <ondrix/resources/ConstantBytes.h>
@@ -64,8 +65,10 @@ Device::Device(std::shared_ptr<MTLDevice> mtlDevice) : mtlDevice_(std::move(mtlD
 Device::~Device() = default;
 
 std::shared_ptr<Device> Device::create(std::shared_ptr<MTLDevice> mtlDevice) {
-    const std::shared_ptr<Device> device(new Device(std::move(mtlDevice)));
-    return device->start() ? device : nullptr;
+    return Failure::orAbsent([&]() -> std::shared_ptr<Device> {
+        const std::shared_ptr<Device> device(new Device(std::move(mtlDevice)));
+        return device->start() ? device : nullptr;
+    });
 }
 
 bool Device::start() {
@@ -107,7 +110,9 @@ void Device::prepareForRelease() {}
 void Device::cleanup() {}
 
 void Device::track(const std::shared_ptr<ManagedResource>& resource) {
-    if (const auto tracker = resourceTracker()) tracker->track(resource);
+    Failure::orAbsent([&] {
+        if (const auto tracker = resourceTracker()) tracker->track(resource);
+    });
 }
 
 void Device::untrack(const ManagedResource& resource) {
@@ -115,21 +120,25 @@ void Device::untrack(const ManagedResource& resource) {
 }
 
 void Device::printTrackedResources() {
-    if (const auto tracker = resourceTracker()) tracker->printTrackedResources();
+    Failure::orAbsent([&] {
+        if (const auto tracker = resourceTracker()) tracker->printTrackedResources();
+    });
 }
 
 std::shared_ptr<Mesh> Device::makeQuadMesh() {
-    const auto descriptor = MeshDescriptor::create(MTLPrimitiveType::triangleStrip, 4, sizeof(Vertex_PosTexcoord), 0, 4,
-                                                   MTLIndexType::uint16, 0);
-    descriptor->addVertexAttribute(MTLVertexFormat::float3, 0, 0);
-    descriptor->addVertexAttribute(MTLVertexFormat::float2, offsetof(Vertex_PosTexcoord, texCoords), 0);
+    return Failure::wholeOrAbsent([&]() -> std::shared_ptr<Mesh> {
+        const auto descriptor = MeshDescriptor::create(MTLPrimitiveType::triangleStrip, 4, sizeof(Vertex_PosTexcoord),
+                                                       0, 4, MTLIndexType::uint16, 0);
+        descriptor->addVertexAttribute(MTLVertexFormat::float3, 0, 0);
+        descriptor->addVertexAttribute(MTLVertexFormat::float2, offsetof(Vertex_PosTexcoord, texCoords), 0);
 
-    // The mesh that the device makes for itself, while it is being constructed, doesn't own it.
-    const std::shared_ptr<Device> self =
-        complete_ ? shared_from_this() : std::shared_ptr<Device>(std::shared_ptr<Device>(), this);
-    auto mesh = Mesh::create(self, descriptor, quadVertices, quadIndices);
-    if (mesh == nullptr) Logger::gfx().error("Failed to create quad mesh.");
-    return mesh;
+        // The mesh that the device makes for itself, while it is being constructed, doesn't own it.
+        const std::shared_ptr<Device> self =
+            complete_ ? shared_from_this() : std::shared_ptr<Device>(std::shared_ptr<Device>(), this);
+        auto mesh = Mesh::create(self, descriptor, quadVertices, quadIndices);
+        if (mesh == nullptr) Logger::gfx().error("Failed to create quad mesh.");
+        return mesh;
+    });
 }
 
 std::shared_ptr<MetalTextureConverter> Device::makeTextureConverter() {
@@ -144,82 +153,99 @@ std::shared_ptr<ShaderLibrary> Device::wrap(std::shared_ptr<MTLLibrary> mtlLibra
 
 std::shared_ptr<ShaderLibrary> Device::makeShaderLibrary(AnyClass bundleForClass, const std::string& resourceName,
                                                          const std::string& extension) {
-    const auto url = NSBundle::bundleForClass(bundleForClass)->URLForResource(resourceName, extension);
-    if (!url) {
-        Logger::gfx().error("Unable to locate the requested resource by the name '%s.%s'", resourceName.c_str(),
-                            extension.c_str());
-        return nullptr;
-    }
-    return makeShaderLibrary(*url);
+    return Failure::orAbsent([&]() -> std::shared_ptr<ShaderLibrary> {
+        const auto bundle = os::orThrow([&] { return NSBundle::bundleForClass(bundleForClass); });
+        const auto url = os::orThrow([&] { return bundle->URLForResource(resourceName, extension); });
+        if (!url) {
+            Logger::gfx().error("Unable to locate the requested resource by the name '%s.%s'", resourceName.c_str(),
+                                extension.c_str());
+            return nullptr;
+        }
+        return makeShaderLibrary(*url);
+    });
 }
 
 std::shared_ptr<ShaderLibrary> Device::makeShaderLibrary(const URL& fromURL) {
-    NSError error;
-    auto mtlLibrary = mtlDevice_->makeLibrary(fromURL, &error);
-    if (mtlLibrary == nullptr) {
-        if (!Logger::wantsErrors()) return nullptr;
-        Logger::gfx().error("Failed to create shader library from URL %s: %s", fromURL.description().c_str(),
-                            error.localizedDescription().c_str());
-        return nullptr;
-    }
-    return wrap(std::move(mtlLibrary));
+    return Failure::orAbsent([&]() -> std::shared_ptr<ShaderLibrary> {
+        NSError error;
+        auto mtlLibrary = mtlDevice_->makeLibrary(fromURL, &error);
+        if (mtlLibrary == nullptr) {
+            if (!Logger::wantsErrors()) return nullptr;
+            Logger::gfx().error("Failed to create shader library from URL %s: %s", fromURL.description().c_str(),
+                                error.localizedDescription().c_str());
+            return nullptr;
+        }
+        return wrap(std::move(mtlLibrary));
+    });
 }
 
 std::shared_ptr<ShaderLibrary> Device::makeDefaultShaderLibrary() {
-    auto mtlLibrary = mtlDevice_->makeDefaultLibrary();
-    if (mtlLibrary == nullptr) {
-        NSError reason;  // which the device tells for a bundle only
-        if (Failure::current() != nullptr && !mtlDevice_->makeDefaultLibrary(*NSBundle::mainBundle(), &reason)) {
-            Failure::because(reason);
+    return Failure::orAbsent([&]() -> std::shared_ptr<ShaderLibrary> {
+        auto mtlLibrary = mtlDevice_->makeDefaultLibrary();
+        if (mtlLibrary == nullptr) {
+            NSError reason;  // which the device tells for a bundle only
+            const auto bundle = NSBundle::mainBundle();
+            if (Failure::current() != nullptr && bundle != nullptr &&
+                !mtlDevice_->makeDefaultLibrary(*bundle, &reason)) {
+                Failure::because(reason);
+            }
+            Logger::gfx().error("Failed to create default shader library.");
+            return nullptr;
         }
-        Logger::gfx().error("Failed to create default shader library.");
-        return nullptr;
-    }
-    return wrap(std::move(mtlLibrary));
+        return wrap(std::move(mtlLibrary));
+    });
 }
 
 std::shared_ptr<ShaderLibrary> Device::makeDefaultShaderLibrary(const NSBundle& bundle) {
-    NSError reason;
-    auto mtlLibrary = mtlDevice_->makeDefaultLibrary(bundle, &reason);
-    if (mtlLibrary == nullptr) {
-        Failure::because(reason);
-        Logger::gfx().error("Failed to create default shader library for bundle.");
-        return nullptr;
-    }
-    return wrap(std::move(mtlLibrary));
+    return Failure::orAbsent([&]() -> std::shared_ptr<ShaderLibrary> {
+        NSError reason;
+        auto mtlLibrary = mtlDevice_->makeDefaultLibrary(bundle, &reason);
+        if (mtlLibrary == nullptr) {
+            Failure::because(reason);
+            Logger::gfx().error("Failed to create default shader library for bundle.");
+            return nullptr;
+        }
+        return wrap(std::move(mtlLibrary));
+    });
 }
 
 std::shared_ptr<ConstantBuffer> Device::makeConstantBuffer(const void* withData, Int length) {
-    auto mtlBuffer = mtlDevice_->makeBuffer(length, 0);
-    if (mtlBuffer == nullptr) {
-        Logger::gfx().error("Failed to make constant buffer of length %ld.", length);
-        return nullptr;
-    }
-    writeConstants(*mtlBuffer, withData, length);
-    return std::shared_ptr<ConstantBuffer>(new ConstantBuffer(shared_from_this(), std::move(mtlBuffer)));
+    return Failure::orAbsent([&]() -> std::shared_ptr<ConstantBuffer> {
+        auto mtlBuffer = mtlDevice_->makeBuffer(length, 0);
+        if (mtlBuffer == nullptr) {
+            Logger::gfx().error("Failed to make constant buffer of length %ld.", length);
+            return nullptr;
+        }
+        writeConstants(*mtlBuffer, withData, length);
+        return std::shared_ptr<ConstantBuffer>(new ConstantBuffer(shared_from_this(), std::move(mtlBuffer)));
+    });
 }
 
 std::shared_ptr<Sampler> Device::makeSampler(MTLSamplerMinMagFilter minFilter, MTLSamplerMinMagFilter magFilter,
                                              MTLSamplerAddressMode sAddressMode, MTLSamplerAddressMode tAddressMode,
                                              Int maxAnisotropy, MTLSamplerBorderColor borderColor) {
-    MTLSamplerDescriptor descriptor;
-    descriptor.minFilter = minFilter;
-    descriptor.magFilter = magFilter;
-    descriptor.sAddressMode = sAddressMode;
-    descriptor.tAddressMode = tAddressMode;
-    descriptor.borderColor = borderColor;
-    descriptor.maxAnisotropy = static_cast<std::uint64_t>(maxAnisotropy);
-    auto mtlSampler = mtlDevice_->makeSamplerState(descriptor);
-    if (mtlSampler == nullptr) {
-        Logger::gfx().error("Failed to create Metal sampler state.");
-        return nullptr;
-    }
-    return std::shared_ptr<Sampler>(new Sampler(shared_from_this(), std::move(mtlSampler)));
+    return Failure::orAbsent([&]() -> std::shared_ptr<Sampler> {
+        MTLSamplerDescriptor descriptor;
+        descriptor.minFilter = minFilter;
+        descriptor.magFilter = magFilter;
+        descriptor.sAddressMode = sAddressMode;
+        descriptor.tAddressMode = tAddressMode;
+        descriptor.borderColor = borderColor;
+        descriptor.maxAnisotropy = static_cast<std::uint64_t>(maxAnisotropy);
+        auto mtlSampler = mtlDevice_->makeSamplerState(descriptor);
+        if (mtlSampler == nullptr) {
+            Logger::gfx().error("Failed to create Metal sampler state.");
+            return nullptr;
+        }
+        return std::shared_ptr<Sampler>(new Sampler(shared_from_this(), std::move(mtlSampler)));
+    });
 }
 
 std::shared_ptr<Texture> Device::makeTexture(std::shared_ptr<MTLTexture> mtlTexture) {
-    assert(mtlTexture != nullptr);
-    return std::shared_ptr<Texture>(new Texture(shared_from_this(), std::move(mtlTexture)));
+    return Failure::orAbsent([&] {
+        assert(mtlTexture != nullptr);
+        return std::shared_ptr<Texture>(new Texture(shared_from_this(), std::move(mtlTexture)));
+    });
 }
 
 std::shared_ptr<MTLTexture> Device::loadMTLTexture(const URL& fromURL, bool sRGB, NSError& error) {
@@ -227,54 +253,65 @@ std::shared_ptr<MTLTexture> Device::loadMTLTexture(const URL& fromURL, bool sRGB
 }
 
 std::shared_ptr<Texture> Device::makeTexture(const URL& fromURL, bool sRGB) {
-    NSError error;
-    auto mtlTexture = loadMTLTexture(fromURL, sRGB, error);
-    if (mtlTexture == nullptr) {
-        if (!Logger::wantsErrors()) return nullptr;
-        Logger::gfx().error("Failed to load texture from %s: %s", fromURL.description().c_str(),
-                            error.localizedDescription().c_str());
-        return nullptr;
-    }
-    return makeTexture(std::move(mtlTexture));
+    return Failure::orAbsent([&]() -> std::shared_ptr<Texture> {
+        NSError error;
+        auto mtlTexture = loadMTLTexture(fromURL, sRGB, error);
+        if (mtlTexture == nullptr) {
+            if (!Logger::wantsErrors()) return nullptr;
+            Logger::gfx().error("Failed to load texture from %s: %s", fromURL.description().c_str(),
+                                error.localizedDescription().c_str());
+            return nullptr;
+        }
+        return makeTexture(std::move(mtlTexture));
+    });
 }
 
 std::shared_ptr<Texture> Device::makeTexture(const NSBundle& fromBundle, const std::string& fileName,
                                              const std::string& fileExtension, bool sRGB) {
-    const auto url = fromBundle.URLForResource(fileName, fileExtension);
-    if (!url) {
-        Logger::gfx().error("Unable to locate the specified resource file: %s.%s in the bundle.", fileName.c_str(),
-                            fileExtension.c_str());
-        return nullptr;
-    }
-    NSError error;
-    auto mtlTexture = loadMTLTexture(*url, sRGB, error);
-    if (mtlTexture == nullptr) {
-        Logger::gfx().error("Failed to load texture %s.%s from bundle: %s", fileName.c_str(), fileExtension.c_str(),
-                            error.localizedDescription().c_str());
-        return nullptr;
-    }
-    return makeTexture(std::move(mtlTexture));
+    return Failure::orAbsent([&]() -> std::shared_ptr<Texture> {
+        const auto url = os::orThrow([&] { return fromBundle.URLForResource(fileName, fileExtension); });
+        if (!url) {
+            Logger::gfx().error("Unable to locate the specified resource file: %s.%s in the bundle.", fileName.c_str(),
+                                fileExtension.c_str());
+            return nullptr;
+        }
+        NSError error;
+        auto mtlTexture = loadMTLTexture(*url, sRGB, error);
+        if (mtlTexture == nullptr) {
+            Logger::gfx().error("Failed to load texture %s.%s from bundle: %s", fileName.c_str(), fileExtension.c_str(),
+                                error.localizedDescription().c_str());
+            return nullptr;
+        }
+        return makeTexture(std::move(mtlTexture));
+    });
 }
 
 std::shared_ptr<Texture> Device::makeTexture(Int width, Int height, MTLPixelFormat pixelFormat,
                                              MTLTextureUsage usages) {
-    auto mtlTexture = makeMTLTexture(width, height, pixelFormat, usages);
-    return mtlTexture != nullptr ? makeTexture(std::move(mtlTexture)) : nullptr;
+    return Failure::orAbsent([&] {
+        auto mtlTexture = makeMTLTexture(width, height, pixelFormat, usages);
+        return mtlTexture != nullptr ? makeTexture(std::move(mtlTexture)) : nullptr;
+    });
 }
 
 std::shared_ptr<Texture> Device::makeTexture(Size2<Int> size, MTLPixelFormat pixelFormat, MTLTextureUsage usages) {
-    auto mtlTexture = makeMTLTexture(size.width(), size.height(), pixelFormat, usages);
-    return mtlTexture != nullptr ? makeTexture(std::move(mtlTexture)) : nullptr;
+    return Failure::orAbsent([&] {
+        auto mtlTexture = makeMTLTexture(size.width(), size.height(), pixelFormat, usages);
+        return mtlTexture != nullptr ? makeTexture(std::move(mtlTexture)) : nullptr;
+    });
 }
 
 std::shared_ptr<RenderViewTexture> Device::makeRenderViewTexture(const std::shared_ptr<MTKView>& view) {
-    std::shared_ptr<RenderViewTexture> texture(new RenderViewTexture(shared_from_this()));
-    texture->start(view);
-    return texture;
+    return Failure::orAbsent([&] {
+        std::shared_ptr<RenderViewTexture> texture(new RenderViewTexture(shared_from_this()));
+        texture->start(view);
+        return texture;
+    });
 }
 
 std::shared_ptr<VideoTexture> Device::makeVideoTexture(std::function<void(VideoTexture&)> frameAvailable) {
-    return std::shared_ptr<VideoTexture>(new VideoTexture(shared_from_this(), std::move(frameAvailable)));
+    return Failure::orAbsent(
+        [&] { return std::shared_ptr<VideoTexture>(new VideoTexture(shared_from_this(), std::move(frameAvailable))); });
 }
 
 std::shared_ptr<MTLTexture> Device::makeMTLTexture(Int width, Int height, MTLPixelFormat pixelFormat,
@@ -301,7 +338,7 @@ std::shared_ptr<Device> Device::create(std::shared_ptr<MTLDevice> mtlDevice, NSE
 }
 
 std::shared_ptr<ShaderLibrary> Device::makeFrameworkShaderLibrary(NSError* error) {
-    return makeDefaultShaderLibrary(*frameworkBundle(), error);
+    return Failure::toldTo(error, [&] { return makeDefaultShaderLibrary(*frameworkBundle()); });
 }
 
 std::shared_ptr<ShaderLibrary> Device::makeShaderLibrary(AnyClass bundleForClass, const std::string& resourceName,

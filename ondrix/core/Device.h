@@ -27,8 +27,9 @@ class VideoTexture;
 
 /// One GPU and the factory of everything on it. Every object made here holds its device, so a device lives as long as
 /// anything made from it; the device itself holds only its quad mesh and its texture converter. A factory that fails
-/// logs one message, returns null and leaves the device as it was; with a trailing `NSError*` that isn't null it writes
-/// the reason there and logs nothing. After construction nothing changes, so factories may be used from any thread.
+/// logs one message, returns null and leaves the device as it was, also where memory runs out; with a trailing
+/// `NSError*` that isn't null it writes the reason there and logs nothing. After construction nothing changes, so
+/// factories may be used from any thread.
 class Device : public ManagedResource, public std::enable_shared_from_this<Device> {
 public:
     /// Null, with a message, when the quad mesh or the texture converter can't be made.
@@ -89,11 +90,11 @@ public:
     [[nodiscard]] virtual std::shared_ptr<Texture> makeTexture(Size2<Int> size, MTLPixelFormat pixelFormat,
                                                                MTLTextureUsage usages);
 
-    /// A texture that draws into the view. Never null.
+    /// A texture that draws into the view.
     [[nodiscard]] virtual std::shared_ptr<RenderViewTexture> makeRenderViewTexture(
         const std::shared_ptr<MTKView>& view);
     /// A texture that shows the frames of a source, which it is given later. `frameAvailable`, which may be empty, is
-    /// called after each frame. Never null.
+    /// called after each frame.
     [[nodiscard]] virtual std::shared_ptr<VideoTexture> makeVideoTexture(
         std::function<void(VideoTexture&)> frameAvailable);
 

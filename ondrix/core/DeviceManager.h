@@ -14,7 +14,8 @@ class DeviceManager : public ManagedResource, public std::enable_shared_from_thi
 public:
     [[nodiscard]] static DeviceManager& shared();
 
-    /// Null without a GPU, when the device could not be made, and after `cleanup`.
+    /// Null without a GPU, when the device could not be made, and after `cleanup`. Where memory lacked, the next call
+    /// tries again.
     [[nodiscard]] virtual std::shared_ptr<Device> defaultDevice() const;
 
     void prepareForRelease() override;  ///< does nothing
@@ -27,7 +28,10 @@ protected:
 private:
     DeviceManager();
 
-    std::shared_ptr<Device> defaultDevice_;
+    void makeDefaultDevice() const;
+
+    mutable std::shared_ptr<Device> defaultDevice_;
+    mutable bool lacksMemory_ = false;  ///< there is no device yet for want of memory
 };
 
 }  // namespace ondrix

@@ -1,4 +1,5 @@
-#include <exception>
+#include <cerrno>
+#include <string_view>
 #include <utility>
 
 #include <ondrix/core/Failure.h>
@@ -9,11 +10,20 @@ namespace ondrix {
 namespace {
 
 thread_local Failure* collecting = nullptr;
+thread_local int wholes = 0;
 
-void add(std::string& text, const std::string& part) {
+constexpr const char* outOfMemoryText = "out of memory";  // short enough for a string without memory of its own
+
+void append(std::string& text, const std::string& part) {
     if (!text.empty()) text += ": ";
     text += part;
     while (text.ends_with('.')) text.pop_back();
+}
+
+// The class that a file is named after.
+std::string_view className(std::string_view file) {
+    file.remove_prefix(file.rfind('/') + 1);
+    return file.substr(0, file.find('.'));
 }
 
 }  // namespace
@@ -25,6 +35,7 @@ Failure::~Failure() {
     for (const Entry& entry : entries_) {
         if (entry.isMessage) Logger::gfx().error("%s", entry.text.c_str());
     }
+    if (outOfMemory_) Logger::gfx().error("Out of memory.");
 }
 
 Failure* Failure::current() noexcept {
@@ -34,9 +45,9 @@ Failure* Failure::current() noexcept {
 void Failure::because(const char* reason) noexcept {
     if (collecting == nullptr) return;
     try {
-        collecting->entries_.push_back({reason, false});
-    } catch (const std::exception&) {
-        // Without memory for it the reason is lost, not the failure.
+        collecting->add(reason, false);
+    } catch (const std::bad_alloc&) {
+        collecting->outOfMemory_ = true;
     }
 }
 
@@ -44,15 +55,51 @@ void Failure::because(const NSError& reason) noexcept {
     because(reason.localizedDescription().c_str());
 }
 
-void Failure::message(std::string text) {
-    entries_.push_back({std::move(text), true});
+void Failure::outOfMemory(const char* file, const char* function) noexcept {
+    errno = ENOMEM;
+    if (collecting != nullptr) {
+        collecting->outOfMemory_ = true;
+        return;
+    }
+    const std::string_view name = className(file);
+    Logger::gfx().error("Out of memory in %.*s::%s.", static_cast<int>(name.size()), name.data(), function);
 }
 
-NSError Failure::take() {
-    std::string text;
-    for (auto entry = entries_.rbegin(); entry != entries_.rend(); ++entry) add(text, entry->text);
-    entries_.clear();
-    return NSError(text.empty() ? "no reason was given" : std::move(text));
+void Failure::message(std::string text) noexcept {
+    add(std::move(text), true);
+}
+
+void Failure::add(std::string text, bool isMessage) noexcept {
+    try {
+        entries_.push_back({std::move(text), isMessage});
+    } catch (const std::bad_alloc&) {
+        outOfMemory_ = true;
+    }
+}
+
+NSError Failure::take() noexcept {
+    const bool lacked = std::exchange(outOfMemory_, false);
+    const std::vector<Entry> entries = std::exchange(entries_, {});
+    try {
+        std::string text;
+        for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) append(text, entry->text);
+        if (lacked && !text.ends_with(outOfMemoryText)) append(text, outOfMemoryText);
+        return NSError(text.empty() ? "no reason was given" : std::move(text));
+    } catch (const std::bad_alloc&) {
+        return NSError(outOfMemoryText);
+    }
+}
+
+Failure::Whole::Whole() noexcept {
+    ++wholes;
+}
+
+Failure::Whole::~Whole() {
+    --wholes;
+}
+
+bool Failure::isPart() noexcept {
+    return wholes > 0;
 }
 
 }  // namespace ondrix

@@ -1,4 +1,5 @@
 #include <ondrix/core/FrameworkBundle.h>
+#include <ondrix/platform/os/OutOfMemory.h>
 
 namespace ondrix {
 
@@ -9,7 +10,7 @@ constexpr char codeOfTheFramework = 0;
 }  // namespace
 
 std::shared_ptr<NSBundle> frameworkBundle() {
-    return NSBundle::bundleForClass({&codeOfTheFramework});
+    return os::orThrow([] { return NSBundle::bundleForClass({&codeOfTheFramework}); });
 }
 
 }  // namespace ondrix

@@ -1,5 +1,6 @@
+#include <cstddef>
 #include <cstdio>
-#include <exception>
+#include <new>
 #include <string>
 
 #include <ondrix/core/Failure.h>
@@ -20,11 +21,22 @@ namespace {
     return text;
 }
 
+// Stands in as long as there is no memory for the real one.
+const Logger& spareLogger() noexcept {
+    alignas(Logger) static std::byte memory[sizeof(Logger)];
+    static const Logger& logger = *new (memory) Logger("unknown", "gfx");  // texts that need no memory of their own
+    return logger;
+}
+
 }  // namespace
 
-const Logger& Logger::gfx() {
-    static const Logger* const logger = new Logger(os::mainSubsystem(), "gfx");
-    return *logger;
+const Logger& Logger::gfx() noexcept {
+    try {
+        static const Logger* const logger = new Logger(os::mainSubsystem(), "gfx");
+        return *logger;
+    } catch (const std::bad_alloc&) {
+        return spareLogger();
+    }
 }
 
 bool Logger::wantsErrors() noexcept {
@@ -34,11 +46,12 @@ bool Logger::wantsErrors() noexcept {
 void Logger::error(const char* format, ...) const noexcept {
     std::va_list arguments;
     va_start(arguments, format);
-    if (Failure* const failure = this == &gfx() ? Failure::current() : nullptr) {
+    const bool isOfTheFramework = this == &gfx() || this == &spareLogger();
+    if (Failure* const failure = isOfTheFramework ? Failure::current() : nullptr) {
         try {
             failure->message(formatted(format, arguments));
-        } catch (const std::exception&) {
-            // Without memory for it the reason is lost, not the failure.
+        } catch (const std::bad_alloc&) {
+            Failure::outOfMemory("", "");
         }
     } else if (isEnabled(os::LogType::error)) {
         write(os::LogType::error, format, arguments);

@@ -12,7 +12,7 @@ public:
     /// The logger that every problem of the framework is reported to, each as one message of level error under the
     /// category "gfx". Its subsystem is the main bundle's identifier, or the program's file name without one. Made on
     /// first use and never destroyed.
-    [[nodiscard]] static const Logger& gfx();
+    [[nodiscard]] static const Logger& gfx() noexcept;
 
     /// Logs the message. `gfx` tells it instead to a caller who asked for the reason by an `NSError*`, see `Failure`.
     [[gnu::format(printf, 2, 3)]] void error(const char* format, ...) const noexcept;

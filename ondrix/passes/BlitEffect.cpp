@@ -38,23 +38,25 @@ std::shared_ptr<BlitEffect> BlitEffect::make(IfMissing ifMissing, std::shared_pt
                                              std::shared_ptr<Texture> inputTexture,
                                              std::shared_ptr<Texture> outputTexture, PassType passType,
                                              MTLPixelFormat outputPixelFormat) {
-    std::shared_ptr<BlitRenderPass> renderPass;
-    std::shared_ptr<BlitComputePass> computePass;
-    std::shared_ptr<Pass> pass;
-    if (passType == PassType::computePass) {
-        pass = computePass =
-            BlitComputePass::make(ifMissing, device, std::move(inputTexture), std::move(outputTexture));
-    } else {
-        pass = renderPass = BlitRenderPass::make(ifMissing, device, std::move(inputTexture), std::move(outputTexture),
-                                                 outputPixelFormat);
-    }
-    if (pass == nullptr) return nullptr;
-    auto commandQueue = makeCommandQueue(*device, ifMissing);
-    if (commandQueue == nullptr) return nullptr;
-    const std::shared_ptr<BlitEffect> effect(
-        new BlitEffect(std::move(device), std::move(commandQueue), std::move(renderPass), std::move(computePass)));
-    effect->add(std::move(pass), "blit");
-    return effect;
+    return ofReadyMadeParts([&]() -> std::shared_ptr<BlitEffect> {
+        std::shared_ptr<BlitRenderPass> renderPass;
+        std::shared_ptr<BlitComputePass> computePass;
+        std::shared_ptr<Pass> pass;
+        if (passType == PassType::computePass) {
+            pass = computePass =
+                BlitComputePass::make(ifMissing, device, std::move(inputTexture), std::move(outputTexture));
+        } else {
+            pass = renderPass = BlitRenderPass::make(ifMissing, device, std::move(inputTexture),
+                                                     std::move(outputTexture), outputPixelFormat);
+        }
+        if (pass == nullptr) return nullptr;
+        auto commandQueue = makeCommandQueue(*device, ifMissing);
+        if (commandQueue == nullptr) return nullptr;
+        const std::shared_ptr<BlitEffect> effect(
+            new BlitEffect(std::move(device), std::move(commandQueue), std::move(renderPass), std::move(computePass)));
+        effect->add(std::move(pass), "blit");
+        return effect;
+    });
 }
 
 std::shared_ptr<Texture> BlitEffect::inputTexture() const {

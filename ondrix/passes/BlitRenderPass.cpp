@@ -41,25 +41,29 @@ std::shared_ptr<BlitRenderPass> BlitRenderPass::make(IfMissing ifMissing, std::s
                                                      std::shared_ptr<Texture> inputTexture,
                                                      std::shared_ptr<Texture> outputTexture,
                                                      MTLPixelFormat outputPixelFormat) {
-    assert(device != nullptr && inputTexture != nullptr && outputTexture != nullptr);
-    auto sampler = makeLinearSampler(*device);
-    if (sampler == nullptr) return lacks(ifMissing, "Failed to create sampler state for the BlitRenderPass.");
-    const auto library = frameworkShaderLibrary(*device, ifMissing);
-    if (library == nullptr) return nullptr;
-    auto shaders = library->makeShaders("Ondrix::Blit::VS_Main", "Ondrix::Blit::FS_Main");
-    if (!shaders) return lacks(ifMissing, "Failed to load shaders for BlitRenderPass.");
-    auto mesh = requiredQuadMesh(*device, ifMissing);
-    if (mesh == nullptr) return nullptr;
-    std::shared_ptr<BlitRenderPass> pass(
-        new BlitRenderPass(std::move(device), std::move(shaders.vertex), std::move(shaders.fragment), std::move(mesh),
-                           std::move(inputTexture), std::move(sampler), std::move(outputTexture), outputPixelFormat));
-    return ifMissing == IfMissing::fail && !pass->hasPipeline() ? nullptr : pass;
+    return ofReadyMadeParts([&]() -> std::shared_ptr<BlitRenderPass> {
+        assert(device != nullptr && inputTexture != nullptr && outputTexture != nullptr);
+        auto sampler = makeLinearSampler(*device);
+        if (sampler == nullptr) return lacks(ifMissing, "Failed to create sampler state for the BlitRenderPass.");
+        const auto library = frameworkShaderLibrary(*device, ifMissing);
+        if (library == nullptr) return nullptr;
+        auto shaders = library->makeShaders("Ondrix::Blit::VS_Main", "Ondrix::Blit::FS_Main");
+        if (!shaders) return lacks(ifMissing, "Failed to load shaders for BlitRenderPass.");
+        auto mesh = requiredQuadMesh(*device, ifMissing);
+        if (mesh == nullptr) return nullptr;
+        std::shared_ptr<BlitRenderPass> pass(new BlitRenderPass(
+            std::move(device), std::move(shaders.vertex), std::move(shaders.fragment), std::move(mesh),
+            std::move(inputTexture), std::move(sampler), std::move(outputTexture), outputPixelFormat));
+        return ifMissing == IfMissing::fail && !pass->hasPipeline() ? nullptr : pass;
+    });
 }
 
 void BlitRenderPass::set(std::shared_ptr<Texture> inputTexture) {
     assert(inputTexture != nullptr);
-    inputTexture_.swap(inputTexture);
-    fragmentShader()->setShaderResource(inputTexture_, 0);
+    Failure::wholeOrAbsent([&] {
+        fragmentShader()->setShaderResource(inputTexture, 0);
+        inputTexture_.swap(inputTexture);
+    });
 }
 
 }  // namespace ondrix

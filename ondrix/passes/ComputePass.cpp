@@ -20,15 +20,17 @@ ComputePass::ComputePass(std::shared_ptr<Device> device, std::shared_ptr<Shader>
 
 std::shared_ptr<ComputePass> ComputePass::create(std::shared_ptr<Device> device, std::shared_ptr<Shader> computeShader,
                                                  std::shared_ptr<Texture> outputTexture) {
-    return std::shared_ptr<ComputePass>(
-        new ComputePass(std::move(device), std::move(computeShader), std::move(outputTexture)));
+    return Failure::orAbsent([&] {
+        return std::shared_ptr<ComputePass>(
+            new ComputePass(std::move(device), std::move(computeShader), std::move(outputTexture)));
+    });
 }
 
 std::shared_ptr<ComputePass> ComputePass::create(std::shared_ptr<Device> device, std::shared_ptr<Shader> computeShader,
                                                  std::shared_ptr<Texture> outputTexture, NSError* error) {
     return Failure::toldTo(error, [&] {
         auto pass = create(std::move(device), std::move(computeShader), std::move(outputTexture));
-        return pass->hasPipeline() ? pass : nullptr;
+        return pass != nullptr && pass->hasPipeline() ? pass : nullptr;
     });
 }
 
@@ -47,28 +49,30 @@ ThreadGroupDispatchSize ComputePass::getThreadGroupDispatchSize(const MTLCompute
 }
 
 bool ComputePass::encode(MTLCommandBuffer& commandBuffer) {
-    if (outputTexture_->mtlTexture() == nullptr) {
-        Logger::gfx().error("Failed to encode compute pass: no output texture.");
-        return false;
-    }
-    const auto pipeline = pipelineState();
-    const auto encoder = pipeline != nullptr ? commandBuffer.makeComputeCommandEncoder() : nullptr;
-    if (encoder == nullptr) {
-        Failure::because(pipeline == nullptr ? "The pass has no pipeline."
-                                             : "The command buffer makes no compute encoder.");
-        return false;
-    }
+    return Failure::orAbsent([&] {
+        if (outputTexture_->mtlTexture() == nullptr) {
+            Logger::gfx().error("Failed to encode compute pass: no output texture.");
+            return false;
+        }
+        const auto pipeline = pipelineState();
+        const auto encoder = pipeline != nullptr ? commandBuffer.makeComputeCommandEncoder() : nullptr;
+        if (encoder == nullptr) {
+            Failure::because(pipeline == nullptr ? "The pass has no pipeline."
+                                                 : "The command buffer makes no compute encoder.");
+            return false;
+        }
 
-    encoder->setComputePipelineState(pipeline);
-    const bool encoded = shader_->encode(*encoder);
-    if (encoded) {
-        const auto [threadGroupSize, threadGroupsPerGrid] = getThreadGroupDispatchSize(*pipeline);
-        encoder->dispatchThreadgroups(threadGroupsPerGrid, threadGroupSize);
-    } else {
-        Logger::gfx().error("Failed to encode the compute shader '%s'.", shader_->mtlFunction()->name().c_str());
-    }
-    encoder->endEncoding();
-    return encoded;
+        encoder->setComputePipelineState(pipeline);
+        const bool encoded = shader_->encode(*encoder);
+        if (encoded) {
+            const auto [threadGroupSize, threadGroupsPerGrid] = getThreadGroupDispatchSize(*pipeline);
+            encoder->dispatchThreadgroups(threadGroupsPerGrid, threadGroupSize);
+        } else {
+            Logger::gfx().error("Failed to encode the compute shader '%s'.", shader_->mtlFunction()->name().c_str());
+        }
+        encoder->endEncoding();
+        return encoded;
+    });
 }
 
 void ComputePass::sourceResolutionDidChange(Int /*width*/, Int /*height*/) {}

@@ -1,4 +1,6 @@
 #include <cassert>
+#include <cerrno>
+#include <new>
 #include <utility>
 
 #include <ondrix/base/ClassName.h>
@@ -22,13 +24,20 @@ Effect::Effect(std::shared_ptr<Device> device, std::shared_ptr<MTLCommandQueue> 
 
 Effect::Effect(std::shared_ptr<Device> device) : device_(std::move(device)) {
     assert(device_ != nullptr);
+    errno = 0;
     commandQueue_ = makeCommandQueue(*device_, IfMissing::stopProcess);
+    if (commandQueue_ == nullptr) throw std::bad_alloc();
 }
 
 Effect::~Effect() = default;
 
+std::shared_ptr<const Effect::Passes> Effect::noPasses() noexcept {
+    static const Passes none;
+    return {std::shared_ptr<const Passes>(), &none};
+}
+
 std::shared_ptr<Effect> Effect::create(std::shared_ptr<Device> device) {
-    return std::shared_ptr<Effect>(new Effect(std::move(device)));
+    return Failure::orAbsent([&] { return std::shared_ptr<Effect>(new Effect(std::move(device))); });
 }
 
 std::shared_ptr<Effect> Effect::create(std::shared_ptr<Device> device, NSError* error) {
@@ -59,30 +68,36 @@ void Effect::setShouldWaitForCompletion(bool shouldWaitForCompletion) {
 
 void Effect::set(const std::string& property, const std::any& value) {
     const auto passes = passes_;
-    for (const auto& pass : *passes) {
-        if (pass->has(property)) pass->set(property, value);
-    }
+    Failure::orAbsent([&] {
+        for (const auto& pass : *passes) {
+            if (pass->has(property)) pass->set(property, value);
+        }
+    });
 }
 
 std::any Effect::get(const std::string& property) const {
     const auto passes = passes_;
-    for (const auto& pass : *passes) {
-        if (pass->has(property)) return pass->get(property);
-    }
-    return {};
+    return Failure::orAbsent([&]() -> std::any {
+        for (const auto& pass : *passes) {
+            if (pass->has(property)) return pass->get(property);
+        }
+        return {};
+    });
 }
 
 void Effect::add(std::shared_ptr<Pass> pass, const std::string& named) {
     assert(pass != nullptr);
-    auto longer = std::make_shared<Passes>(*passes_);
-    longer->push_back(pass);
-    passes_ = std::move(longer);
-    passMap_[named].swap(pass);
+    Failure::orAbsent([&] {
+        auto longer = std::make_shared<Passes>(*passes_);
+        longer->push_back(pass);
+        passMap_[named].swap(pass);
+        passes_ = std::move(longer);
+    });
 }
 
 void Effect::removeAllPasses() {
     // Destructors of passes run when both are empty.
-    const auto passes = std::exchange(passes_, std::make_shared<const Passes>());
+    const auto passes = std::exchange(passes_, noPasses());
     const auto passMap = std::exchange(passMap_, {});
 }
 
@@ -96,14 +111,16 @@ bool Effect::prepare() {
 }
 
 bool Effect::encode(MTLCommandBuffer& commandBuffer) {
-    const auto passes = passes_;
-    for (const auto& pass : *passes) {
-        if (!pass->encode(commandBuffer)) {
-            Logger::gfx().error("Failed encoding %s in the effect.", className(*pass).c_str());
-            return false;
+    return Failure::orAbsent([&] {
+        const auto passes = passes_;
+        for (const auto& pass : *passes) {
+            if (!pass->encode(commandBuffer)) {
+                Logger::gfx().error("Failed encoding %s in the effect.", className(*pass).c_str());
+                return false;
+            }
         }
-    }
-    return true;
+        return true;
+    });
 }
 
 bool Effect::encode(MTLCommandBuffer& commandBuffer, NSError* error) {
@@ -144,13 +161,14 @@ void Effect::didComplete(const MTLCommandBuffer& commandBuffer) {
     const auto delegate = this->delegate();
     if (delegate == nullptr) return;
     if (commandBuffer.status() == MTLCommandBufferStatus::error) {
-        delegate->effectDidFailGPUTasks(*this, commandBuffer.error().value_or(NSError()));
+        delegate->effectDidFailGPUTasks(*this,
+                                        Failure::orAbsent([&] { return commandBuffer.error(); }).value_or(NSError()));
     }
     delegate->effectDidCompleteGPUTasks(*this);
 }
 
 bool Effect::apply(std::shared_ptr<MTLDrawable> present) {
-    return run(std::move(present), shouldWaitForCompletion()) != nullptr;
+    return Failure::orAbsent([&] { return run(std::move(present), shouldWaitForCompletion()) != nullptr; });
 }
 
 bool Effect::apply(std::shared_ptr<MTLDrawable> present, NSError* error) {

@@ -90,7 +90,8 @@ private:
     std::shared_ptr<Device> device_;
     std::shared_ptr<MTLCommandQueue> commandQueue_;
     using Passes = std::vector<std::shared_ptr<Pass>>;
-    std::shared_ptr<const Passes> passes_ = std::make_shared<const Passes>();  ///< replaced, never changed
+    [[nodiscard]] static std::shared_ptr<const Passes> noPasses() noexcept;
+    std::shared_ptr<const Passes> passes_ = noPasses();  ///< replaced, never changed
     std::unordered_map<std::string, std::shared_ptr<Pass>> passMap_;
     WeakCell<EffectDelegate> delegate_;
     bool shouldWaitForCompletion_ = false;

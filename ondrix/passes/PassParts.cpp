@@ -5,7 +5,7 @@
 namespace ondrix {
 
 std::nullptr_t lacks(IfMissing ifMissing, const char* message) {
-    if (ifMissing == IfMissing::stopProcess) fatalError(message);
+    if (ifMissing == IfMissing::stopProcess && errno != ENOMEM) fatalError(message);
     Logger::gfx().error("%s", message);
     return nullptr;
 }

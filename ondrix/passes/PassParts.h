@@ -1,9 +1,11 @@
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 #include <memory>
 
 #include <ondrix/core/Device.h>
+#include <ondrix/core/Failure.h>
 #include <ondrix/resources/Sampler.h>
 #include <ondrix/shaders/Mesh.h>
 #include <ondrix/shaders/ShaderLibrary.h>
@@ -15,7 +17,16 @@ namespace ondrix {
 /// What becomes of a ready-made pass or effect that lacks a part of its own: the installation is broken then.
 enum class IfMissing : unsigned char { stopProcess, fail };
 
-/// Stops the process with the message, or logs it as the failure that it then is and returns null.
+/// Makes a ready-made pass or effect, as a whole or not at all.
+template <class Make>
+[[nodiscard]] auto ofReadyMadeParts(Make&& make, const char* file = __builtin_FILE(),
+                                    const char* function = __builtin_FUNCTION()) {
+    errno = 0;
+    return Failure::wholeOrAbsent(make, file, function);
+}
+
+/// Stops the process with the message, or logs it as the failure that it then is and returns null. That the platform
+/// had no memory for the part, which it says by `errno`, doesn't stop the process.
 std::nullptr_t lacks(IfMissing ifMissing, const char* message);
 
 /// Linear in both directions, clamped to the edge; null, with a message, when the device makes none.

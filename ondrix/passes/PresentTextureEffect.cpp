@@ -41,15 +41,17 @@ std::shared_ptr<PresentTextureEffect> PresentTextureEffect::make(IfMissing ifMis
                                                                  MTLPixelFormat outputPixelFormat,
                                                                  ContentMode contentMode, ImageRotation rotation,
                                                                  bool flipHorizontally) {
-    auto pass = PresentTexturePass::make(ifMissing, device, std::move(inputTexture), std::move(outputTexture),
-                                         outputPixelFormat, contentMode, rotation, flipHorizontally);
-    if (pass == nullptr) return nullptr;
-    auto commandQueue = makeCommandQueue(*device, ifMissing);
-    if (commandQueue == nullptr) return nullptr;
-    const std::shared_ptr<PresentTextureEffect> effect(new PresentTextureEffect(
-        std::move(device), std::move(commandQueue), pass, contentMode, rotation, flipHorizontally));
-    effect->add(std::move(pass), "present");
-    return effect;
+    return ofReadyMadeParts([&]() -> std::shared_ptr<PresentTextureEffect> {
+        auto pass = PresentTexturePass::make(ifMissing, device, std::move(inputTexture), std::move(outputTexture),
+                                             outputPixelFormat, contentMode, rotation, flipHorizontally);
+        if (pass == nullptr) return nullptr;
+        auto commandQueue = makeCommandQueue(*device, ifMissing);
+        if (commandQueue == nullptr) return nullptr;
+        const std::shared_ptr<PresentTextureEffect> effect(new PresentTextureEffect(
+            std::move(device), std::move(commandQueue), pass, contentMode, rotation, flipHorizontally));
+        effect->add(std::move(pass), "present");
+        return effect;
+    });
 }
 
 ContentMode PresentTextureEffect::contentMode() const {

@@ -75,28 +75,30 @@ std::shared_ptr<PresentTexturePass> PresentTexturePass::make(IfMissing ifMissing
                                                              std::shared_ptr<Texture> outputTexture,
                                                              MTLPixelFormat outputPixelFormat, ContentMode contentMode,
                                                              ImageRotation rotation, bool flipHorizontally) {
-    assert(device != nullptr && inputTexture != nullptr && outputTexture != nullptr);
-    constexpr unsigned char zeros[transformLength] = {};
-    auto constantBuffer = device->makeConstantBuffer(zeros, transformLength);
-    if (constantBuffer == nullptr) {
-        return lacks(ifMissing, "Failed to create constant buffer for the PresentTexturePass.");
-    }
-    auto sampler = makeLinearSampler(*device);
-    if (sampler == nullptr) return lacks(ifMissing, "Failed to create sampler state for the PresentTexturePass.");
-    const auto library = frameworkShaderLibrary(*device, ifMissing);
-    if (library == nullptr) return nullptr;
-    auto shaders = library->makeShaders("Ondrix::PresentTexture::VS_Main", "Ondrix::PresentTexture::FS_Main");
-    if (!shaders) return lacks(ifMissing, "Failed to load shaders for PresentTexturePass.");
-    auto mesh = requiredQuadMesh(*device, ifMissing);
-    if (mesh == nullptr) return nullptr;
-    std::shared_ptr<PresentTexturePass> pass(
-        new PresentTexturePass(std::move(device), std::move(shaders.vertex), std::move(shaders.fragment),
-                               std::move(mesh), std::move(outputTexture), outputPixelFormat,
-                               {std::move(inputTexture), std::move(sampler), std::move(constantBuffer), contentMode,
-                                rotation, flipHorizontally}));
-    if (ifMissing == IfMissing::fail && !pass->hasPipeline()) return nullptr;
-    pass->start();
-    return pass;
+    return ofReadyMadeParts([&]() -> std::shared_ptr<PresentTexturePass> {
+        assert(device != nullptr && inputTexture != nullptr && outputTexture != nullptr);
+        constexpr unsigned char zeros[transformLength] = {};
+        auto constantBuffer = device->makeConstantBuffer(zeros, transformLength);
+        if (constantBuffer == nullptr) {
+            return lacks(ifMissing, "Failed to create constant buffer for the PresentTexturePass.");
+        }
+        auto sampler = makeLinearSampler(*device);
+        if (sampler == nullptr) return lacks(ifMissing, "Failed to create sampler state for the PresentTexturePass.");
+        const auto library = frameworkShaderLibrary(*device, ifMissing);
+        if (library == nullptr) return nullptr;
+        auto shaders = library->makeShaders("Ondrix::PresentTexture::VS_Main", "Ondrix::PresentTexture::FS_Main");
+        if (!shaders) return lacks(ifMissing, "Failed to load shaders for PresentTexturePass.");
+        auto mesh = requiredQuadMesh(*device, ifMissing);
+        if (mesh == nullptr) return nullptr;
+        std::shared_ptr<PresentTexturePass> pass(
+            new PresentTexturePass(std::move(device), std::move(shaders.vertex), std::move(shaders.fragment),
+                                   std::move(mesh), std::move(outputTexture), outputPixelFormat,
+                                   {std::move(inputTexture), std::move(sampler), std::move(constantBuffer), contentMode,
+                                    rotation, flipHorizontally}));
+        if (ifMissing == IfMissing::fail && !pass->hasPipeline()) return nullptr;
+        pass->start();
+        return pass;
+    });
 }
 
 void PresentTexturePass::start() {
@@ -109,12 +111,15 @@ void PresentTexturePass::start() {
 
 void PresentTexturePass::set(std::shared_ptr<Texture> inputTexture) {
     assert(inputTexture != nullptr);
-    inputTexture_->remove(*this);
-    inputTexture_.swap(inputTexture);
-    inputTexture_->add(shared_from_this());
-    inputSize_ = inputTexture_->size();
-    updateTransform();
-    fragmentShader()->setShaderResource(inputTexture_, 0);
+    Failure::wholeOrAbsent([&] {
+        // What needs memory comes before anything is changed; the texture so far is still what `texture` listens to.
+        fragmentShader()->setShaderResource(inputTexture, 0);
+        if (inputTexture != inputTexture_) inputTexture->add(shared_from_this());
+        inputTexture_.swap(inputTexture);
+        if (inputTexture != inputTexture_) inputTexture->remove(*this);
+        inputSize_ = inputTexture_->size();
+        updateTransform();
+    });
 }
 
 void PresentTexturePass::set(ContentMode contentMode, ImageRotation rotation, bool flipHorizontally) {

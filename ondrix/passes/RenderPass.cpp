@@ -33,9 +33,11 @@ std::shared_ptr<RenderPass> RenderPass::create(std::shared_ptr<Device> device, s
                                                std::shared_ptr<Shader> fragmentShader, std::shared_ptr<Mesh> mesh,
                                                std::shared_ptr<Texture> outputTexture,
                                                MTLPixelFormat outputPixelFormat) {
-    return std::shared_ptr<RenderPass>(new RenderPass(std::move(device), std::move(vertexShader),
-                                                      std::move(fragmentShader), std::move(mesh),
-                                                      std::move(outputTexture), outputPixelFormat));
+    return Failure::orAbsent([&] {
+        return std::shared_ptr<RenderPass>(new RenderPass(std::move(device), std::move(vertexShader),
+                                                          std::move(fragmentShader), std::move(mesh),
+                                                          std::move(outputTexture), outputPixelFormat));
+    });
 }
 
 std::shared_ptr<RenderPass> RenderPass::create(std::shared_ptr<Device> device, std::shared_ptr<Shader> vertexShader,
@@ -45,28 +47,31 @@ std::shared_ptr<RenderPass> RenderPass::create(std::shared_ptr<Device> device, s
     return Failure::toldTo(error, [&] {
         auto pass = create(std::move(device), std::move(vertexShader), std::move(fragmentShader), std::move(mesh),
                            std::move(outputTexture), outputPixelFormat);
-        return pass->hasPipeline() ? pass : nullptr;
+        return pass != nullptr && pass->hasPipeline() ? pass : nullptr;
     });
 }
 
 bool RenderPass::encode(MTLCommandBuffer& commandBuffer) {
-    MTLRenderPassDescriptor descriptor;
-    descriptor.colorAttachment0Texture = outputTexture_->mtlTexture();
-    if (descriptor.colorAttachment0Texture == nullptr || pipelineState_ == nullptr) {
-        Failure::because(pipelineState_ == nullptr ? "The pass has no pipeline." : "The output texture has no image.");
-        return false;
-    }
-    descriptor.colorAttachment0LoadAction = MTLLoadAction::clear;
-    descriptor.colorAttachment0StoreAction = MTLStoreAction::store;
+    return Failure::orAbsent([&] {
+        MTLRenderPassDescriptor descriptor;
+        descriptor.colorAttachment0Texture = outputTexture_->mtlTexture();
+        if (descriptor.colorAttachment0Texture == nullptr || pipelineState_ == nullptr) {
+            Failure::because(pipelineState_ == nullptr ? "The pass has no pipeline."
+                                                       : "The output texture has no image.");
+            return false;
+        }
+        descriptor.colorAttachment0LoadAction = MTLLoadAction::clear;
+        descriptor.colorAttachment0StoreAction = MTLStoreAction::store;
 
-    const auto encoder = commandBuffer.makeRenderCommandEncoder(descriptor);
-    if (encoder == nullptr) {
-        Failure::because("The command buffer makes no render encoder.");
-        return false;
-    }
-    const bool encoded = encodeDraw(*encoder);
-    encoder->endEncoding();
-    return encoded;
+        const auto encoder = commandBuffer.makeRenderCommandEncoder(descriptor);
+        if (encoder == nullptr) {
+            Failure::because("The command buffer makes no render encoder.");
+            return false;
+        }
+        const bool encoded = encodeDraw(*encoder);
+        encoder->endEncoding();
+        return encoded;
+    });
 }
 
 bool RenderPass::encodeDraw(MTLRenderCommandEncoder& encoder) const {

@@ -79,12 +79,15 @@ bool savePicture(const Texture& texture, const std::filesystem::path& file, NSEr
 }
 
 std::shared_ptr<Texture> loadPicture(const std::shared_ptr<Device>& device, const void* bytes, Int length, bool sRGB,
-                                     NSError* error) {
+                                     NSError* error) try {
     assert(device != nullptr && bytes != nullptr && length >= 0);
     auto mtlTexture =
         MTKTextureLoader(device->mtlDevice())
             .newTexture(bytes, static_cast<std::uint64_t>(length), {{MTKTextureLoader::Option::SRGB, sRGB}}, error);
     return mtlTexture != nullptr ? device->makeTexture(std::move(mtlTexture)) : nullptr;
+} catch (const std::bad_alloc&) {
+    if (error != nullptr) *error = NSError("out of memory");
+    return nullptr;
 }
 
 }  // namespace ondrix

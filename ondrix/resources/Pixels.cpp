@@ -57,7 +57,7 @@ std::optional<Pixels> readPixels(const Texture& texture, NSError* error) try {
     return std::nullopt;
 }
 
-bool writePixels(Texture& texture, const void* bytes, Int bytesPerRow, NSError* error) {
+bool writePixels(Texture& texture, const void* bytes, Int bytesPerRow, NSError* error) try {
     assert(bytes != nullptr);
     const auto mtlTexture = texture.mtlTexture();
     if (mtlTexture == nullptr) {
@@ -73,6 +73,9 @@ bool writePixels(Texture& texture, const void* bytes, Int bytesPerRow, NSError* 
     if (!waitForDevice(texture, error)) return false;
     mtlTexture->replace(wholeOf(*mtlTexture), 0, bytes, static_cast<std::uint64_t>(bytesPerRow));
     return true;
+} catch (const std::bad_alloc&) {
+    tell(error, "out of memory");
+    return false;
 }
 
 }  // namespace ondrix

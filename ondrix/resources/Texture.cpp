@@ -45,7 +45,7 @@ void Texture::cleanup() {
 }
 
 void Texture::add(const std::shared_ptr<TextureDelegate>& delegate) {
-    delegates_.add(delegate);
+    Failure::orAbsent([&] { delegates_.add(delegate); });
 }
 
 void Texture::remove(const TextureDelegate& delegate) {
@@ -57,22 +57,24 @@ bool Texture::resize(Size2<Int> size) {
 }
 
 bool Texture::resize(Int width, Int height) {
-    const std::shared_ptr<Texture> self = weak_from_this().lock();  // an observer may drop the texture
-    auto current = mtlTexture();
-    if (current == nullptr) {
-        Logger::gfx().error("Failed to resize texture. The texture is not initialized yet.");
-        return false;
-    }
-    if (static_cast<Int>(current->width()) == width && static_cast<Int>(current->height()) == height) return true;
+    return Failure::orAbsent([&] {
+        const std::shared_ptr<Texture> self = weak_from_this().lock();  // an observer may drop the texture
+        auto current = mtlTexture();
+        if (current == nullptr) {
+            Logger::gfx().error("Failed to resize texture. The texture is not initialized yet.");
+            return false;
+        }
+        if (static_cast<Int>(current->width()) == width && static_cast<Int>(current->height()) == height) return true;
 
-    auto resized = device_->makeMTLTexture(width, height, current->pixelFormat(), current->usage());
-    if (resized == nullptr) return false;
-    mtlTexture_ = std::move(resized);
-    current = nullptr;  // gone before anybody hears of the new one
+        auto resized = device_->makeMTLTexture(width, height, current->pixelFormat(), current->usage());
+        if (resized == nullptr) return false;
+        mtlTexture_ = std::move(resized);
+        current = nullptr;  // gone before anybody hears of the new one
 
-    const Size2<Int> newSize(this->width(), this->height());
-    delegates_.invoke([this, newSize](TextureDelegate& delegate) { delegate.texture(*this, newSize); });
-    return true;
+        const Size2<Int> newSize(this->width(), this->height());
+        delegates_.invoke([&](TextureDelegate& delegate) { delegate.texture(*this, newSize); });
+        return true;
+    });
 }
 
 bool Texture::resize(Size2<Int> size, NSError* error) {

@@ -1,6 +1,7 @@
 #include <cassert>
 #include <utility>
 
+#include <ondrix/core/Failure.h>
 #include <ondrix/core/Logger.h>
 #include <ondrix/resources/UniformBuffer.h>
 #include <ondrix/shaders/Shader.h>
@@ -21,7 +22,7 @@ UniformBuffer::UniformBuffer(std::shared_ptr<Device> device) : device_(std::move
 }
 
 std::shared_ptr<UniformBuffer> UniformBuffer::create(std::shared_ptr<Device> device) {
-    return std::shared_ptr<UniformBuffer>(new UniformBuffer(std::move(device)));
+    return Failure::orAbsent([&] { return std::shared_ptr<UniformBuffer>(new UniformBuffer(std::move(device))); });
 }
 
 ShaderResourceType UniformBuffer::resourceType() const {

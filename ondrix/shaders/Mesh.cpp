@@ -52,8 +52,10 @@ Mesh::Mesh(std::shared_ptr<Device> device, std::shared_ptr<MeshDescriptor> descr
 
 std::shared_ptr<Mesh> Mesh::create(std::shared_ptr<Device> device, std::shared_ptr<MeshDescriptor> descriptor,
                                    const void* vertexData, const void* indexData) {
-    const std::shared_ptr<Mesh> mesh(new Mesh(std::move(device), std::move(descriptor)));
-    return mesh->start(vertexData, indexData) ? mesh : nullptr;
+    return Failure::orAbsent([&] {
+        const std::shared_ptr<Mesh> mesh(new Mesh(std::move(device), std::move(descriptor)));
+        return mesh->start(vertexData, indexData) ? mesh : nullptr;
+    });
 }
 
 std::shared_ptr<Mesh> Mesh::create(std::shared_ptr<Device> device, std::shared_ptr<MeshDescriptor> descriptor,

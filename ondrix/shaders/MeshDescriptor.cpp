@@ -1,5 +1,6 @@
 #include <utility>
 
+#include <ondrix/core/Failure.h>
 #include <ondrix/shaders/MeshDescriptor.h>
 
 namespace ondrix {
@@ -17,8 +18,10 @@ MeshDescriptor::MeshDescriptor(MTLPrimitiveType primitiveType, Int vertexCount, 
 std::shared_ptr<MeshDescriptor> MeshDescriptor::create(MTLPrimitiveType primitiveType, Int vertexCount,
                                                        Int vertexStride, Int vertexBufferOffset, Int indexCount,
                                                        MTLIndexType indexType, Int indexBufferOffset) {
-    return std::shared_ptr<MeshDescriptor>(new MeshDescriptor(
-        primitiveType, vertexCount, vertexStride, vertexBufferOffset, indexCount, indexType, indexBufferOffset));
+    return Failure::orAbsent([&] {
+        return std::shared_ptr<MeshDescriptor>(new MeshDescriptor(
+            primitiveType, vertexCount, vertexStride, vertexBufferOffset, indexCount, indexType, indexBufferOffset));
+    });
 }
 
 MTLPrimitiveType MeshDescriptor::primitiveType() const {
@@ -78,7 +81,8 @@ void MeshDescriptor::setVertexAttributeDescriptors(VertexAttributeDescriptors ve
 }
 
 void MeshDescriptor::addVertexAttribute(MTLVertexFormat format, Int offset, Int bufferIndex) {
-    vertexAttributeDescriptors_.push_back(VertexAttributeDescriptor::create(format, offset, bufferIndex));
+    Failure::wholeOrAbsent(
+        [&] { vertexAttributeDescriptors_.push_back(VertexAttributeDescriptor::create(format, offset, bufferIndex)); });
 }
 
 }  // namespace ondrix

@@ -2,6 +2,7 @@
 #include <string_view>
 #include <utility>
 
+#include <ondrix/core/Failure.h>
 #include <ondrix/core/Logger.h>
 #include <ondrix/shaders/Shader.h>
 
@@ -22,19 +23,23 @@ void Shader::cleanup() {}
 
 void Shader::setShaderResource(std::shared_ptr<ShaderResource> resource, Int index) {
     assert(resource != nullptr);
-    const ShaderResourceKey key{index, resource->resourceType()};
-    changeableResources()[key].swap(resource);  // the old one goes when the map is in order again
+    Failure::orAbsent([&] {
+        const ShaderResourceKey key{index, resource->resourceType()};
+        changeableResources()[key].swap(resource);  // the old one goes when the map is in order again
+    });
 }
 
 void Shader::removeShaderResource(ShaderResourceType type, Int index) {
-    changeableResources().extract({index, type});
+    if (shaderResMap_ == nullptr) return;
+    Failure::orAbsent([&] { changeableResources().extract({index, type}); });
 }
 
 void Shader::clearShaderResources() {
-    std::exchange(shaderResMap_, std::make_shared<ResourceMap>());
+    std::exchange(shaderResMap_, nullptr);
 }
 
 Shader::ResourceMap& Shader::changeableResources() {
+    if (shaderResMap_ == nullptr) shaderResMap_ = std::make_shared<ResourceMap>();
     if (shaderResMap_.use_count() > 1) shaderResMap_ = std::make_shared<ResourceMap>(*shaderResMap_);
     return *shaderResMap_;
 }
@@ -42,6 +47,7 @@ Shader::ResourceMap& Shader::changeableResources() {
 template <class Encoder>
 bool Shader::bindResources(Encoder& encoder) const {
     const std::shared_ptr<const ResourceMap> resources = shaderResMap_;
+    if (resources == nullptr) return true;
     for (const auto& [key, resource] : *resources) {
         if (!resource->bind(encoder, *this, key.index)) return false;
     }

@@ -61,7 +61,7 @@ private:
     std::shared_ptr<Device> device_;
     ShaderType shaderType_;
     std::shared_ptr<MTLFunction> mtlFunction_;
-    std::shared_ptr<ResourceMap> shaderResMap_ = std::make_shared<ResourceMap>();  ///< shared with who walks over it
+    std::shared_ptr<ResourceMap> shaderResMap_;  ///< null for none; shared with who walks over it
 };
 
 }  // namespace ondrix

@@ -16,12 +16,14 @@ void ShaderLibrary::prepareForRelease() {}
 void ShaderLibrary::cleanup() {}
 
 std::shared_ptr<Shader> ShaderLibrary::makeShader(const std::string& name, ShaderType as) {
-    auto mtlFunction = mtlLibrary_->makeFunction(name);
-    if (mtlFunction == nullptr) {
-        Logger::gfx().error("Failed to load shader function '%s' from library.", name.c_str());
-        return nullptr;
-    }
-    return std::shared_ptr<Shader>(new Shader(device_, as, std::move(mtlFunction)));
+    return Failure::orAbsent([&]() -> std::shared_ptr<Shader> {
+        auto mtlFunction = mtlLibrary_->makeFunction(name);
+        if (mtlFunction == nullptr) {
+            Logger::gfx().error("Failed to load shader function '%s' from library.", name.c_str());
+            return nullptr;
+        }
+        return std::shared_ptr<Shader>(new Shader(device_, as, std::move(mtlFunction)));
+    });
 }
 
 RenderShaders ShaderLibrary::makeShaders(const std::string& vertexShader, const std::string& fragmentShader) {
@@ -31,16 +33,18 @@ RenderShaders ShaderLibrary::makeShaders(const std::string& vertexShader, const 
 }
 
 std::vector<std::string> ShaderLibrary::functionNames(ShaderType of) const {
-    const auto kind = of == ShaderType::computeShader    ? MTLFunctionType::kernel
-                      : of == ShaderType::fragmentShader ? MTLFunctionType::fragment
-                                                         : MTLFunctionType::vertex;
-    std::vector<std::string> names = mtlLibrary_->functionNames();
-    std::erase_if(names, [&](const std::string& name) {
-        const auto function = mtlLibrary_->makeFunction(name);
-        return function == nullptr || function->functionType() != kind;
+    return Failure::orAbsent([&] {
+        const auto kind = of == ShaderType::computeShader    ? MTLFunctionType::kernel
+                          : of == ShaderType::fragmentShader ? MTLFunctionType::fragment
+                                                             : MTLFunctionType::vertex;
+        std::vector<std::string> names = mtlLibrary_->functionNames();
+        std::erase_if(names, [&](const std::string& name) {
+            const auto function = mtlLibrary_->makeFunction(name);
+            return function == nullptr || function->functionType() != kind;
+        });
+        std::sort(names.begin(), names.end());
+        return names;
     });
-    std::sort(names.begin(), names.end());
-    return names;
 }
 
 std::shared_ptr<Shader> ShaderLibrary::makeShader(const std::string& name, ShaderType as, NSError* error) {

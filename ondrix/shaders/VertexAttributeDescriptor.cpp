@@ -1,3 +1,4 @@
+#include <ondrix/core/Failure.h>
 #include <ondrix/shaders/VertexAttributeDescriptor.h>
 
 namespace ondrix {
@@ -7,7 +8,9 @@ VertexAttributeDescriptor::VertexAttributeDescriptor(MTLVertexFormat format, Int
 
 std::shared_ptr<VertexAttributeDescriptor> VertexAttributeDescriptor::create(MTLVertexFormat format, Int offset,
                                                                              Int bufferIndex) {
-    return std::shared_ptr<VertexAttributeDescriptor>(new VertexAttributeDescriptor(format, offset, bufferIndex));
+    return Failure::orAbsent([&] {
+        return std::shared_ptr<VertexAttributeDescriptor>(new VertexAttributeDescriptor(format, offset, bufferIndex));
+    });
 }
 
 MTLVertexFormat VertexAttributeDescriptor::format() const {

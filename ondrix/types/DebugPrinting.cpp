@@ -1,5 +1,6 @@
 #include <cstdio>
 #include <initializer_list>
+#include <new>
 #include <string>
 
 #include <ondrix/types/DebugPrinting.h>
@@ -17,7 +18,7 @@ void append(std::string& line, const char* format, double component) {
     line.pop_back();
 }
 
-void printLine(std::initializer_list<float> components, const char* format) {
+void printLine(std::initializer_list<float> components, const char* format) try {
     std::string line;
     for (const float& component : components) {
         if (&component != components.begin()) line += ", ";
@@ -25,6 +26,8 @@ void printLine(std::initializer_list<float> components, const char* format) {
     }
     line += '\n';
     std::fwrite(line.data(), 1, line.size(), stdout);
+} catch (const std::bad_alloc&) {
+    std::puts("out of memory");
 }
 
 }  // namespace

@@ -1,6 +1,9 @@
 #include <cassert>
+#include <cerrno>
+#include <new>
 #include <utility>
 
+#include <ondrix/core/Failure.h>
 #include <ondrix/core/Logger.h>
 #include <ondrix/video/AVPlayerItemFrameSource.h>
 
@@ -11,31 +14,45 @@ AVPlayerItemFrameSource::AVPlayerItemFrameSource(std::shared_ptr<AVPlayerItem> p
       videoOutput_(AVPlayerItemVideoOutput::create(
           {{kCVPixelBufferPixelFormatTypeKey, std::int64_t{kCVPixelFormatType_32BGRA}}})) {
     assert(playerItem_ != nullptr);
+    if (videoOutput_ == nullptr) throw std::bad_alloc();
 }
 
 std::shared_ptr<AVPlayerItemFrameSource> AVPlayerItemFrameSource::create(std::shared_ptr<AVPlayerItem> playerItem) {
-    std::shared_ptr<AVPlayerItemFrameSource> source(new AVPlayerItemFrameSource(std::move(playerItem)));
-    source->start();
-    return source;
+    return Failure::wholeOrAbsent([&] {
+        std::shared_ptr<AVPlayerItemFrameSource> source(new AVPlayerItemFrameSource(std::move(playerItem)));
+        try {
+            source->start();
+        } catch (const std::bad_alloc&) {
+            if (source->displayLink_ != nullptr) source->displayLink_->invalidate();
+            source->playerItem_->remove(source->videoOutput_);
+            throw;
+        }
+        return source;
+    });
 }
 
 void AVPlayerItemFrameSource::start() {
+    errno = 0;
     playerItem_->add(videoOutput_);
     displayLink_ = CADisplayLink::create(shared_from_this(), &AVPlayerItemFrameSource::displayLinkDidFire);
-    displayLink_->add(NSRunLoop::main());
+    if (displayLink_ != nullptr) displayLink_->add(NSRunLoop::main());
+    if (displayLink_ == nullptr || errno == ENOMEM) throw std::bad_alloc();
 }
 
 void AVPlayerItemFrameSource::displayLinkDidFire() {
-    const auto self = shared_from_this();  // a listener may destroy the source
-    const CMTime time = playerItem_->currentTime();
-    if (!videoOutput_->hasNewPixelBuffer(time)) return;
-    const auto pixelBuffer = videoOutput_->copyPixelBuffer(time, nullptr);
-    if (pixelBuffer == nullptr) {
-        Logger::gfx().error("Failed to copy pixel buffer from the latest video frame.");
-        return;
-    }
-    delegates_.invoke(
-        [this, &pixelBuffer](VideoFrameSourceDelegate& delegate) { delegate.videoFrameSource(*this, pixelBuffer); });
+    Failure::orAbsent([&] {
+        const auto self = shared_from_this();  // a listener may destroy the source
+        const CMTime time = playerItem_->currentTime();
+        if (!videoOutput_->hasNewPixelBuffer(time)) return;
+        const auto pixelBuffer = videoOutput_->copyPixelBuffer(time, nullptr);
+        if (pixelBuffer == nullptr) {
+            Logger::gfx().error("Failed to copy pixel buffer from the latest video frame.");
+            return;
+        }
+        delegates_.invoke([this, &pixelBuffer](VideoFrameSourceDelegate& delegate) {
+            delegate.videoFrameSource(*this, pixelBuffer);
+        });
+    });
 }
 
 void AVPlayerItemFrameSource::destroy() {
@@ -47,7 +64,7 @@ void AVPlayerItemFrameSource::destroy() {
 }
 
 void AVPlayerItemFrameSource::add(const std::shared_ptr<VideoFrameSourceDelegate>& delegate) {
-    delegates_.add(delegate);
+    Failure::orAbsent([&] { delegates_.add(delegate); });
 }
 
 void AVPlayerItemFrameSource::remove(const VideoFrameSourceDelegate& delegate) {

@@ -1,13 +1,14 @@
 #include <cassert>
 #include <utility>
 
+#include <ondrix/core/Failure.h>
 #include <ondrix/core/Logger.h>
 #include <ondrix/video/CMSampleBufferFrameSource.h>
 
 namespace ondrix {
 
 std::shared_ptr<CMSampleBufferFrameSource> CMSampleBufferFrameSource::create() {
-    return std::shared_ptr<CMSampleBufferFrameSource>(new CMSampleBufferFrameSource);
+    return Failure::orAbsent([&] { return std::shared_ptr<CMSampleBufferFrameSource>(new CMSampleBufferFrameSource); });
 }
 
 std::shared_ptr<CMSampleBuffer> CMSampleBufferFrameSource::sampleBuffer() const {
@@ -20,7 +21,7 @@ void CMSampleBufferFrameSource::destroy() {
 }
 
 void CMSampleBufferFrameSource::add(const std::shared_ptr<VideoFrameSourceDelegate>& delegate) {
-    delegates_.add(delegate);
+    Failure::orAbsent([&] { delegates_.add(delegate); });
 }
 
 void CMSampleBufferFrameSource::remove(const VideoFrameSourceDelegate& delegate) {
@@ -28,16 +29,19 @@ void CMSampleBufferFrameSource::remove(const VideoFrameSourceDelegate& delegate)
 }
 
 void CMSampleBufferFrameSource::processFrame(std::shared_ptr<CMSampleBuffer> sampleBuffer) {
-    assert(sampleBuffer != nullptr);
-    const auto pixelBuffer = CMSampleBufferGetImageBuffer(*sampleBuffer);
-    if (pixelBuffer == nullptr) {
-        Logger::gfx().error("Failed to get pixel buffer from sample buffer");
-        return;
-    }
-    const auto self = shared_from_this();  // a listener may drop the source
-    sampleBuffer_ = std::move(sampleBuffer);
-    delegates_.invoke(
-        [this, &pixelBuffer](VideoFrameSourceDelegate& delegate) { delegate.videoFrameSource(*this, pixelBuffer); });
+    Failure::orAbsent([&] {
+        assert(sampleBuffer != nullptr);
+        const auto pixelBuffer = CMSampleBufferGetImageBuffer(*sampleBuffer);
+        if (pixelBuffer == nullptr) {
+            Logger::gfx().error("Failed to get pixel buffer from sample buffer");
+            return;
+        }
+        const auto self = shared_from_this();  // a listener may drop the source
+        sampleBuffer_ = std::move(sampleBuffer);
+        delegates_.invoke([this, &pixelBuffer](VideoFrameSourceDelegate& delegate) {
+            delegate.videoFrameSource(*this, pixelBuffer);
+        });
+    });
 }
 
 }  // namespace ondrix

@@ -2,6 +2,7 @@
 #include <optional>
 #include <utility>
 
+#include <ondrix/core/Failure.h>
 #include <ondrix/video/RenderViewDelegate.h>
 #include <ondrix/video/RenderViewTexture.h>
 
@@ -33,7 +34,7 @@ void RenderViewTexture::drawableSizeWillChange(CGSize size) {
     const auto height = truncated(size.height);
     if (!width || !height) return;
     const Size2<Int> newSize(*width, *height);
-    delegates().invoke([this, newSize](TextureDelegate& delegate) { delegate.texture(*this, newSize); });
+    delegates().invoke([&](TextureDelegate& delegate) { delegate.texture(*this, newSize); });
 }
 
 std::shared_ptr<MTLTexture> RenderViewTexture::mtlTexture() const {

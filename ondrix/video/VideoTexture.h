@@ -44,7 +44,9 @@ protected:
 private:
     friend class Device;
 
-    std::shared_ptr<FrameAvailable> onFrameAvailable_;  ///< never null; shared with a call that is just running
+    [[nodiscard]] static std::shared_ptr<FrameAvailable> shared(FrameAvailable callback);
+
+    std::shared_ptr<FrameAvailable> onFrameAvailable_;  ///< null for nobody; shared with a call that is just running
     std::shared_ptr<VideoFrameSource> source_;
     Size2<Int> currSize_{1, 1};
 };
