@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include <tests/support/FailureSites.h>
+
 #include <ondrix/platform/metal/MTLDevice.h>
 
 namespace ondrix::test {
@@ -85,7 +87,7 @@ struct RecordedEncoder final : MTLRenderCommandEncoder, MTLComputeCommandEncoder
 struct RecordingDevice final : MTLDevice {
     Calls calls;
     std::set<std::string> refused;       ///< names of operations, or of functions of a library
-    int allocationsToRefusal = 0;        ///< that one, and only that, of textures and buffers is refused; 0 for none
+    int callsToRefusal = 0;              ///< that one, and only that, of all that can be refused; 0 for none
     std::optional<NSError> nextError;    ///< of the next command buffer that is committed
     MTLRenderPassDescriptor renderPass;  ///< the last one
     MTLRenderPipelineDescriptor renderPipeline;
@@ -104,12 +106,12 @@ struct RecordingDevice final : MTLDevice {
     }
     std::shared_ptr<MTLTexture> makeTexture(const MTLTextureDescriptor& d) override {
         record(calls, "makeTexture", static_cast<std::int64_t>(d.width), static_cast<std::int64_t>(d.height));
-        return refusesMemory("makeTexture") ? nullptr : system->makeTexture(d);
+        return refuses("makeTexture") ? nullptr : system->makeTexture(d);
     }
     std::shared_ptr<MTLTexture> makeTexture(const MTLTextureDescriptor& d, std::shared_ptr<IOSurface> surface,
                                             std::uint64_t plane) override {
         record(calls, "wrapPlane", static_cast<std::int64_t>(plane), static_cast<std::int64_t>(d.pixelFormat));
-        const bool isRefused = refusesMemory("wrapPlane") || refuses("wrapPlane " + std::to_string(plane));
+        const bool isRefused = refuses("wrapPlane", "wrapPlane " + std::to_string(plane));
         return isRefused ? nullptr : system->makeTexture(d, std::move(surface), plane);
     }
     std::shared_ptr<MTLBuffer> makeBuffer(std::int64_t length, MTLResourceOptions options) override {
@@ -188,9 +190,11 @@ private:
         RecordingDevice& device;
     };
 
-    bool refuses(const std::string& operation) const { return refused.contains(operation); }
-    bool refusesMemory(const std::string& operation) {
-        return (allocationsToRefusal > 0 && --allocationsToRefusal == 0) || refuses(operation);
+    bool refuses(const std::string& operation, const std::string& moreExactly = {}) {
+        const bool isItsTurn = callsToRefusal > 0 && --callsToRefusal == 0;
+        if (!isItsTurn && !refused.contains(operation) && !refused.contains(moreExactly)) return false;
+        recordFailureSite();
+        return true;
     }
     template <class Object, class Argument>
     std::shared_ptr<Object> unlessRefused(const std::string& operation, Argument&& argument, NSError* error = nullptr) {
@@ -200,7 +204,7 @@ private:
     }
     std::shared_ptr<MTLBuffer> made(std::int64_t length, std::shared_ptr<MTLBuffer> buffer) {
         record(calls, "makeBuffer", length);
-        if (refusesMemory("makeBuffer") || refuses("makeBuffer " + std::to_string(length))) return nullptr;
+        if (refuses("makeBuffer", "makeBuffer " + std::to_string(length))) return nullptr;
         return buffers.emplace_back(std::move(buffer));
     }
 
