@@ -147,6 +147,27 @@ TEST_F(PlayerTest, GoesWhileItsOutputIsFull) {
     EXPECT_NE(output->copyPixelBuffer(kCMTimeZero, nullptr), nullptr);
 }
 
+// A race between those who operate an item: each sees the output that it added filled, and the item goes on.
+TEST_F(PlayerTest, AnItemServesSeveralThreads) {
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < 3; ++thread) {
+        threads.emplace_back([this, thread] {
+            for (int round = 0; round < 20; ++round) {
+                const auto own = makeOutput();
+                item->add(own);
+                item->seek(CMTimeMake(round * 3 + thread, 50));
+                item->setRate(thread);
+                EXPECT_TRUE(CMTIME_IS_NUMERIC(item->currentTime()) && item->presentationSize().width == 64);
+                while (!own->hasNewPixelBuffer(item->duration())) std::this_thread::yield();
+                item->remove(own);
+            }
+        });
+    }
+    threads.clear();
+    item->seek(CMTimeMake(1, 1));
+    EXPECT_EQ(next(*output), 25);
+}
+
 // A race or a deadlock between the decoding thread, the device's threads and the main thread; a frame of a source that
 // is gone, or of another size than the view's.
 TEST_F(PlayerTest, SurvivesSeekingResizingAndDestroying) {

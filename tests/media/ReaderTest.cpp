@@ -161,6 +161,16 @@ TEST_F(ReaderTest, BadFilesAreRefusedWithTheReason) {
     }
 }
 
+// A reader that goes on, or reports as a failure that it was cancelled.
+TEST_F(ReaderTest, AnotherThreadMayCancel) {
+    const auto reader = open(numbered("ffv1", {1, 25}, evenTimes(30)).write(path("movie.mkv")));
+    EXPECT_NE(reader->copyNextSampleBuffer(), nullptr);
+    const std::jthread canceller([&] { reader->cancel(); });
+    while (reader->copyNextSampleBuffer() != nullptr || reader->seek(kCMTimeZero)) {
+    }
+    EXPECT_EQ(reader->error(), std::nullopt);
+}
+
 // A slow consumer that holds up the source, and the newest being dropped instead of the oldest.
 TEST(LiveSourceTest, DropsTheOldestWhenNobodyTakesThem) {
     const auto source =
