@@ -23,8 +23,12 @@ namespace fs = std::filesystem;
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr unsigned secondsForOne = 60;
+#ifdef SANITIZED
+constexpr long largestMemory = 4 << 20;  // KiB; sanitizers keep what was freed
+#else
 constexpr long largestMemory = 1 << 20;  // KiB
-constexpr int mostLost = 10;             // then something is wrong that more inputs tell nothing about
+#endif
+constexpr int mostLost = 10;  // then something is wrong that more inputs tell nothing about
 
 std::vector<Bytes> readCorpus(const fs::path& folder) {
     std::vector<fs::path> files;
