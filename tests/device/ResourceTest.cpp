@@ -60,6 +60,7 @@ TEST(Libraries, AreRefusedWhereOthersMayChangeThem) {
     const TemporaryFolder folder;
     std::ignore = folder.write("above/one.oxlib/plain.so", "no module");
     fs::create_symlink("above", folder.path() / "link");
+    fs::create_symlink(folder.write("elsewhere/plain.so", "no module"), folder.makeFolder("linked.oxlib") / "plain.so");
     const char *opened = "cannot be opened", *changed = "can be changed by other users";
     const struct {
         const char* path;
@@ -72,6 +73,9 @@ TEST(Libraries, AreRefusedWhereOthersMayChangeThem) {
         {"above", 0777, "above/one.oxlib", changed},
         {"above", 0777, "link/one.oxlib", changed},
         {"above/one.oxlib", 0777, "above/one.oxlib", changed},
+        {"elsewhere", 0755, "linked.oxlib", opened},
+        {"elsewhere", 0777, "linked.oxlib", changed},
+        {"linked.oxlib", 0777, "linked.oxlib", changed},
         {"above/one.oxlib", 01777, "above/one.oxlib/", changed},
         {"above/one.oxlib/plain.so", 0646, "above/one.oxlib", changed},
         {"above/one.oxlib/plain.so", 0644, "above/one.oxlib", "belongs to another user", true},

@@ -99,6 +99,7 @@ std::string reasonToDistrust(const fs::path& module) {
         struct stat status {};
         if (lstat(path.c_str(), &status) != 0) return "'" + path.string() + "' cannot be examined";
         if (!trusted.isOwner(status.st_uid)) return "'" + path.string() + "' belongs to another user";
+        if (S_ISLNK(status.st_mode)) continue;  // has no rights of its own
         const bool isShared =
             S_ISDIR(status.st_mode) && (status.st_mode & S_ISVTX) != 0 && path != module.parent_path();
         const bool groupMayWrite =

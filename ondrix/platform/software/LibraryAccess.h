@@ -7,7 +7,7 @@ namespace ondrix::software {
 
 /// Why a module of a shader library should not be opened, which runs whatever code it holds: somebody besides this
 /// process's effective user and root may change the module, its folder or a folder above, so the reason names that
-/// one. Empty where nobody may. `module` is a canonical path.
+/// one. Empty where nobody may. `module` is a path without links, but for its last name.
 ///
 /// Nobody else may: the owner is one of the two, and nobody else may write. Groups that don't count as somebody else
 /// are root's, the one that bears the user's own name, and any that root lets write to what is root's. A folder in
