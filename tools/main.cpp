@@ -15,6 +15,12 @@ namespace {
 constexpr int failed = 1;
 constexpr int wrongUsage = 2;
 
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // which aren't ready so early
+// The program's libraries take long to set themselves up, so what handles interruptions comes before them.
+[[gnu::used,
+  gnu::section(".preinit_array")]] void (*const beforeLibraries)() = ondrix::tools::Interruption::handleSignals;
+#endif
+
 int run(int argc, char** argv) {
     using namespace ondrix::tools;
     CLI::App program("Runs pictures and video frames through Ondrix", "ondrix");

@@ -51,7 +51,13 @@ extern "C" int open(const char* path, int flags, ...) {
     return static_cast<int>(openFile(path, flags, mode));
 }
 
-/// FAULT_THREADS=N: only the first N threads start. FAULT_INTERRUPTION=N: SIGTERM comes just before thread N, from 0.
+__attribute__((constructor)) static void interruptStart() {
+    const char* const interruption = std::getenv("FAULT_INTERRUPTION");
+    if (interruption != nullptr && std::atoi(interruption) < 0) raise(SIGTERM);
+}
+
+/// FAULT_THREADS=N: only the first N threads start. FAULT_INTERRUPTION=N: SIGTERM comes just before thread N, from 0;
+/// when the program starts for -1.
 extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*function)(void*),
                               void* argument) {
     static std::atomic<int> threadCount = 0;

@@ -107,8 +107,8 @@ TEST_F(VideoCommand, AnInterruptionCompletesTheMovie) {
     EXPECT_THAT(names(), UnorderedElementsAre("moved.mkv", "moved.interrupted.mkv"));
 }
 
-// An interruption that is taken for an input without frames or for a failure, or that isn't seen: with each thread that
-// starts, from those that decode to those that draw.
+// An interruption that is taken for an input without frames or for a failure, or that isn't seen: when the program
+// starts, and with each thread, from those that decode to those that draw.
 TEST_F(VideoCommand, IsInterruptedAtAnyMoment) {
     if (!hasFaults) GTEST_SKIP();
     std::vector<std::int64_t> times(200);
@@ -118,7 +118,7 @@ TEST_F(VideoCommand, IsInterruptedAtAnyMoment) {
                                   {"frame", clip, out, "--at", "0"},
                                   {"play", clip, "--headless"}}) {
         bool isInterrupted = true;
-        int thread = 0;
+        int thread = -1;
         for (; isInterrupted; ++thread) {
             std::filesystem::remove(moved);
             const Outcome outcome = runOndrix(arguments, withFaults({"FAULT_INTERRUPTION=" + std::to_string(thread)}));

@@ -32,7 +32,7 @@ Interruption::~Interruption() {
     interrupted = nullptr;
 }
 
-void Interruption::handleSignals() noexcept {
+void Interruption::handleSignals() {
     struct sigaction action {};
     action.sa_handler = interrupt;
     action.sa_flags = SA_RESTART;  // so that no write fails half-way

@@ -19,8 +19,9 @@ public:
     [[nodiscard]] bool requested() const noexcept { return event_.hasHappened(); }
     [[nodiscard]] const Event& event() const noexcept { return event_; }
 
-    /// Has the program handle the signals from now on, unless its caller ignores them.
-    static void handleSignals() noexcept;
+    /// Has the program handle the signals from now on, unless its caller ignores them. May be called before anything
+    /// else of the program has run.
+    static void handleSignals();
 
 private:
     const Event& event_;  ///< never released: a signal may announce it on any thread
