@@ -17,7 +17,7 @@ class BlitRenderPass;
 class BlitEffect : public Effect {
 public:
     /// `outputPixelFormat` is that of the output; a compute pass doesn't look at it. Stops the process with a message
-    /// when a part is missing.
+    /// when a part is missing; null, with a message, without memory.
     [[nodiscard]] static std::shared_ptr<BlitEffect> create(std::shared_ptr<Device> device,
                                                             std::shared_ptr<Texture> inputTexture,
                                                             std::shared_ptr<Texture> outputTexture, PassType passType,

@@ -14,7 +14,7 @@ enum class IfMissing : unsigned char;
 class BlitRenderPass : public RenderPass {
 public:
     /// Stops the process with a message when the sampler, the framework's shader library, one of its functions or the
-    /// device's quad mesh is missing.
+    /// device's quad mesh is missing; null, with a message, without memory.
     [[nodiscard]] static std::shared_ptr<BlitRenderPass> create(std::shared_ptr<Device> device,
                                                                 std::shared_ptr<Texture> inputTexture,
                                                                 std::shared_ptr<Texture> outputTexture,

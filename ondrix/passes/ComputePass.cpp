@@ -4,6 +4,7 @@
 #include <ondrix/core/Failure.h>
 #include <ondrix/core/Logger.h>
 #include <ondrix/passes/ComputePass.h>
+#include <ondrix/platform/os/OutOfMemory.h>
 
 namespace ondrix {
 
@@ -12,7 +13,8 @@ ComputePass::ComputePass(std::shared_ptr<Device> device, std::shared_ptr<Shader>
     : device_(std::move(device)), shader_(std::move(computeShader)), outputTexture_(std::move(outputTexture)) {
     assert(device_ != nullptr && shader_ != nullptr && outputTexture_ != nullptr);
     NSError error;
-    pipelineState_ = device_->mtlDevice()->makeComputePipelineState(shader_->mtlFunction(), &error);
+    pipelineState_ =
+        os::orThrow([&] { return device_->mtlDevice()->makeComputePipelineState(shader_->mtlFunction(), &error); });
     if (pipelineState_ == nullptr) {
         Logger::gfx().error("Failed to create the compute pipeline state: %s", error.localizedDescription().c_str());
     }

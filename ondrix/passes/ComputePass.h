@@ -20,7 +20,8 @@ protected:
     virtual void setPipelineState(std::shared_ptr<MTLComputePipelineState> pipelineState);
 
 public:
-    /// When the pipeline can't be built, one message with the platform's reason is logged and the pass encodes nothing.
+    /// When the pipeline can't be built, one message with the platform's reason is logged and the pass encodes nothing;
+    /// null without memory for it.
     [[nodiscard]] static std::shared_ptr<ComputePass> create(std::shared_ptr<Device> device,
                                                              std::shared_ptr<Shader> computeShader,
                                                              std::shared_ptr<Texture> outputTexture);

@@ -21,7 +21,7 @@ enum class IfMissing : unsigned char;
 /// except that the delegate may be replaced at any time. It forwards no size changes to its passes.
 class Effect : public std::enable_shared_from_this<Effect> {
 public:
-    /// Stops the process when the device makes no command queue.
+    /// Stops the process when the device makes no command queue; null, with a message, without memory.
     [[nodiscard]] static std::shared_ptr<Effect> create(std::shared_ptr<Device> device);
     /// Null, with the reason in `error` (may be null), when the device makes no command queue.
     [[nodiscard]] static std::shared_ptr<Effect> create(std::shared_ptr<Device> device, NSError* error);
@@ -74,7 +74,7 @@ public:
     [[nodiscard]] bool encode(MTLCommandBuffer& commandBuffer, NSError* error);
 
 protected:
-    /// Stops the process when the device makes no command queue.
+    /// Stops the process when the device makes no command queue; throws std::bad_alloc without memory.
     explicit Effect(std::shared_ptr<Device> device);
     Effect(std::shared_ptr<Device> device, std::shared_ptr<MTLCommandQueue> commandQueue);
 

@@ -14,7 +14,8 @@ namespace ondrix {
 /// mode, rotation and mirroring are collected and reach the pass in `prepare`; a new input texture reaches it at once.
 class PresentTextureEffect : public Effect {
 public:
-    /// `outputPixelFormat` is that of the output. Stops the process with a message when a part is missing.
+    /// `outputPixelFormat` is that of the output. Stops the process with a message when a part is missing;
+    /// null, with a message, without memory.
     [[nodiscard]] static std::shared_ptr<PresentTextureEffect> create(
         std::shared_ptr<Device> device, std::shared_ptr<Texture> inputTexture, std::shared_ptr<Texture> outputTexture,
         MTLPixelFormat outputPixelFormat, ContentMode contentMode, ImageRotation rotation, bool flipHorizontally);

@@ -22,7 +22,7 @@ class PresentTexturePass : public RenderPass,
                            public std::enable_shared_from_this<PresentTexturePass> {
 public:
     /// Stops the process with a message when the constant buffer, the sampler, the framework's shader library, one of
-    /// its functions or the device's quad mesh is missing.
+    /// its functions or the device's quad mesh is missing; null, with a message, without memory.
     [[nodiscard]] static std::shared_ptr<PresentTexturePass> create(
         std::shared_ptr<Device> device, std::shared_ptr<Texture> inputTexture, std::shared_ptr<Texture> outputTexture,
         MTLPixelFormat outputPixelFormat, ContentMode contentMode, ImageRotation rotation, bool flipHorizontally);

@@ -4,6 +4,7 @@
 #include <ondrix/core/Failure.h>
 #include <ondrix/core/Logger.h>
 #include <ondrix/passes/RenderPass.h>
+#include <ondrix/platform/os/OutOfMemory.h>
 
 namespace ondrix {
 
@@ -23,7 +24,7 @@ RenderPass::RenderPass(std::shared_ptr<Device> device, std::shared_ptr<Shader> v
     descriptor.vertexDescriptor = mesh_->vertexDescriptor();
     descriptor.colorAttachment0PixelFormat = outputPixelFormat;
     NSError error;
-    pipelineState_ = device_->mtlDevice()->makeRenderPipelineState(descriptor, &error);
+    pipelineState_ = os::orThrow([&] { return device_->mtlDevice()->makeRenderPipelineState(descriptor, &error); });
     if (pipelineState_ == nullptr) {
         Logger::gfx().error("Failed to create the render pipeline state: %s", error.localizedDescription().c_str());
     }

@@ -16,7 +16,7 @@ namespace ondrix {
 class RenderPass : public Pass {
 public:
     /// `outputPixelFormat` is that of every texture that will be drawn into. When the pipeline can't be built, one
-    /// message with the platform's reason is logged and the pass encodes nothing.
+    /// message with the platform's reason is logged and the pass encodes nothing; null without memory for it.
     [[nodiscard]] static std::shared_ptr<RenderPass> create(
         std::shared_ptr<Device> device, std::shared_ptr<Shader> vertexShader, std::shared_ptr<Shader> fragmentShader,
         std::shared_ptr<Mesh> mesh, std::shared_ptr<Texture> outputTexture, MTLPixelFormat outputPixelFormat);

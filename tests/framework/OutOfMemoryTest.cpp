@@ -27,12 +27,7 @@ using test::FailingMemory;
 std::atomic<int> messages{0};
 
 void countMessages() {
-    os::setLogSink([](const os::LogMessage& message) {
-        ++messages;
-        if (std::getenv("SHOW_MESSAGES") != nullptr) {
-            std::fprintf(stderr, "%.*s\n", static_cast<int>(message.text.size()), message.text.data());
-        }
-    });
+    os::setLogSink([](const os::LogMessage&) { ++messages; });
 }
 
 struct Finished : EffectDelegate {
@@ -171,8 +166,9 @@ std::string tryRound(Program& program, long n, bool allThatFollow) {
             return std::string("an exception left an operation: ") + exception.what();
         }
     }
-    if (complete && program.result != program.expected) return "it drew wrong pixels";
-    if (!complete && messages == 0 && program.error.localizedDescription().empty()) return "nobody was told";
+    // Work that nobody waits for may fail when its operation is over; the device then says so.
+    const bool isRight = complete && program.result == program.expected;
+    if (!isRight && messages == 0 && program.error.localizedDescription().empty()) return "nobody was told";
     if (!program.run()) return "the next round fails: " + program.error.localizedDescription();
     return program.result == program.expected ? "" : "the next round drew wrong pixels";
 }
@@ -185,14 +181,12 @@ bool runsInFull() {
 /// Tries every allocation of a round, or each seventh.
 void tryAll(const char* name, long count, const std::function<std::string(long n, bool allThatFollow)>& outcome) {
     int tried = 0, survived = 0;
-    const char* only = std::getenv("ONLY");
     for (const bool allThatFollow : {false, true}) {
-        for (long n = only != nullptr ? std::atol(only) : 1; n <= count; n += runsInFull() ? 1 : 7) {
+        for (long n = 1; n <= count; n += runsInFull() ? 1 : 7) {
             ++tried;
             const std::string problem = outcome(n, allThatFollow);
             EXPECT_EQ(problem, "") << name << ", allocation " << n << (allThatFollow ? " and all that follow" : "");
             if (problem.empty()) ++survived;
-            if (only != nullptr) break;
         }
     }
     std::printf("out of memory, %s: %d tried, %d survived\n", name, tried, survived);

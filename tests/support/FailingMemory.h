@@ -10,8 +10,8 @@
 namespace ondrix::test {
 
 /// While it lives, the n-th allocation of the process fails, on whatever thread, and on request all that follow; 0 only
-/// counts. One at a time. Included by one source of a program: it replaces operator new, and calloc where no sanitizer
-/// has it in its own hands.
+/// counts. One at a time. Included by one source of a program: it replaces operator new and
+/// calloc.
 class FailingMemory {
 public:
     FailingMemory(long n, bool allThatFollow) {
@@ -76,11 +76,9 @@ void operator delete(void* block, std::size_t, std::align_val_t) noexcept {
     ondrix::test::FailingMemory::release(block);
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 extern "C" void* __libc_calloc(std::size_t count, std::size_t size);
 extern "C" void* calloc(std::size_t count, std::size_t size) {
     if (!ondrix::test::FailingMemory::fails()) return __libc_calloc(count, size);
     errno = ENOMEM;
     return nullptr;
 }
-#endif

@@ -1,7 +1,7 @@
 #include <cassert>
-#include <new>
 
 #include <ondrix/platform/coremedia/CMFormatDescription.h>
+#include <ondrix/platform/os/OutOfMemory.h>
 
 namespace ondrix {
 
@@ -21,13 +21,11 @@ CMVideoDimensions dimensionsOf(const CVPixelBuffer& imageBuffer) {
 
 OSStatus makeDescription(const CMFormatDescription& description,
                          std::shared_ptr<CMFormatDescription>* formatDescription) {
-    try {
+    formatDescription->reset();
+    return os::orStatus(kCMFormatDescriptionError_AllocationFailed, [&] {
         *formatDescription = std::make_shared<CMFormatDescription>(description);
         return noErr;
-    } catch (const std::bad_alloc&) {
-        formatDescription->reset();
-        return kCMFormatDescriptionError_AllocationFailed;
-    }
+    });
 }
 
 }  // namespace

@@ -1,10 +1,10 @@
 #include <cassert>
 #include <limits>
-#include <new>
 #include <utility>
 #include <vector>
 
 #include <ondrix/platform/coremedia/CMSampleBuffer.h>
+#include <ondrix/platform/os/OutOfMemory.h>
 
 namespace ondrix {
 
@@ -25,14 +25,12 @@ OSStatus makeSampleBuffer(std::shared_ptr<CVPixelBuffer> imageBuffer,
                           std::shared_ptr<CMFormatDescription> formatDescription, std::int64_t sampleCount,
                           const CMSampleTimingInfo* timing, std::int64_t timingCount,
                           std::shared_ptr<CMSampleBuffer>* sampleBuffer) {
-    try {
+    return os::orStatus(kCMSampleBufferError_AllocationFailed, [&] {
         *sampleBuffer = std::make_shared<CMSampleBuffer>(
             CMSampleBuffer{std::move(imageBuffer), std::move(formatDescription), sampleCount,
                            std::vector<CMSampleTimingInfo>(timing, timing + timingCount)});
         return noErr;
-    } catch (const std::bad_alloc&) {
-        return kCMSampleBufferError_AllocationFailed;
-    }
+    });
 }
 
 CMTime later(CMTime time, CMTime sampleDuration, std::int64_t sampleCount) {

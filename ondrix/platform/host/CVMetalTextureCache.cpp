@@ -1,8 +1,8 @@
 #include <cassert>
-#include <new>
 #include <utility>
 
 #include <ondrix/platform/corevideo/CVMetalTextureCache.h>
+#include <ondrix/platform/os/OutOfMemory.h>
 
 namespace ondrix {
 
@@ -39,12 +39,10 @@ CVReturn CVMetalTextureCacheCreate(std::shared_ptr<MTLDevice> device, std::share
     assert(cache != nullptr);
     cache->reset();
     if (!device) return kCVReturnInvalidArgument;
-    try {
+    return os::orStatus(kCVReturnAllocationFailed, [&] {
         *cache = std::make_shared<CVMetalTextureCache>(std::move(device));
-    } catch (const std::bad_alloc&) {
-        return kCVReturnAllocationFailed;
-    }
-    return kCVReturnSuccess;
+        return kCVReturnSuccess;
+    });
 }
 
 CVReturn CVMetalTextureCacheCreateTextureFromImage(CVMetalTextureCache& cache,
@@ -62,14 +60,12 @@ CVReturn CVMetalTextureCacheCreateTextureFromImage(CVMetalTextureCache& cache,
     }
     auto descriptor = MTLTextureDescriptor::texture2DDescriptor(pixelFormat, width, height, false);
     descriptor.usage = MTLTextureUsage::unknown;
-    try {
+    return os::orStatus(kCVReturnAllocationFailed, [&] {
         auto made = cache.device().makeTexture(descriptor, std::move(surface), planeIndex);
         if (!made) return kCVReturnAllocationFailed;
         *texture = std::make_shared<CVMetalTexture>(std::move(made));
-    } catch (const std::bad_alloc&) {
-        return kCVReturnAllocationFailed;
-    }
-    return kCVReturnSuccess;
+        return kCVReturnSuccess;
+    });
 }
 
 std::shared_ptr<MTLTexture> CVMetalTextureGetTexture(const CVMetalTexture& texture) {

@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <atomic>
 #include <cassert>
-#include <new>
 #include <utility>
 
 #include <ondrix/platform/host/DrawableQueue.h>
+#include <ondrix/platform/os/OutOfMemory.h>
 
 namespace ondrix::host {
 
@@ -64,13 +64,11 @@ std::shared_ptr<CAMetalDrawable> DrawableQueue::currentDrawable() {
         if (current_ != nullptr) return current_;
     }
     // Only this thread makes drawables, so there still is none.
-    try {
+    return os::orAbsent([this] {
         auto drawable = makeDrawable();
         setCurrent(drawable);
         return drawable;
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    });
 }
 
 std::shared_ptr<DrawableQueue::Drawable> DrawableQueue::makeDrawable() {
