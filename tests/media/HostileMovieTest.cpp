@@ -148,6 +148,51 @@ TEST_F(HostileMovieTest, OnlyMoviesAreOpened) {
     EXPECT_EQ(reasonOf("concat:" + path("vob.sub").string(), {}), "no such file or directory");
 }
 
+/// The bytes after the name of a box of an MP4 file, replaced.
+std::string withBox(std::string movie, const char* name, const std::string& bytes) {
+    return movie.replace(movie.find(name) + 4, bytes.size(), bytes);
+}
+
+// A few bytes that take gigabytes: an index of millions of pictures, pictures without end, in size or in number.
+TEST_F(HostileMovieTest, WhatGoesBeyondALimitIsRefused) {
+    using namespace std::string_literals;
+    const Clip clip = numbered("libx264", {1, 25}, evenTimes(20), 2);
+    const std::string fragments = contentOf(clip.write(path("m.ismv"))), whole = contentOf(clip.write(path("m.mp4")));
+    const std::pair<const char*, std::string> indices[] = {
+        {"trun.mp4", withBox(fragments, "trun", "\0\0\0\0\1\0\0\0"s)},
+        {"stsz.mp4", withBox(whole, "stsz", "\0\0\0\0\0\0\0\1\1\0\0\0"s)},
+        {"cmov.mp4", withBox(whole, "udt", "a\0\0\0\xFF"s).insert(0, "\0\0\0\x10moov\0\0\0\x8"s + "cmov")},
+    };
+    for (const auto& [name, content] : indices) {
+        EXPECT_THAT(reasonOf(folder.write(name, content), {}),
+                    HasSubstr("the index names more than the limit of 8000000"))
+            << name;
+    }
+    MovieOptions options;
+    options.maximumIndexEntries = 20;
+    EXPECT_EQ(reasonOf(path("m.mp4"), options), "opened");
+    EXPECT_EQ(reasonOf(path("m.ismv"), options), "opened");
+    options.maximumIndexEntries = 19;
+    EXPECT_THAT(reasonOf(path("m.mp4"), options), HasSubstr("limit of 19"));
+    EXPECT_THAT(reasonOf(path("m.ismv"), options), HasSubstr("limit of 19"));
+
+    Clip larger = clip;
+    larger.width = larger.height = 96;
+    const auto joined =
+        folder.write("joined.ts", contentOf(clip.write(path("a.ts"))) + contentOf(larger.write(path("b.ts"))));
+    options.maximumPixels = 64 * 48;
+    const auto reader = MovieReader::open(URL(joined), MovieFrameFormat::BGRA, options, nullptr);
+    EXPECT_EQ(readAll(*reader).size(), 20u);
+    EXPECT_EQ(reader->error()->localizedDescription(),
+              "pictures of 96x96 pixels are larger than the limit of 3072 pixels");
+    EXPECT_THAT(reasonOf(path("b.ts"), options), HasSubstr("96x96"));
+    options.maximumPixels = 1 << 20;
+    options.maximumDecodingMemory = 10000;
+    const auto hungry = MovieReader::open(URL(joined), MovieFrameFormat::BGRA, options, nullptr);
+    EXPECT_LE(readAll(*hungry).size(), 2u);
+    EXPECT_EQ(hungry->error()->localizedDescription(), "decoding takes more than the limit of 10000 bytes");
+}
+
 /// A pipe with a name. What is written to it comes from a thread of its own.
 class Pipe {
 public:

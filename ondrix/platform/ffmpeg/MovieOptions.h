@@ -20,7 +20,7 @@ struct MovieOptions {
     std::int64_t maximumDecodingMemory = std::int64_t{512} << 20;
     int maximumStreams = 100;
     /// Pictures, pieces of sound and so on that the index of a QuickTime or MP4 file names, all streams together. Each
-    /// takes up to 60 bytes.
+    /// takes up to 60 bytes. Not counted in pipes.
     std::int64_t maximumIndexEntries = 8'000'000;
     /// Bytes from the file's beginning in which its streams have to show themselves.
     std::int64_t maximumProbeBytes = 5'000'000;

@@ -9,6 +9,7 @@ extern "C" {
 }
 
 #include <ondrix/platform/ffmpeg/read/MovieFile.h>
+#include <ondrix/platform/ffmpeg/read/MovieIndex.h>
 
 namespace ondrix::ffmpeg {
 
@@ -105,6 +106,12 @@ std::unique_ptr<MovieFile> MovieFile::open(const std::filesystem::path& path, co
         return fail(io.error < 0 && io.error != AVERROR_EOF ? errorText(io.error) : notAMovie);
     }
     if (std::string why = refusal(format, options); !why.empty()) return fail(std::move(why));
+
+    std::string tooMuch;
+    if (isAnyOf(*format.format, "mov") && stream->isRegularFile() &&
+        !isIndexWithinLimit(io, options.maximumIndexEntries, tooMuch)) {
+        return fail(std::move(tooMuch));
+    }
 
     const auto failWith = [&](int failure) {
         if (stream->hasSoughtInVain()) return fail(mustBeSought);
