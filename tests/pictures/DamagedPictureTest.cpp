@@ -99,6 +99,12 @@ TEST_F(DamagedPicture, WithASizeThatCanNotBe) {
         std::string file = jpeg(false);
         return file.replace(file.find("\xFF\xC0") + 5, size.size(), size);
     };
+    // Files long enough for so many pixels, which would still take far more memory than they have bytes.
+    const std::string pixels = "\0\0\xFF\xFFIDAT"s + std::string(40000, '\0');
+    const std::string bomb = encode(test::PNGContent{16384, 16384, PNG_COLOR_TYPE_GRAY, 1}, true) + pixels;
+    const std::string interlaced = encode(test::PNGContent{11000, 11000, PNG_COLOR_TYPE_GRAY, 1, true}, true) + pixels;
+    std::string progressive = jpeg(true);
+    progressive.replace(progressive.find("\xFF\xC2") + 5, 4, "\x2A\xF8\x2A\xF8");
     const std::string large = encode(test::PNGContent{16384, 16384, PNG_COLOR_TYPE_GRAY, 1, true}, true);
     const std::pair<std::string, const char*> cases[] = {
         {pngWith(16, "\0\x01\x86\xA0\0\x01\x86\xA0"s), "the picture is too large (100000x100000 pixels"},
@@ -108,12 +114,24 @@ TEST_F(DamagedPicture, WithASizeThatCanNotBe) {
         {pngWith(20, "\xFF\xFF\xFF\xFF"s), "the picture is too large (5x4294967295 pixels"},
         {jpegWith("\xFD\xE8\xFD\xE8"s), "the picture is too large (65000x65000 pixels"},
         {jpegWith("\0\0"s), "the JPEG file is damaged: Empty JPEG image"},
+        {bomb, "the picture is too large (16384x16384 pixels, 134217728 in all are allowed)"},
+        {interlaced, "decoding the picture takes too much memory"},
+        {progressive, "decoding the picture takes too much memory"},
         {large + "\0\0\0\0IDAT"s, "the PNG file is damaged: unexpected end of file"},
     };
     for (const auto& [file, reason] : cases) {
         const auto device = std::make_shared<test::RecordingDevice>();
         expectRefused(LoadedPicture(URL(folder.write("picture", file)), false, device), reason);
         EXPECT_TRUE(device->calls.empty());
+    }
+    // One that is as short as its pixels allow.
+    const auto plain =
+        encode(test::PNGContent{2000, 2000, PNG_COLOR_TYPE_GRAY, 1, false, std::vector<std::uint16_t>(4000000)});
+    EXPECT_EQ(LoadedPicture::of(plain).reason, "");
+    const std::string small = png(false);
+    for (const MTKTextureLoaderLimits limits : {MTKTextureLoaderLimits{19, 1000}, {20, 79}, {20, 80}}) {
+        const MTKTextureLoader loader(MTLCreateSystemDefaultDevice(), limits);
+        EXPECT_EQ(loader.newTexture(small.data(), small.size(), {}, nullptr) != nullptr, limits.maximumMemory == 80);
     }
 }
 

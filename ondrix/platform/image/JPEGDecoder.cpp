@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -17,8 +18,9 @@ namespace ondrix::image {
 
 namespace {
 
-/// Each scan of a progressive file passes over the whole picture, however short the scan is.
-constexpr int maximumScans = 500;
+/// Each scan of a progressive file passes over the whole picture, however short the scan is. Usual are ten.
+constexpr std::uint64_t minimumScans = 20, maximumScans = 500;
+constexpr std::uint64_t maximumPixelsOfScans = std::uint64_t{1} << 32;
 
 /// After all other warnings, libjpeg goes on with made-up pixels.
 bool leavesPixelsRight(int warning) {
@@ -36,8 +38,9 @@ bool leavesPixelsRight(int warning) {
 
 }  // namespace
 
-std::unique_ptr<JPEGDecoder> JPEGDecoder::create(Stream stream, std::string& reason) {
-    std::unique_ptr<JPEGDecoder> decoder(new JPEGDecoder(std::move(stream)));
+std::unique_ptr<JPEGDecoder> JPEGDecoder::create(Stream stream, const MTKTextureLoaderLimits& limits,
+                                                 std::string& reason) {
+    std::unique_ptr<JPEGDecoder> decoder(new JPEGDecoder(std::move(stream), limits));
     if (!decoder->decodeHeader()) {
         reason = decoder->failure();
         return nullptr;
@@ -46,7 +49,8 @@ std::unique_ptr<JPEGDecoder> JPEGDecoder::create(Stream stream, std::string& rea
     return decoder;
 }
 
-JPEGDecoder::JPEGDecoder(Stream stream) : stream_(std::move(stream)) {
+JPEGDecoder::JPEGDecoder(Stream stream, const MTKTextureLoaderLimits& limits)
+    : Picture(limits), stream_(std::move(stream)) {
     jpeg_.err = jpeg_std_error(&errors_);
     errors_.error_exit = onError;
     errors_.emit_message = onMessage;
@@ -79,18 +83,14 @@ bool JPEGDecoder::checkHeader(std::string& reason) {
         reason = "the colour space of the JPEG file is unknown";
         return false;
     }
-    if (!jpeg_has_multiple_scans(&jpeg_)) return true;
+    if (!jpeg_has_multiple_scans(&jpeg_)) return checkLimits(0, reason);
     // All coefficients are held until the last scan.
     std::uint64_t coefficients = 0;
     for (int index = 0; index < jpeg_.num_components; ++index) {
         const jpeg_component_info& component = jpeg_.comp_info[index];
         coefficients += std::uint64_t{component.width_in_blocks} * component.height_in_blocks * DCTSIZE2;
     }
-    if (coefficients * sizeof(JCOEF) > maximumWorkingMemory) {
-        reason = "decoding the picture takes too much memory";
-        return false;
-    }
-    return true;
+    return checkLimits(coefficients * sizeof(JCOEF), reason);
 }
 
 bool JPEGDecoder::readRows(std::uint8_t* rows, std::uint64_t count, std::string& reason) {
@@ -132,7 +132,9 @@ void JPEGDecoder::onMessage(j_common_ptr common, int level) {
 
 void JPEGDecoder::onProgress(j_common_ptr common) {
     auto& decoder = *static_cast<JPEGDecoder*>(common->client_data);
-    if (decoder.jpeg_.input_scan_number <= maximumScans) return;
+    const std::uint64_t affordable = maximumPixelsOfScans / (decoder.width() * decoder.height());
+    const std::uint64_t maximum = std::clamp(affordable, minimumScans, maximumScans);
+    if (static_cast<std::uint64_t>(decoder.jpeg_.input_scan_number) <= maximum) return;
     std::strncpy(decoder.message_, "too many scans", sizeof decoder.message_ - 1);
     std::longjmp(decoder.jump_, 1);
 }

@@ -17,13 +17,14 @@ namespace ondrix::image {
 class JPEGDecoder final : public Picture {
 public:
     /// `stream` stands at the start of a file with the JPEG signature.
-    static std::unique_ptr<JPEGDecoder> create(Stream stream, std::string& reason);
+    static std::unique_ptr<JPEGDecoder> create(Stream stream, const MTKTextureLoaderLimits& limits,
+                                               std::string& reason);
     ~JPEGDecoder() override;
 
     bool readRows(std::uint8_t* rows, std::uint64_t count, std::string& reason) override;
 
 private:
-    explicit JPEGDecoder(Stream stream);
+    JPEGDecoder(Stream stream, const MTKTextureLoaderLimits& limits);
 
     /// These hold what libjpeg's errors jump over: no object with a destructor may be made in them.
     bool decodeHeader();

@@ -53,20 +53,23 @@ std::shared_ptr<MTLTexture> load(MTLDevice& device, const MTKTextureLoader::Opti
 
 }  // namespace
 
-MTKTextureLoader::MTKTextureLoader(std::shared_ptr<MTLDevice> device) : device_(std::move(device)) {
+MTKTextureLoader::MTKTextureLoader(std::shared_ptr<MTLDevice> device) : MTKTextureLoader(std::move(device), {}) {}
+
+MTKTextureLoader::MTKTextureLoader(std::shared_ptr<MTLDevice> device, const MTKTextureLoaderLimits& limits)
+    : device_(std::move(device)), limits_(limits) {
     assert(device_ != nullptr);
 }
 
 std::shared_ptr<MTLTexture> MTKTextureLoader::newTexture(const URL& withContentsOfURL, const Options& options,
                                                          NSError* error) const {
     return load(*device_, options, error,
-                [&](std::string& reason) { return image::Picture::open(withContentsOfURL, reason); });
+                [&](std::string& reason) { return image::Picture::open(withContentsOfURL, limits_, reason); });
 }
 
 std::shared_ptr<MTLTexture> MTKTextureLoader::newTexture(const void* bytes, std::uint64_t length,
                                                          const Options& options, NSError* error) const {
     return load(*device_, options, error,
-                [&](std::string& reason) { return image::Picture::open(bytes, length, reason); });
+                [&](std::string& reason) { return image::Picture::open(bytes, length, limits_, reason); });
 }
 
 }  // namespace ondrix

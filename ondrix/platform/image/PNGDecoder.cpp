@@ -19,8 +19,9 @@ std::uint64_t bigEndian(const unsigned char* bytes) {
 
 }  // namespace
 
-std::unique_ptr<PNGDecoder> PNGDecoder::create(Stream stream, std::uint64_t fileSize, std::string& reason) {
-    std::unique_ptr<PNGDecoder> decoder(new PNGDecoder(std::move(stream)));
+std::unique_ptr<PNGDecoder> PNGDecoder::create(Stream stream, std::uint64_t fileSize,
+                                               const MTKTextureLoaderLimits& limits, std::string& reason) {
+    std::unique_ptr<PNGDecoder> decoder(new PNGDecoder(std::move(stream), limits));
     if (!decoder->readSize(reason)) return nullptr;
     decoder->png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, decoder.get(), onError, onWarning);
     if (decoder->png_ == nullptr) throw std::bad_alloc();
@@ -30,12 +31,12 @@ std::unique_ptr<PNGDecoder> PNGDecoder::create(Stream stream, std::uint64_t file
         reason = decoder->failure();
         return nullptr;
     }
-    const std::uint64_t bitsPerPixel = std::uint64_t{png_get_bit_depth(decoder->png_, decoder->info_)} *
-                                       png_get_channels(decoder->png_, decoder->info_);
-    if (decoder->width() * decoder->height() * bitsPerPixel / 8 > fileSize * maximumExpansion) {
+    if (decoder->width() * decoder->height() * decoder->storedBitsPerPixel_ / 8 > fileSize * maximumExpansion) {
         reason = std::string("the PNG file is damaged: ") + endOfFile;
         return nullptr;
     }
+    const std::uint64_t wholeBytes = decoder->interlaced_ ? 4 * decoder->width() * decoder->height() : 0;
+    if (!decoder->checkLimits(wholeBytes, reason)) return nullptr;
     return decoder;
 }
 
@@ -65,6 +66,7 @@ bool PNGDecoder::decodeHeader() {
     // All but the chunks that make the pixels.
     png_set_keep_unknown_chunks(png_, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
     png_read_info(png_, info_);
+    storedBitsPerPixel_ = std::uint64_t{png_get_bit_depth(png_, info_)} * png_get_channels(png_, info_);
     interlaced_ = png_get_interlace_type(png_, info_) != PNG_INTERLACE_NONE;
 
     png_set_expand(png_);

@@ -18,13 +18,14 @@ namespace ondrix::image {
 class PNGDecoder final : public Picture {
 public:
     /// `stream` stands at the start of a file of `fileSize` bytes with the PNG signature.
-    static std::unique_ptr<PNGDecoder> create(Stream stream, std::uint64_t fileSize, std::string& reason);
+    static std::unique_ptr<PNGDecoder> create(Stream stream, std::uint64_t fileSize,
+                                              const MTKTextureLoaderLimits& limits, std::string& reason);
     ~PNGDecoder() override;
 
     bool readRows(std::uint8_t* rows, std::uint64_t count, std::string& reason) override;
 
 private:
-    explicit PNGDecoder(Stream stream) : stream_(std::move(stream)) {}
+    PNGDecoder(Stream stream, const MTKTextureLoaderLimits& limits) : Picture(limits), stream_(std::move(stream)) {}
 
     /// These hold what libpng's errors jump over: no object with a destructor may be made in them.
     bool decodeHeader();
@@ -41,6 +42,7 @@ private:
     Stream stream_;
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;
+    std::uint64_t storedBitsPerPixel_ = 0;
     bool interlaced_ = false;
     std::uint64_t rowsRead_ = 0;
     std::unique_ptr<std::uint8_t[]> wholePicture_;  ///< of an interlaced picture, once it has been decoded

@@ -46,23 +46,25 @@ Stream openRegularFile(const URL& file, std::uint64_t& size, std::string& reason
 
 }  // namespace
 
-std::unique_ptr<Picture> Picture::open(const URL& file, std::string& reason) {
+std::unique_ptr<Picture> Picture::open(const URL& file, const MTKTextureLoaderLimits& limits, std::string& reason) {
     std::uint64_t size = 0;
     Stream stream = openRegularFile(file, size, reason);
-    return stream ? open(std::move(stream), size, reason) : nullptr;
+    return stream ? open(std::move(stream), size, limits, reason) : nullptr;
 }
 
-std::unique_ptr<Picture> Picture::open(const void* bytes, std::uint64_t length, std::string& reason) {
+std::unique_ptr<Picture> Picture::open(const void* bytes, std::uint64_t length, const MTKTextureLoaderLimits& limits,
+                                       std::string& reason) {
     if (length == 0) {
         reason = emptyFile;
         return nullptr;
     }
     Stream stream(::fmemopen(const_cast<void*>(bytes), length, "r"));  // it only reads
     if (!stream) throw std::bad_alloc();
-    return open(std::move(stream), length, reason);
+    return open(std::move(stream), length, limits, reason);
 }
 
-std::unique_ptr<Picture> Picture::open(Stream stream, std::uint64_t length, std::string& reason) {
+std::unique_ptr<Picture> Picture::open(Stream stream, std::uint64_t length, const MTKTextureLoaderLimits& limits,
+                                       std::string& reason) {
     char bytes[8];
     const std::string_view start(bytes, std::fread(bytes, 1, sizeof bytes, stream.get()));
     if (std::ferror(stream.get()) != 0) {
@@ -74,8 +76,8 @@ std::unique_ptr<Picture> Picture::open(Stream stream, std::uint64_t length, std:
         return nullptr;
     }
     std::rewind(stream.get());
-    if (start == "\x89PNG\r\n\x1A\n"sv) return PNGDecoder::create(std::move(stream), length, reason);
-    if (start.starts_with("\xFF\xD8\xFF"sv)) return JPEGDecoder::create(std::move(stream), reason);
+    if (start == "\x89PNG\r\n\x1A\n"sv) return PNGDecoder::create(std::move(stream), length, limits, reason);
+    if (start.starts_with("\xFF\xD8\xFF"sv)) return JPEGDecoder::create(std::move(stream), limits, reason);
     reason = "the file is not a PNG or JPEG picture";
     return nullptr;
 }
@@ -98,6 +100,19 @@ bool Picture::setSize(std::uint64_t width, std::uint64_t height, std::string& re
     if (!checkSize(width, height, reason)) return false;
     width_ = width;
     height_ = height;
+    return true;
+}
+
+bool Picture::checkLimits(std::uint64_t bytes, std::string& reason) const {
+    if (width_ * height_ > limits_.maximumPixels) {
+        reason = "the picture is too large (" + std::to_string(width_) + "x" + std::to_string(height_) + " pixels, " +
+                 std::to_string(limits_.maximumPixels) + " in all are allowed)";
+        return false;
+    }
+    if (4 * width_ * height_ + bytes > limits_.maximumMemory) {
+        reason = "decoding the picture takes too much memory";
+        return false;
+    }
     return true;
 }
 

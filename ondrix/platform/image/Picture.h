@@ -6,6 +6,7 @@
 
 #include <ondrix/platform/foundation/URL.h>
 #include <ondrix/platform/image/Stream.h>
+#include <ondrix/platform/metalkit/MTKTextureLoader.h>
 
 namespace ondrix::image {
 
@@ -18,14 +19,12 @@ class Picture {
 public:
     /// Sides above this are refused.
     static constexpr std::uint64_t maximumSide = 16384;
-    /// A picture whose decoding takes more than this, in bytes and without the decoded rows themselves, is refused.
-    static constexpr std::uint64_t maximumWorkingMemory = std::uint64_t{1} << 30;
-
     /// Opens a regular file and reads the picture's header. The file's first bytes tell the kind, not its name. Throws
     /// std::bad_alloc.
-    static std::unique_ptr<Picture> open(const URL& file, std::string& reason);
+    static std::unique_ptr<Picture> open(const URL& file, const MTKTextureLoaderLimits& limits, std::string& reason);
     /// The same for a file of `length` bytes in memory, which must stay as long as the picture.
-    static std::unique_ptr<Picture> open(const void* bytes, std::uint64_t length, std::string& reason);
+    static std::unique_ptr<Picture> open(const void* bytes, std::uint64_t length, const MTKTextureLoaderLimits& limits,
+                                         std::string& reason);
 
     /// False when a side is 0 or too large.
     static bool checkSize(std::uint64_t width, std::uint64_t height, std::string& reason);
@@ -42,14 +41,18 @@ public:
     virtual bool readRows(std::uint8_t* rows, std::uint64_t count, std::string& reason) = 0;
 
 protected:
-    Picture() = default;
+    explicit Picture(const MTKTextureLoaderLimits& limits) : limits_(limits) {}
 
+    /// False when the picture, with `bytes` that decoding takes beside its pixels, goes beyond the limits.
+    bool checkLimits(std::uint64_t bytes, std::string& reason) const;
     /// As `checkSize`, and keeps the size.
     bool setSize(std::uint64_t width, std::uint64_t height, std::string& reason);
 
 private:
-    static std::unique_ptr<Picture> open(Stream stream, std::uint64_t length, std::string& reason);
+    static std::unique_ptr<Picture> open(Stream stream, std::uint64_t length, const MTKTextureLoaderLimits& limits,
+                                         std::string& reason);
 
+    const MTKTextureLoaderLimits limits_;
     std::uint64_t width_ = 0;
     std::uint64_t height_ = 0;
 };

@@ -11,12 +11,12 @@ constexpr const char* unavailable = "picture files are switched off in this buil
 
 namespace image {
 
-std::unique_ptr<Picture> Picture::open(const URL&, std::string& reason) {
+std::unique_ptr<Picture> Picture::open(const URL&, const MTKTextureLoaderLimits&, std::string& reason) {
     reason = unavailable;
     return nullptr;
 }
 
-std::unique_ptr<Picture> Picture::open(const void*, std::uint64_t, std::string& reason) {
+std::unique_ptr<Picture> Picture::open(const void*, std::uint64_t, const MTKTextureLoaderLimits&, std::string& reason) {
     reason = unavailable;
     return nullptr;
 }

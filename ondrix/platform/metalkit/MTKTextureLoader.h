@@ -11,6 +11,14 @@
 
 namespace ondrix {
 
+/// What reading a picture file may take. The defaults are for files from strangers. What goes beyond is refused before
+/// its memory is taken, with a reason.
+struct MTKTextureLoaderLimits {
+    std::uint64_t maximumPixels = std::uint64_t{1} << 27;  ///< 134 megapixels; the sides are 16384 at most, too
+    std::uint64_t maximumMemory = std::uint64_t{768}
+                                  << 20;  ///< bytes: four a pixel, and what decoding takes beside them
+};
+
 /// Reads picture files into textures: PNG of every colour type and depth, JPEG in grey and YCbCr. The result is
 /// bgra8Unorm, or bgra8Unorm_srgb with the option `SRGB`; usage shaderRead; first row at the top; colour not
 /// premultiplied; 16-bit samples rounded to 8. Size and memory are checked before anything is decoded.
@@ -22,6 +30,8 @@ public:
     using Options = std::map<Option, bool>;
 
     explicit MTKTextureLoader(std::shared_ptr<MTLDevice> device);
+    /// With limits of one's own.
+    MTKTextureLoader(std::shared_ptr<MTLDevice> device, const MTKTextureLoaderLimits& limits);
 
     /// Null on failure, with the reason in `error` (may be null).
     [[nodiscard]] std::shared_ptr<MTLTexture> newTexture(const URL& withContentsOfURL, const Options& options,
@@ -32,6 +42,7 @@ public:
 
 private:
     std::shared_ptr<MTLDevice> device_;
+    MTKTextureLoaderLimits limits_;
 };
 
 }  // namespace ondrix
