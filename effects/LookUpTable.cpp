@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <fstream>
 #include <limits>
 #include <new>
@@ -16,6 +17,7 @@ namespace {
 
 constexpr int smallestSize = 2, largestSize = 129;
 constexpr int longestLine = 4096;  // bytes; bounds the memory that a file which isn't text can take
+constexpr std::uintmax_t largestFile = std::uintmax_t{256} << 20;  // bytes; 129³ colours have 60 at the most
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
 /// Removes the first word and returns it; empty at the end. A carriage return counts as a space.
@@ -155,8 +157,18 @@ private:
 
 std::shared_ptr<const LookUpTable> LookUpTable::read(const std::filesystem::path& file, std::string& reason) {
     std::error_code ignored;
+    const auto status = std::filesystem::status(file, ignored);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status) &&
+        !std::filesystem::is_directory(status)) {
+        reason = "it is not a regular file; copy it to a file first";  // a pipe could keep its reader for ever
+        return nullptr;
+    }
+    if (std::filesystem::is_regular_file(status) && std::filesystem::file_size(file, ignored) > largestFile) {
+        reason = "the file is larger than " + std::to_string(largestFile) + " bytes";
+        return nullptr;
+    }
     std::ifstream text(file, std::ios::binary);
-    if (!text || std::filesystem::is_directory(file, ignored)) {
+    if (!text || std::filesystem::is_directory(status)) {
         reason = "the file can't be opened";
         return nullptr;
     }

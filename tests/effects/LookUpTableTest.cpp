@@ -1,6 +1,7 @@
 #include <string>
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <tests/support/TemporaryFolder.h>
 
 #include <ondrix/effects/LookUpTable.h>
@@ -70,6 +71,8 @@ TEST_F(LookUpTableTest, RefusesWithTheLineAndTheReason) {
     EXPECT_EQ(LookUpTable::read(folder.path() / "none.cube", reason), nullptr);
     EXPECT_EQ(LookUpTable::read(folder.path(), reason), nullptr);
     EXPECT_THAT(reason, HasSubstr("opened"));
+    ASSERT_EQ(::mkfifo((folder.path() / "pipe").c_str(), 0600), 0);
+    EXPECT_EQ(LookUpTable::read(folder.path() / "pipe", reason), nullptr);  // doesn't wait for a writer
 }
 
 }  // namespace

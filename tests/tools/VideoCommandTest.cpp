@@ -1,6 +1,11 @@
 // Movies through the program, and what a user reads when that can't be.
+#include <thread>
+
+#include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <tests/media/Frames.h>
+#include <unistd.h>
 
 #include "Program.h"
 
@@ -196,7 +201,43 @@ TEST_F(VideoCommand, LeavesNothingBehindWhenItIsKilled) {
     }
 }
 
+// A pipe that nobody writes to, from which no request to end could free the program; one that somebody does write to.
+TEST_F(VideoCommand, AnInterruptionEndsTheWaitForAPipe) {
+    const std::string pipe = file("pipe");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    const std::vector<std::string> commands[] = {{"frame", pipe, out, "--at", "0"},
+                                                 {"sheet", pipe, out},
+                                                 {"play", pipe, "--headless"},
+                                                 {"video", pipe, moved},
+                                                 {"present", pipe, out, "--size", "8x8"},
+                                                 {"nv12", pipe, out, "--size", "8x8", "--range", "full"}};
+    for (const auto& command : commands) {
+        RunningProgram program(command, {});
+        int writer;
+        while ((writer = ::open(pipe.c_str(), O_WRONLY | O_NONBLOCK)) < 0) std::this_thread::yield();
+        EXPECT_EQ(program.end(SIGTERM), 130) << command[0];
+        EXPECT_THAT(program.waitForLine("ondrix: "), HasSubstr(pipe + ": interrupted")) << command[0];
+        ::close(writer);
+        EXPECT_THAT(names(), testing::ElementsAre("pipe"));
+    }
+    const std::string input = folder.write("in.png", png(Picture::noise(8, 8, 1))), clip = movie({0, 40});
+    for (const auto& [from, command] : {std::pair(input, " present pipe out.png --size 8x8"),
+                                        {clip, " frame pipe out.png --at 0.04"},
+                                        {clip, " video pipe moved.mkv"}}) {
+        const std::string script = "cd '" + folder.path().string() + "' && cat '" + from + "' >pipe & cd '" +
+                                   folder.path().string() + "' && exec " ONDRIX_PROGRAM + command;
+        EXPECT_EQ(runProgram("/bin/sh", {"-c", script}).status, 0) << command;
+    }
+    EXPECT_EQ(test::readAll(*test::open(moved)).size(), 2u);
+}
+
 TEST_F(VideoCommand, SaysInOneLineWhatIsWrong) {
+    (void)movie({0, 40});
+    const std::string list = folder.write("list.mp4", "ffconcat version 1.0\nfile movie.mkv\n");
+    expectReason(runOndrix({"frame", list, out, "--at", "0"}), list, "this is a playlist (concat)");
+    EXPECT_EQ(runOndrix({"frame", list, out, "--at", "0", "--allow-playlists"}).errors, "");
+    std::filesystem::remove(out);
+    std::filesystem::remove(list);
     const std::string clip = movie({0, 40});
     expectReason(runOndrix({"video", folder.write("in", "no movie"), moved}), in, "not a movie");
     expectReason(runOndrix({"video", clip, file("out.xyz")}), file("out.xyz"), "\"xyz\"");

@@ -9,6 +9,7 @@
 #include "CommandLine.h"
 #include "SandboxOption.h"
 #include "tools/system/Failure.h"
+#include "tools/system/InputFile.h"
 
 namespace ondrix::tools {
 namespace {
@@ -60,7 +61,10 @@ private:
             const PictureSize even{size_.width + size_.width % 2, size_.height + size_.height % 2};
             throw Failure(input_, "NV12 has even sides, not " + description(size_) + "; " + expectation(even));
         }
-        const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(input_.c_str(), "rb"));
+        std::vector<std::uint8_t> piped;  // of a pipe, which opening it here would wait for
+        if (isSpecialFile(input_)) piped = readSpecialFile(input_, static_cast<std::size_t>(frameBytes(size_)) + 1);
+        const std::unique_ptr<std::FILE, CloseFile> file(piped.empty() ? std::fopen(input_.c_str(), "rb")
+                                                                       : fmemopen(piped.data(), piped.size(), "rb"));
         if (file == nullptr) throw Failure(input_, std::generic_category().message(errno));
 
         // Where the size can be told beforehand, no memory is taken for a frame that isn't there.

@@ -11,6 +11,8 @@
 #include <ondrix/shaders/Shader.h>
 #include <ondrix/shaders/ShaderLibrary.h>
 
+#include "tools/system/InputFile.h"
+
 namespace ondrix::tools {
 
 Session::Session() {
@@ -37,7 +39,11 @@ std::shared_ptr<Device> Session::openDevice(const std::string& file) {
 std::shared_ptr<Texture> Session::loadPicture(const std::string& file) {
     // The reason that the device's own factory gives names the file once more.
     const MTKTextureLoader loader(device_->mtlDevice());
+    constexpr std::size_t largestFile = std::size_t{256} << 20;  // bytes, of those that come through a pipe
+    const auto bytes = isSpecialFile(file) ? readSpecialFile(file, largestFile) : std::vector<std::uint8_t>();
     return device_->makeTexture(orFail(file, [&](NSError* error) {
+        if (isSpecialFile(file))
+            return loader.newTexture(bytes.data(), bytes.size(), {{MTKTextureLoader::Option::SRGB, false}}, error);
         return loader.newTexture(URL(std::filesystem::path(file)), {{MTKTextureLoader::Option::SRGB, false}}, error);
     }));
 }
