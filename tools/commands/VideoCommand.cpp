@@ -84,6 +84,7 @@ public:
         settings.quality = quality_;
         settings.preset = preset_;
         settings.copyOptions = movieOptions;
+        settings.copyOptions.isCancelled = {};  // an interrupted movie is completed, with its sound
         std::error_code ignored;
         if (std::filesystem::is_regular_file(input_, ignored)) {
             settings.copyOthersFrom = URL(input_);
