@@ -108,7 +108,7 @@ std::shared_ptr<MTLCommandBuffer> MetalComputeCommandRunner::commit(
         return nullptr;
     }
     const auto commandQueue = device_->makeCommandQueue();
-    const auto commandBuffer = commandQueue != nullptr ? commandQueue->makeCommandBuffer() : nullptr;
+    auto commandBuffer = commandQueue != nullptr ? commandQueue->makeCommandBuffer() : nullptr;
     const auto encoder = commandBuffer != nullptr ? commandBuffer->makeComputeCommandEncoder() : nullptr;
     if (encoder == nullptr) {
         Failure::because("The device makes no command queue, command buffer or encoder.");

@@ -52,7 +52,7 @@ std::shared_ptr<BlitEffect> BlitEffect::make(IfMissing ifMissing, std::shared_pt
         if (pass == nullptr) return nullptr;
         auto commandQueue = makeCommandQueue(*device, ifMissing);
         if (commandQueue == nullptr) return nullptr;
-        const std::shared_ptr<BlitEffect> effect(
+        std::shared_ptr<BlitEffect> effect(
             new BlitEffect(std::move(device), std::move(commandQueue), std::move(renderPass), std::move(computePass)));
         effect->add(std::move(pass), "blit");
         return effect;

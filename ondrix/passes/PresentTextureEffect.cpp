@@ -47,7 +47,7 @@ std::shared_ptr<PresentTextureEffect> PresentTextureEffect::make(IfMissing ifMis
         if (pass == nullptr) return nullptr;
         auto commandQueue = makeCommandQueue(*device, ifMissing);
         if (commandQueue == nullptr) return nullptr;
-        const std::shared_ptr<PresentTextureEffect> effect(new PresentTextureEffect(
+        std::shared_ptr<PresentTextureEffect> effect(new PresentTextureEffect(
             std::move(device), std::move(commandQueue), pass, contentMode, rotation, flipHorizontally));
         effect->add(std::move(pass), "present");
         return effect;
