@@ -25,6 +25,7 @@
 //     ResourceTracker                           ResourceTrackerTest.ADestructorMayUntrackWhileOthersReport
 #include <atomic>
 #include <mutex>
+#include <vector>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -137,7 +138,12 @@ void useDelegates(int mark) {
     static const auto common = BlitEffect::create(device(), textureOf(device(), noise(1)),
                                                   textureOf(device(), noise(2)), PassType::computePass, bgra);
     static std::mutex oneAtATime;  // for all but the delegate
+    static std::vector<std::shared_ptr<Delegate>> delegates;
     const auto delegate = std::make_shared<Delegate>();
+    {
+        const std::scoped_lock lock(oneAtATime);
+        delegates.push_back(delegate);  // there is one for the check below, whichever thread comes last
+    }
     common->setDelegate(delegate);
     if (mark % 2 == 0) {
         const std::scoped_lock lock(oneAtATime);

@@ -85,6 +85,10 @@ std::int64_t FrameInput::lostFrameCount() const {
     return live_ != nullptr ? live_->droppedFrameCount() : reader_->lostFrameCount();
 }
 
+bool FrameInput::isCancelled() const {
+    return options_.isCancelled && options_.isCancelled();
+}
+
 void FrameInput::cancel() {
     if (live_ != nullptr) live_->cancel();
     if (reader_ != nullptr) reader_->cancel();

@@ -39,6 +39,8 @@ public:
     void checkEnd() const;
     /// Frames that were damaged, or that came faster than they were taken.
     [[nodiscard]] std::int64_t lostFrameCount() const;
+    /// Whether the interruption has ended the reading.
+    [[nodiscard]] bool isCancelled() const;
     /// Ends a `next()` that is waiting. Safe to use from any thread.
     void cancel();
 

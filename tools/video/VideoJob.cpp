@@ -48,7 +48,8 @@ VideoJob::Result VideoJob::run(const Interruption& interruption, Progress& progr
         result.seconds = position(**frame);
         progress.update(++result.frames, result.seconds);
     }
-    result.interrupted = interruption.requested() && !decoded_.isDone();
+    // The interruption ends the reading, too, which then looks like the movie's end.
+    result.interrupted = interruption.requested() && (!decoded_.isDone() || endedEarly_);
 
     parts_.input.cancel();
     decoded_.abandon();
@@ -94,6 +95,7 @@ void VideoJob::decode() {
     while (auto frame = parts_.input.next()) {
         if (!decoded_.push(std::move(frame))) return;
     }
+    endedEarly_ = parts_.input.isCancelled();
     decoded_.finish();
 }
 
