@@ -149,7 +149,7 @@ void useDelegates(int mark) {
         const std::scoped_lock lock(oneAtATime);
         EXPECT_TRUE(common->apply(nullptr));
     }
-    EXPECT_NE(common->delegate(), nullptr);
+    (void)common->delegate();  // which others have replaced, or let go of
 }
 
 void usePixels(int mark) {

@@ -12,6 +12,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <iostream>
 #include <string_view>
 #include <thread>
@@ -61,6 +62,18 @@ struct Holdings {
 std::ostream& operator<<(std::ostream& out, const Holdings& holdings) {
     return out << holdings.resident / 1024 << " KiB resident, " << holdings.heap / 1024 << " KiB of heap, "
                << holdings.descriptors << " descriptors, " << holdings.threads << " threads";
+}
+
+/// Returns when the device has let go of all work that was committed before. It does so on a thread of its own, which
+/// may be behind.
+void waitForCompletion(MTLDevice& device) {
+    for (int turn = 0; turn < 2; ++turn) {  // what the first holds is gone when the second is told
+        std::promise<void> told;
+        const auto commands = device.makeCommandQueue()->makeCommandBuffer();
+        commands->addCompletedHandler([&told](auto&) { told.set_value(); });
+        commands->commit();
+        told.get_future().wait();
+    }
 }
 
 /// One source, one output, one chain of effects, all on a device and a converter of its own.
@@ -159,6 +172,7 @@ int main(int argc, char** argv) {
     Holdings before, after;
     const auto measure = [&]() noexcept {  // while all pipelines stand still
         ++rounds;
+        waitForCompletion(*DeviceManager::shared().defaultDevice()->mtlDevice());
         after = Holdings::now();
         if (rounds == warmUpRounds) before = after;
         isOver = rounds > 2 * warmUpRounds && std::chrono::steady_clock::now() >= end;
