@@ -32,8 +32,8 @@ namespace fs = std::filesystem;
 
 constexpr int pipelineCount = 4, framesPerRound = 24;
 constexpr int warmUpRounds = 6;
-// What an allocator may keep for itself.
-constexpr std::int64_t heapSlack = 256 << 10, residentSlack = 8 << 20;
+// What an allocator may keep for itself, for each thread and size.
+constexpr std::int64_t heapSlack = 1 << 20, residentSlack = 8 << 20;
 
 /// What the process holds, in bytes and numbers.
 struct Holdings {
