@@ -25,8 +25,8 @@
 //     ResourceTracker                           ResourceTrackerTest.ADestructorMayUntrackWhileOthersReport
 #include <atomic>
 #include <mutex>
-#include <vector>
 #include <thread>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <tests/support/LogCapture.h>

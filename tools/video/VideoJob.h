@@ -70,7 +70,7 @@ private:
     std::optional<CMTime> start_;  ///< of the first frame
     BoundedQueue<Frame> decoded_;
     BoundedQueue<Frame> processed_;
-    bool endedEarly_ = false;  ///< set before `decoded_` is finished
+    bool endedEarly_ = false;                           ///< set before `decoded_` is finished
     std::exception_ptr decodeFailure_, encodeFailure_;  ///< of the threads, to be read when they are joined
     std::thread decoder_;
     std::thread encoder_;
