@@ -6,9 +6,7 @@
 #include <functional>
 #include <thread>
 
-#include <gtest/gtest.h>
-
-#include <ondrix/Ondrix.h>
+#include <tests/support/Frames.h>
 
 namespace {
 
@@ -129,20 +127,12 @@ TEST_F(Allocation, NotForEffects) {
 TEST_F(Allocation, OfPixelBuffersIsBounded) {
     const auto converter = device->textureConverter();
     const auto pool = converter->makePixelBufferPool(640, 360, kCVPixelFormatType_32BGRA);
-    const auto frame = [](OSType format) {
-        std::shared_ptr<CVPixelBuffer> buffer;
-        EXPECT_EQ(CVPixelBufferCreate(640, 360, format, nullptr, &buffer), kCVReturnSuccess);
-        return buffer;
-    };
-    const auto bgra = frame(kCVPixelFormatType_32BGRA), nv12 = frame(kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange);
+    const auto bgra = test::frame(640, 360);
+    const auto nv12 = test::frame(640, 360, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange);
     const auto video = device->makeVideoTexture([](VideoTexture&) {});
     const auto frames = CMSampleBufferFrameSource::create();
     video->set(frames);
-    std::shared_ptr<CMFormatDescription> description;
-    ASSERT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(bgra, &description), noErr);
-    std::shared_ptr<CMSampleBuffer> sample;
-    ASSERT_EQ(CMSampleBufferCreateReadyWithImageBuffer(bgra, description, {}, &sample), noErr);
-
+    const auto sample = test::sample(bgra);
     struct Way {
         const char* name;
         int most;  ///< allocations a frame

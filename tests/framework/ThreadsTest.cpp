@@ -28,12 +28,9 @@
 #include <thread>
 #include <vector>
 
-#include <gmock/gmock.h>
-#include <tests/support/LogCapture.h>
-#include <tests/support/Picture.h>
+#include <tests/support/Frames.h>
 #include <tests/support/TemporaryFolder.h>
 
-#include <ondrix/Ondrix.h>
 #include <ondrix/platform/avfoundation/AVPlayerItemVideoOutput.h>
 #include <ondrix/platform/quartzcore/CADisplayLink.h>
 
@@ -56,6 +53,12 @@ struct Promise {
 
 Picture noise(int mark) {
     return Picture::noise(17, 9, static_cast<unsigned>(mark));
+}
+
+std::shared_ptr<MTLTexture> bareTexture(const Picture& content) {
+    auto texture = device()->mtlDevice()->makeTexture({bgra, 17, 9, false, MTLTextureUsage::unknown});
+    texture->replace(MTLRegionMake2D(0, 0, 17, 9), 0, content.bytes.data(), 68);
+    return texture;
 }
 
 void useFactories(int mark) {
@@ -90,9 +93,7 @@ void usePipelines(int mark) {
     static const auto pipeline = device()->mtlDevice()->makeComputePipelineState(
         frameworkLibrary()->makeFunction("Ondrix::Blit::CS_Main"), nullptr);
     static const auto queue = device()->mtlDevice()->makeCommandQueue();
-    const auto target = device()->mtlDevice()->makeTexture({bgra, 17, 9, false, MTLTextureUsage::unknown});
-    const auto source = device()->mtlDevice()->makeTexture({bgra, 17, 9, false, MTLTextureUsage::unknown});
-    source->replace(MTLRegionMake2D(0, 0, 17, 9), 0, noise(mark).bytes.data(), 68);
+    const auto source = bareTexture(noise(mark)), target = bareTexture(Picture(17, 9));
     const auto commands = queue->makeCommandBuffer();
     const auto encoder = commands->makeComputeCommandEncoder();
     encoder->setComputePipelineState(pipeline);
@@ -110,9 +111,7 @@ void usePipelines(int mark) {
 void useRunner(int mark) {
     static const auto runner =
         MetalComputeCommandRunner::create(device()->mtlDevice(), frameworkLibrary(), "Ondrix::Blit::CS_Main");
-    const auto target = device()->mtlDevice()->makeTexture({bgra, 17, 9, false, MTLTextureUsage::unknown});
-    const auto source = device()->mtlDevice()->makeTexture({bgra, 17, 9, false, MTLTextureUsage::unknown});
-    source->replace(MTLRegionMake2D(0, 0, 17, 9), 0, noise(mark).bytes.data(), 68);
+    const auto source = bareTexture(noise(mark)), target = bareTexture(Picture(17, 9));
     EXPECT_TRUE(runner->run({{0, source}, {1, target}}, 17, 9, nullptr, true));
     EXPECT_EQ(pictureOf(*target), noise(mark));
 }
@@ -170,14 +169,7 @@ void usePictures(int mark) {
 }
 
 std::shared_ptr<CMSampleBuffer> sampleOf(int mark) {
-    std::shared_ptr<CVPixelBuffer> frame;
-    EXPECT_EQ(CVPixelBufferCreate(8, 8, kCVPixelFormatType_32BGRA, nullptr, &frame), kCVReturnSuccess);
-    std::shared_ptr<CMFormatDescription> format;
-    EXPECT_EQ(CMVideoFormatDescriptionCreateForImageBuffer(frame, &format), noErr);
-    std::shared_ptr<CMSampleBuffer> sample;
-    const CMSampleTimingInfo timing{CMTimeMake(1, 30), CMTimeMake(mark, 30), CMTimeMake(mark, 30)};
-    EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(frame, format, timing, &sample), noErr);
-    return sample;
+    return sample(frame(8, 8), {CMTimeMake(1, 30), CMTimeMake(mark, 30), CMTimeMake(mark, 30)});
 }
 
 void useSamples(int mark) {

@@ -3,8 +3,8 @@
 #include <cmath>
 #include <stdexcept>
 
+#include <tests/support/Frames.h>
 #include <tests/support/TemporaryFolder.h>
-#include <tests/video/Frames.h>
 
 #include <ondrix/platform/ffmpeg/MovieReader.h>
 
@@ -46,9 +46,6 @@ inline CMTime timeOf(const std::shared_ptr<CMSampleBuffer>& sample) {
 inline std::shared_ptr<CVPixelBuffer> imageOf(const std::shared_ptr<CMSampleBuffer>& sample) {
     return CMSampleBufferGetImageBuffer(*sample);
 }
-inline Int bytesPerElement(const CVPixelBuffer& pixels, Int plane) {
-    return CVPixelBufferIsPlanar(pixels) ? plane + 1 : 4;
-}
 
 /// Bytes of a plane without gaps.
 inline std::vector<int> bytesOf(const std::shared_ptr<CVPixelBuffer>& pixels, Int plane) {
@@ -57,19 +54,6 @@ inline std::vector<int> bytesOf(const std::shared_ptr<CVPixelBuffer>& pixels, In
     forEachElement(*pixels, plane, size,
                    [&](const std::uint8_t* element, Int, Int) { bytes.insert(bytes.end(), element, element + size); });
     return bytes;
-}
-
-/// Random bytes in every plane.
-inline std::shared_ptr<CVPixelBuffer> noise(Int width, Int height, OSType format, unsigned seed = 1) {
-    const auto pixels = frame(width, height, format);
-    std::mt19937 random(seed);
-    for (Int plane = 0; plane < (format == bgra ? 1 : 2); ++plane) {
-        const Int size = bytesPerElement(*pixels, plane);
-        forEachElement(*pixels, plane, size, [&](std::uint8_t* element, Int, Int) {
-            for (Int i = 0; i < size; ++i) element[i] = static_cast<std::uint8_t>(random());
-        });
-    }
-    return pixels;
 }
 
 inline std::vector<std::int64_t> evenTimes(int count, std::int64_t first = 0, std::int64_t step = 1) {

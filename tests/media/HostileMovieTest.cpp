@@ -1,6 +1,5 @@
 // Files that want more than to be read: other files, the network, or far more memory than they have bytes.
 #include <csignal>
-#include <fstream>
 #include <thread>
 
 #include <arpa/inet.h>
@@ -18,11 +17,6 @@ namespace ondrix::test {
 namespace {
 
 using testing::HasSubstr;
-
-std::string contentOf(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
 
 /// A port of this machine that nobody answers at, with an eye on who comes.
 class Port {
@@ -50,8 +44,7 @@ public:
         }
         char port[8];
         std::snprintf(port, sizeof port, ":%04X ", number_);
-        std::ifstream table("/proc/net/udp");
-        return std::string(std::istreambuf_iterator<char>(table), {}).find(port) != std::string::npos;
+        return contentOf("/proc/net/udp").find(port) != std::string::npos;
     }
 
     /// Turns away the one who has connected.

@@ -1,4 +1,3 @@
-#include <fstream>
 #include <thread>
 
 #include <ondrix/platform/ffmpeg/LiveSource.h>
@@ -7,11 +6,6 @@
 
 namespace ondrix::test {
 namespace {
-
-std::string contentOf(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
 
 using ReaderTest = MediaTest;
 

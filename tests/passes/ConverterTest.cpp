@@ -1,16 +1,16 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <random>
 #include <thread>
 #include <tuple>
 
-#include <tests/support/Picture.h>
+#include <tests/support/Frames.h>
 #include <tests/support/RecordingTest.h>
 
 namespace ondrix {
 namespace {
 
+using test::noise;
 using test::Picture;
 using test::pictureOf;
 using test::textureOf;
@@ -19,20 +19,6 @@ using testing::ElementsAre;
 constexpr OSType fullRange = kCVPixelFormatType_420YpCbCr8BiPlanarFullRange;
 constexpr OSType videoRange = kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange;
 constexpr OSType bgraFrame = kCVPixelFormatType_32BGRA;
-
-/// Of noise.
-std::shared_ptr<CVPixelBuffer> frame(Int width, Int height, OSType format, unsigned seed = 1) {
-    std::shared_ptr<CVPixelBuffer> buffer;
-    EXPECT_EQ(CVPixelBufferCreate(width, height, format, nullptr, &buffer), kCVReturnSuccess);
-    std::mt19937 random(seed);
-    for (Int plane = 0; plane < (format == bgraFrame ? 1 : 2); ++plane) {
-        const Int size = format == bgraFrame ? 4 : plane + 1;
-        test::forEachElement(*buffer, plane, size, [&](std::uint8_t* element, Int, Int) {
-            std::generate_n(element, size, [&random] { return static_cast<std::uint8_t>(random()); });
-        });
-    }
-    return buffer;
-}
 
 /// The conversion in double precision with the published constants.
 Picture convert(CVPixelBuffer& buffer, bool isFullRange) {
@@ -65,7 +51,7 @@ protected:
 TEST_F(ConverterTest, BothRangesAgreeWithDoublePrecision) {
     for (const OSType format : {fullRange, videoRange}) {
         for (const auto& [width, height] : {std::pair<Int, Int>{1, 1}, {2, 2}, {33, 17}, {251, 127}, {640, 480}}) {
-            const auto buffer = frame(width, height, format, static_cast<unsigned>(width));
+            const auto buffer = noise(width, height, format, static_cast<unsigned>(width));
             const auto texture = converter->texture(buffer);
             ASSERT_NE(texture, nullptr);
             const Picture expected = convert(*buffer, format == fullRange);
@@ -77,15 +63,15 @@ TEST_F(ConverterTest, BothRangesAgreeWithDoublePrecision) {
 }
 
 TEST_F(ConverterTest, FramesOfOneSizeShareATextureAndAnotherSizeLeavesItToItsHolders) {
-    const auto first = converter->texture(frame(40, 30, videoRange, 1));
-    EXPECT_EQ(converter->texture(frame(40, 30, fullRange, 2)), first);
+    const auto first = converter->texture(noise(40, 30, videoRange, 1));
+    EXPECT_EQ(converter->texture(noise(40, 30, fullRange, 2)), first);
     const Picture before = pictureOf(*first);
-    EXPECT_NE(converter->texture(frame(42, 30, fullRange, 3)), first);
+    EXPECT_NE(converter->texture(noise(42, 30, fullRange, 3)), first);
     EXPECT_EQ(pictureOf(*first), before);
 }
 
 TEST_F(ConverterTest, AnyOtherFormatIsWrappedWithoutCopying) {
-    const auto buffer = frame(33, 5, bgraFrame);
+    const auto buffer = noise(33, 5, bgraFrame);
     const auto texture = converter->texture(buffer);
     ASSERT_NE(texture, nullptr);
     EXPECT_NE(converter->texture(buffer), texture);
@@ -133,7 +119,7 @@ TEST_F(ConverterTest, ServesAnyNumberOfThreads) {
                 const auto pixels = converter->makePixelBuffer(*texture, *pool);
                 ASSERT_NE(pixels, nullptr);
                 EXPECT_EQ(pictureOf(*converter->texture(pixels)), input);
-                EXPECT_NE(converter->texture(frame(20, 10, round % 2 != 0 ? fullRange : videoRange)), nullptr);
+                EXPECT_NE(converter->texture(noise(20, 10, round % 2 != 0 ? fullRange : videoRange)), nullptr);
             }
         });
     }
@@ -144,7 +130,7 @@ class ConverterFailureTest : public test::RecordingTest {
 protected:
     void expectNoTexture(const std::string& refused, OSType format, const std::vector<std::string>& messages) {
         expectErrors(
-            {refused}, [&] { return converter->texture(frame(8, 8, format)); }, messages);
+            {refused}, [&] { return converter->texture(noise(8, 8, format)); }, messages);
     }
     void expectNoPixelBuffer(const std::string& refused, CVPixelBufferPool& from,
                              const std::vector<std::string>& messages) {
@@ -179,14 +165,14 @@ TEST_F(ConverterFailureTest, EachStepOfAConversionIsReportedAndTriedAgain) {
     expectNoTexture("makeCommandQueue", videoRange, {"Failed to run YUV to RGB conversion."});
     mtlDevice->nextError = NSError("the GPU is gone");
     NSError error;
-    EXPECT_EQ(converter->texture(frame(8, 8, videoRange), &error), nullptr);
+    EXPECT_EQ(converter->texture(noise(8, 8, videoRange), &error), nullptr);
     EXPECT_EQ(error.localizedDescription(), "Failed to run YUV to RGB conversion: the GPU is gone");
-    const auto converted = converter->texture(frame(8, 8, videoRange));
+    const auto converted = converter->texture(noise(8, 8, videoRange));
     ASSERT_NE(converted, nullptr);
     EXPECT_EQ(takeCalls().back(), "waitUntilCompleted()");
 
-    expectErrors({"makeTexture"}, [&] { return converter->texture(frame(10, 8, videoRange)); }, {unprepared});
-    EXPECT_EQ(converter->texture(frame(8, 8, videoRange)), converted) << "what was made stays";
+    expectErrors({"makeTexture"}, [&] { return converter->texture(noise(10, 8, videoRange)); }, {unprepared});
+    EXPECT_EQ(converter->texture(noise(8, 8, videoRange)), converted) << "what was made stays";
 }
 
 TEST_F(ConverterFailureTest, ConstantsHaveTheirLayoutAndAreWrittenOnAChangeOfRange) {
@@ -195,7 +181,7 @@ TEST_F(ConverterFailureTest, ConstantsHaveTheirLayoutAndAreWrittenOnAChangeOfRan
                                              -0.533f, 0,      0,      0.5f, 0.5f, 0,       0,      -0.07275f};
     expectNoTexture("makeTexture", fullRange, {unprepared});
     for (const OSType format : {fullRange, videoRange, fullRange}) {
-        const auto buffer = frame(8, 8, format);
+        const auto buffer = noise(8, 8, format);
         ASSERT_NE(converter->texture(buffer), nullptr);
         auto* const constants = static_cast<float*>(mtlDevice->buffers.back()->contents());
         EXPECT_THAT(std::vector(constants, constants + 20),

@@ -2,7 +2,6 @@
 #include <cmath>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <random>
 
@@ -115,8 +114,7 @@ TEST_F(PictureFileTest, TexturesAreSavedAsTheyAreStoredAndLoadedFromMemory) {
         ASSERT_TRUE(writePixels(*texture, stored, 2 * pixelFormatInfo(format)->bytesPerPixel, nullptr));
         NSError error;
         ASSERT_TRUE(savePicture(*texture, file, &error)) << error.localizedDescription();
-        std::ifstream stream(file, std::ios::binary);
-        const std::string content(std::istreambuf_iterator<char>(stream), {});
+        const std::string content = test::contentOf(file);
         const auto loaded = loadPicture(device, content.data(), static_cast<Int>(content.size()), false, &error);
         ASSERT_NE(loaded, nullptr) << error.localizedDescription();
         const auto read = readPixels(*loaded, nullptr);

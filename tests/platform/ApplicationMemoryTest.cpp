@@ -5,12 +5,8 @@
 #include <thread>
 #include <vector>
 
-#include <gtest/gtest.h>
+#include <tests/support/Frames.h>
 #include <tests/support/GuardedMemory.h>
-#include <tests/support/Picture.h>
-
-#include <ondrix/Ondrix.h>
-#include <ondrix/platform/corevideo/PixelBufferLock.h>
 
 namespace ondrix {
 namespace {
@@ -92,8 +88,7 @@ TEST_F(ApplicationMemory, OfTwoPlanesIsConvertedAsACopyIs) {
     for (const auto& [width, height, gap] : {std::tuple{1, 1, 0}, {5, 3, 2}, {130, 9, 0}, {256, 8, 6}}) {
         const std::int64_t columns = (width + 1) / 2, rows = (height + 1) / 2;
         const OwnRows luma(width, height, gap), chroma(2 * columns, rows, gap);
-        std::shared_ptr<CVPixelBuffer> copy;
-        ASSERT_EQ(CVPixelBufferCreate(width, height, nv12, nullptr, &copy), kCVReturnSuccess);
+        const auto copy = test::frame(width, height, nv12);
         const PixelBufferLock lock(copy);
         for (std::int64_t y = 0; y < height; ++y) std::memcpy(lock.row(y), luma.row(y), width);
         for (std::int64_t y = 0; y < rows; ++y) std::memcpy(lock.row(y, 1), chroma.row(y), 2 * columns);

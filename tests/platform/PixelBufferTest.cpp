@@ -6,25 +6,16 @@
 #include <thread>
 #include <tuple>
 
-#include <gtest/gtest.h>
+#include <tests/support/Frames.h>
 #include <tests/support/RecordingDevice.h>
 
 #include <ondrix/platform/corevideo/CVMetalTextureCache.h>
-#include <ondrix/platform/corevideo/CVPixelBuffer.h>
-#include <ondrix/platform/corevideo/CVPixelBufferPool.h>
-#include <ondrix/platform/corevideo/PixelBufferLock.h>
 
 namespace ondrix {
 namespace {
 
 constexpr OSType bgra = kCVPixelFormatType_32BGRA;
 constexpr OSType nv12 = kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange;
-
-std::shared_ptr<CVPixelBuffer> makeBuffer(std::int64_t width, std::int64_t height, OSType format) {
-    std::shared_ptr<CVPixelBuffer> buffer;
-    EXPECT_EQ(CVPixelBufferCreate(width, height, format, nullptr, &buffer), kCVReturnSuccess);
-    return buffer;
-}
 
 /// A format's name states its layout, which the rest of its row in the table must match.
 TEST(PixelFormat, HasTheLayoutThatItsNameStates) {
@@ -88,14 +79,14 @@ TEST(PixelBuffer, RefusesWhatItCanNotMake) {
         {1, 1, bgra, {{kCVPixelBufferIOSurfacePropertiesKey, CVEmptyDictionary{}}, {"Other", 7}}, kCVReturnSuccess},
     };
     for (const auto& [width, height, format, attributes, expected] : cases) {
-        auto buffer = makeBuffer(1, 1, bgra);
+        auto buffer = test::frame(1, 1);
         EXPECT_EQ(CVPixelBufferCreate(width, height, format, &attributes, &buffer), expected);
         EXPECT_EQ(buffer != nullptr, expected == kCVReturnSuccess);
     }
 }
 
 TEST(PixelBuffer, ShowsItsAddressesOnlyWhileLocked) {
-    const auto buffer = makeBuffer(4, 4, nv12);
+    const auto buffer = test::frame(4, 4, nv12);
     EXPECT_EQ(CVPixelBufferGetBaseAddress(*buffer), nullptr);
     EXPECT_EQ(CVPixelBufferUnlockBaseAddress(*buffer, 0), kCVReturnError);
     CVPixelBufferLockBaseAddress(*buffer, 0);
@@ -222,14 +213,14 @@ TEST_F(TextureCache, RefusesPlanesThatAreTooSmall) {
         {nv12, rg8Unorm, 8, 6, 1, refused},
     };
     for (const auto& [format, pixelFormat, width, height, plane, expected] : cases) {
-        EXPECT_EQ(wrap(makeBuffer(15, 9, format), pixelFormat, width, height, plane), expected)
+        EXPECT_EQ(wrap(test::frame(15, 9, format), pixelFormat, width, height, plane), expected)
             << description(pixelFormat) << ' ' << width << 'x' << height << " plane " << plane;
         ASSERT_EQ(texture != nullptr, expected == kCVReturnSuccess);
     }
     const auto refusingDevice = std::make_shared<test::RecordingDevice>();
     refusingDevice->refused = {"wrapPlane"};
     CVMetalTextureCacheCreate(refusingDevice, &cache);
-    EXPECT_EQ(wrap(makeBuffer(15, 9, bgra), bgra8Unorm, 15, 9, 0), kCVReturnAllocationFailed);
+    EXPECT_EQ(wrap(test::frame(15, 9), bgra8Unorm, 15, 9, 0), kCVReturnAllocationFailed);
     EXPECT_EQ(CVMetalTextureCacheCreate(nullptr, &cache), kCVReturnInvalidArgument);
     EXPECT_EQ(cache, nullptr);
 }

@@ -1,8 +1,8 @@
 // What lies between a movie and a picture: queues of frames, players, sample buffers, and the sources of frames.
 #include <cstring>
 
+#include <tests/support/Frames.h>
 #include <tests/support/ManualClock.h>
-#include <tests/video/Frames.h>
 
 #include <ondrix/platform/avfoundation/AVPlayer.h>
 

@@ -1,8 +1,8 @@
 // The textures at both ends: of a video's frames and of a view's drawables.
 #include <cmath>
 
+#include <tests/support/Frames.h>
 #include <tests/support/RecordingTest.h>
-#include <tests/video/Frames.h>
 
 #include <ondrix/platform/metalkit/HeadlessView.h>
 

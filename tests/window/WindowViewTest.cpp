@@ -4,8 +4,8 @@
 #include <SDL2/SDL.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <tests/support/Frames.h>
 #include <tests/support/ManualClock.h>
-#include <tests/video/Frames.h>
 
 #include <ondrix/platform/sdl/WindowView.h>
 

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <algorithm>
+#include <random>
+
 #include <gmock/gmock.h>
 #include <tests/support/LogCapture.h>
 #include <tests/support/Picture.h>
@@ -23,6 +26,21 @@ inline std::shared_ptr<CMSampleBuffer> sample(const std::shared_ptr<CVPixelBuffe
     std::shared_ptr<CMSampleBuffer> buffer;
     EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(image, description(image), timing, &buffer), noErr);
     return buffer;
+}
+inline Int bytesPerElement(const CVPixelBuffer& pixels, Int plane) {
+    return CVPixelBufferIsPlanar(pixels) ? plane + 1 : 4;
+}
+/// Random bytes in every plane.
+inline std::shared_ptr<CVPixelBuffer> noise(Int width, Int height, OSType format, unsigned seed = 1) {
+    const auto pixels = frame(width, height, format);
+    std::mt19937 random(seed);
+    for (Int plane = 0; plane < (CVPixelBufferIsPlanar(*pixels) ? 2 : 1); ++plane) {
+        const Int size = bytesPerElement(*pixels, plane);
+        forEachElement(*pixels, plane, size, [&](std::uint8_t* element, Int, Int) {
+            std::generate_n(element, size, [&random] { return static_cast<std::uint8_t>(random()); });
+        });
+    }
+    return pixels;
 }
 /// What a display can show: alpha is 255.
 inline Picture opaqueNoise(Int width, Int height, unsigned seed) {
