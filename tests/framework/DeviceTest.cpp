@@ -1,6 +1,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <tests/support/Frames.h>
 #include <tests/support/RecordingTest.h>
 
 namespace ondrix {
@@ -73,28 +74,25 @@ TEST_F(DeviceTest, ADeviceGoesWithTheLastObjectMadeFromIt) {
     EXPECT_TRUE(watched.expired());
 }
 
-struct SizeObserver : TextureDelegate {
-    void texture(Texture& changed, Size2<Int> didChangeSize) override {
-        EXPECT_EQ(changed.size(), didChangeSize) << "told before the texture was replaced";
-        sizes.push_back(didChangeSize);
-        onChange();
-    }
-    std::vector<Size2<Int>> sizes;
-    std::function<void()> onChange = [] {};
-};
-
 TEST_F(DeviceTest, ResizingReplacesAndTells) {
-    auto resized = texture(64, 64);
-    const auto observer = std::make_shared<SizeObserver>();
+    auto made = mtlDevice->makeTexture(MTLTextureDescriptor::texture2DDescriptor(bgra, 64, 64, false));
+    const std::weak_ptr<MTLTexture> before = made;
+    auto resized = device->makeTexture(std::move(made));
+    const auto observer = std::make_shared<test::SizeListener>();
+    observer->onSize = [&](Texture& changed) {
+        EXPECT_TRUE(before.expired()) << "the texture before is still there";
+        EXPECT_EQ(observer->events.back(),
+                  "size " + std::to_string(changed.width()) + "x" + std::to_string(changed.height()))
+            << "told before the texture was replaced";
+    };
     resized->add(observer);
     resized->add(observer);
     takeCalls();
     EXPECT_TRUE(resized->resize(64, 64));
     EXPECT_TRUE(resized->resize(Size2<Int>{128, 32}));
     EXPECT_THAT(takeCalls(), ElementsAre("makeTexture(128, 32)"));
-    EXPECT_THAT(observer->sizes, ElementsAre(Size2<Int>{128, 32}));
     EXPECT_TRUE(resized->resize(0, 5));
-    EXPECT_THAT(observer->sizes, ElementsAre(Size2<Int>{128, 32}, Size2<Int>{1, 5})) << "tells the size it has";
+    EXPECT_THAT(observer->events, ElementsAre("size 128x32", "size 1x5")) << "tells the size it has";
 
     mtlDevice->refused = {"makeTexture"};
     EXPECT_FALSE(resized->resize(9, 9));
@@ -102,9 +100,9 @@ TEST_F(DeviceTest, ResizingReplacesAndTells) {
     mtlDevice->refused.clear();
     resized->prepareForRelease();
     EXPECT_TRUE(resized->resize(9, 9));
-    EXPECT_EQ(observer->sizes.size(), 2u) << "forgotten before the release";
+    EXPECT_EQ(observer->events.size(), 2u) << "forgotten before the release";
     resized->add(observer);
-    observer->onChange = [&resized] { resized.reset(); };
+    observer->onSize = [&resized](Texture&) { resized.reset(); };
     EXPECT_TRUE(resized->resize(3, 3)) << "an observer may drop the texture that tells it";
     EXPECT_EQ(resized, nullptr);
 }
@@ -126,17 +124,6 @@ TEST_F(DeviceTest, TexturesReadThroughTheirGetterAndStorePastTheirSetter) {
     EXPECT_TRUE(borrowed.resize(5, 5));
     EXPECT_FALSE(borrowed.wasSetThroughAccessor);
     EXPECT_EQ(borrowed.size(), (Size2<Int>{20, 10}));
-}
-
-TEST_F(DeviceTest, TheTextureBeforeIsGoneWhenObserversHear) {
-    auto made = mtlDevice->makeTexture(MTLTextureDescriptor::texture2DDescriptor(bgra, 4, 4, false));
-    const std::weak_ptr<MTLTexture> before = made;
-    const auto around = device->makeTexture(std::move(made));
-    const auto observer = std::make_shared<SizeObserver>();
-    observer->onChange = [&before] { EXPECT_TRUE(before.expired()); };
-    around->add(observer);
-    EXPECT_TRUE(around->resize(5, 5));
-    EXPECT_EQ(observer->sizes.size(), 1u);
 }
 
 // In a new process, since a manager is made once and its device dropped for good.

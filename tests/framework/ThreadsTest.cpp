@@ -11,8 +11,8 @@
 //     Effect::setDelegate, its delegate's calls delegates
 //     readPixels, writePixels                   pixels
 //     savePicture, loadPicture, PictureFile     pictures
-//     MetalTextureConverter                     ConverterTest.ServesAnyNumberOfThreads
-//     CVPixelBufferPool                         PixelBufferPool.ServesSeveralThreads
+//     MetalTextureConverter                     converter
+//     CVPixelBufferPool                         pools
 //     CVPixelBuffer: the last holder            ApplicationMemory.IsReleasedOnceWhenTheLastHolderLetsGo
 //     CMSampleBuffer                            samples
 //     AVPlayerItemVideoOutput                   outputs
@@ -24,6 +24,7 @@
 //     os::Logger, os::setLogSink                LoggerTest.SinksMayBeReplacedWhileOthersLog
 //     ResourceTracker                           ResourceTrackerTest.ADestructorMayUntrackWhileOthersReport
 #include <atomic>
+#include <cstring>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -168,6 +169,29 @@ void usePictures(int mark) {
     EXPECT_EQ(pictureOf(*device()->makeTexture(URL(file), false)), noise(0));
 }
 
+void useConverter(int mark) {
+    const auto converter = device()->textureConverter();
+    const auto pool = converter->makePixelBufferPool(17, 9, kCVPixelFormatType_32BGRA);
+    const auto pixels = converter->makePixelBuffer(*textureOf(device(), noise(mark)), *pool);
+    ASSERT_NE(pixels, nullptr);
+    EXPECT_EQ(pictureOf(*converter->texture(pixels)), noise(mark));
+    constexpr OSType ranges[] = {kCVPixelFormatType_420YpCbCr8BiPlanarFullRange,
+                                 kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange};
+    EXPECT_NE(converter->texture(test::noise(20, 10, ranges[mark / threadCount % 2])), nullptr);
+}
+
+/// No two holders may ever have the same buffer: each writes its own mark and must find it again.
+void usePools(int mark) {
+    static const auto pool = device()->textureConverter()->makePixelBufferPool(128, 1, kCVPixelFormatType_32BGRA);
+    for (int round = 0; round < 30; ++round) {
+        std::shared_ptr<CVPixelBuffer> buffer;
+        ASSERT_EQ(CVPixelBufferPoolCreatePixelBuffer(*pool, &buffer), kCVReturnSuccess);
+        auto* const bytes = CVPixelBufferGetIOSurface(buffer)->baseAddressOfPlane(0);
+        std::memset(bytes, mark, 512);
+        EXPECT_TRUE(bytes[0] == mark && bytes[511] == mark);
+    }
+}
+
 std::shared_ptr<CMSampleBuffer> sampleOf(int mark) {
     return sample(frame(8, 8), {CMTimeMake(1, 30), CMTimeMake(mark, 30), CMTimeMake(mark, 30)});
 }
@@ -218,7 +242,8 @@ TEST_P(Threads, MayAllUse) {
 constexpr Promise promises[] = {{"factories", useFactories}, {"manager", useManager}, {"libraries", useLibraries},
                                 {"pipelines", usePipelines}, {"runner", useRunner},   {"effects", useEffects},
                                 {"delegates", useDelegates}, {"pixels", usePixels},   {"pictures", usePictures},
-                                {"samples", useSamples},     {"outputs", useOutputs}, {"clocks", useClocks}};
+                                {"converter", useConverter}, {"pools", usePools},     {"samples", useSamples},
+                                {"outputs", useOutputs},     {"clocks", useClocks}};
 INSTANTIATE_TEST_SUITE_P(AtOnce, Threads, testing::ValuesIn(promises),
                          [](const auto& test) { return std::string(test.param.name); });
 

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <thread>
 #include <tuple>
 
 #include <tests/support/Frames.h>
@@ -106,23 +105,6 @@ TEST_F(ConverterTest, WorkThatTheGPURefusesGivesNoPixelBuffer) {
     NSError error;
     EXPECT_EQ(converter->makePixelBuffer(*target, *pool, &error), nullptr);
     EXPECT_THAT(error.localizedDescription(), testing::MatchesRegex("Failed to blit the textures: .*usage.*"));
-}
-
-TEST_F(ConverterTest, ServesAnyNumberOfThreads) {
-    std::vector<std::jthread> threads;
-    for (unsigned number = 0; number < 8; ++number) {
-        threads.emplace_back([this, number] {
-            const Picture input = Picture::noise(31, 17, number);
-            const auto texture = textureOf(device, input);
-            const auto pool = converter->makePixelBufferPool(31, 17, bgraFrame);
-            for (int round = 0; round < 20; ++round) {
-                const auto pixels = converter->makePixelBuffer(*texture, *pool);
-                ASSERT_NE(pixels, nullptr);
-                EXPECT_EQ(pictureOf(*converter->texture(pixels)), input);
-                EXPECT_NE(converter->texture(noise(20, 10, round % 2 != 0 ? fullRange : videoRange)), nullptr);
-            }
-        });
-    }
 }
 
 /// A converter on a device that records and refuses.
