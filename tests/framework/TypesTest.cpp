@@ -1,7 +1,6 @@
 #include <cmath>
 #include <concepts>
 #include <limits>
-#include <string>
 
 #include <gtest/gtest.h>
 
