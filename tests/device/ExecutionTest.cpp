@@ -1,6 +1,5 @@
 // When work runs, who sees its results, and who holds what until when.
 #include <atomic>
-#include <cstring>
 #include <functional>
 #include <future>
 #include <thread>
