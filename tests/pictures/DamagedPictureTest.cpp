@@ -2,7 +2,6 @@
 #include <string>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <tests/pictures/PictureWriter.h>
 #include <tests/support/Picture.h>

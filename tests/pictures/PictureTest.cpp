@@ -2,7 +2,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <random>
-#include <string>
 #include <tuple>
 
 #include <gtest/gtest.h>
