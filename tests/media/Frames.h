@@ -47,15 +47,6 @@ inline std::shared_ptr<CVPixelBuffer> imageOf(const std::shared_ptr<CMSampleBuff
     return CMSampleBufferGetImageBuffer(*sample);
 }
 
-/// Bytes of a plane without gaps.
-inline std::vector<int> bytesOf(const std::shared_ptr<CVPixelBuffer>& pixels, Int plane) {
-    std::vector<int> bytes;
-    const Int size = bytesPerElement(*pixels, plane);
-    forEachElement(*pixels, plane, size,
-                   [&](const std::uint8_t* element, Int, Int) { bytes.insert(bytes.end(), element, element + size); });
-    return bytes;
-}
-
 inline std::vector<std::int64_t> evenTimes(int count, std::int64_t first = 0, std::int64_t step = 1) {
     std::vector<std::int64_t> times;
     for (int index = 0; index < count; ++index) times.push_back(first + index * step);

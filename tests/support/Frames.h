@@ -30,6 +30,14 @@ inline std::shared_ptr<CMSampleBuffer> sample(const std::shared_ptr<CVPixelBuffe
 inline Int bytesPerElement(const CVPixelBuffer& pixels, Int plane) {
     return CVPixelBufferIsPlanar(pixels) ? plane + 1 : 4;
 }
+/// Bytes of a plane without gaps.
+inline std::vector<int> bytesOf(const std::shared_ptr<CVPixelBuffer>& pixels, Int plane) {
+    std::vector<int> bytes;
+    const Int size = bytesPerElement(*pixels, plane);
+    forEachElement(*pixels, plane, size,
+                   [&](const std::uint8_t* element, Int, Int) { bytes.insert(bytes.end(), element, element + size); });
+    return bytes;
+}
 /// Random bytes in every plane.
 inline std::shared_ptr<CVPixelBuffer> noise(Int width, Int height, OSType format, unsigned seed = 1) {
     const auto pixels = frame(width, height, format);

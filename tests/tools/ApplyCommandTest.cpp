@@ -1,4 +1,6 @@
 // The commands `nv12`, `apply` and `devices`, and the help.
+#include <tests/support/Frames.h>
+
 #include "Program.h"
 
 namespace {
@@ -7,29 +9,15 @@ using NV12Command = ProgramTest;
 
 // Ranges exchanged, planes or rows misplaced, red and blue exchanged.
 TEST_F(NV12Command, ConvertsBothRanges) {
-    const struct {
-        char luma, blue, red;
-        double colours[2][3];  ///< blue, green and red of the full and of the video range
-    } quarters[] = {
-        {60, 120, 100, {{46.08, 74.27, 16.69}, {35.45, 67.54, 1.98}}},
-        {100, 90, char(160), {{30.40, 91.80, 151.19}, {18.65, 88.51, 156.12}}},
-        {char(150), char(170), 110, {{228.88, 150.24, 122.44}, {245.81, 156.32, 124.67}}},
-        {char(200), char(130), char(140), {{204.64, 193.68, 219.69}, {219.53, 207.05, 236.66}}},
-    };
-    const auto quarter = [&quarters](int x, int y) { return quarters[x / 36 + y / 18 * 2]; };
-    std::string luma, chroma;
-    for (int y = 0; y < 36; ++y) {
-        for (int x = 0; x < 70; ++x) luma += quarter(x, y).luma;
-        for (int x = 0; x < 70 && y % 2 == 0; x += 2) chroma += {quarter(x, y).blue, quarter(x, y).red};
-    }
-    for (const int range : {0, 1}) {
-        const Picture picture =
-            result("nv12", luma + chroma, {"--size", "70x36", "--range", range == 0 ? "full" : "video"});
-        ASSERT_EQ(picture.bytes.size(), 70u * 36 * 4);
-        for (int at = 0; at < 70 * 36 * 3; ++at) {
-            const int x = at / 3 % 70, y = at / 210;
-            ASSERT_NEAR(picture.at(x, y, at % 3), quarter(x, y).colours[range][at % 3], 1) << x << ", " << y;
-        }
+    using namespace ondrix;
+    const auto converter = DeviceManager::shared().defaultDevice()->textureConverter();
+    for (const auto& [range, format] : {std::pair("full", kCVPixelFormatType_420YpCbCr8BiPlanarFullRange),
+                                        {"video", kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange}}) {
+        const auto frame = test::noise(70, 36, format);
+        std::string bytes;
+        for (const Int plane : {0, 1}) std::ranges::copy(test::bytesOf(frame, plane), std::back_inserter(bytes));
+        EXPECT_EQ(result("nv12", bytes, {"--size", "70x36", "--range", range}),
+                  test::pictureOf(*converter->texture(frame)));
     }
 }
 
