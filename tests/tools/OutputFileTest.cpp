@@ -1,8 +1,5 @@
-#include <signal.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <tools/system/OutputFile.h>
-#include <unistd.h>
 
 #include "Program.h"
 
@@ -33,23 +30,6 @@ TEST_F(OutputFileTest, AppearsOnlyWhenKept) {
     EXPECT_THAT(names(), ElementsAre("link", "out.png"));
     EXPECT_EQ(content(out), "after");
     EXPECT_EQ(std::filesystem::status(out).permissions(), std::filesystem::perms{0640});
-}
-
-TEST_F(OutputFileTest, InterruptionLeavesNothingBehind) {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        const pid_t child = fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
-            OutputFile interrupted(out);
-            std::fputs("half", interrupted.stream());
-            raise(signal);
-            _exit(0);
-        }
-        int state = 0;
-        ASSERT_EQ(waitpid(child, &state, 0), child);
-        EXPECT_TRUE(WIFSIGNALED(state) && WTERMSIG(state) == signal) << state;
-        EXPECT_TRUE(names().empty());
-    }
 }
 
 }  // namespace
