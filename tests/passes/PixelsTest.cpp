@@ -124,6 +124,10 @@ TEST_F(PixelsTest, TurnsAndMirrorsOfTheSameSizeMoveBytesUnchanged) {
         EXPECT_EQ(present(input, side, side, {}), input) << side;
         EXPECT_EQ(present(present(input, side, side, quarter), side, side, back), input) << side;
     }
+    for (const Int width : {251, 1920, 5003, 16384}) {
+        const Picture input = Picture::noise(width, 2, 5);
+        EXPECT_EQ(present(input, width, 2, {}), input) << width;
+    }
     const Picture input = Picture::noise(61, 38, 6);
     for (const Settings& twice : {Settings{.flip = true}, Settings{.rotation = ImageRotation::degrees180}}) {
         EXPECT_EQ(present(present(input, 61, 38, twice), 61, 38, twice), input);

@@ -8,50 +8,14 @@
 #include "Modules.h"
 
 using namespace modules;
-using shading::SamplerView;
 
 namespace {
-
-const SamplerView linearClamp{1, 1, 0, 0, 0};
 
 int level(double value) {
     return static_cast<int>(std::floor(std::clamp(value, 0.0, 255.0) + 0.5));
 }
 
-/// Exact bilinear value of channel `c` with clamped edges, 0...255.
-double bilinear(Image& image, double u, double v, int c) {
-    const double x = u * image.width - 0.5, y = v * image.height - 0.5;
-    const double left = std::floor(x), top = std::floor(y);
-    const auto texel = [&](double tx, double ty) {
-        return static_cast<double>(image.pixel(static_cast<int>(std::clamp(tx, 0.0, image.width - 1.0)),
-                                               static_cast<int>(std::clamp(ty, 0.0, image.height - 1.0)))[c]);
-    };
-    const auto row = [&](double ty) { return std::lerp(texel(left, ty), texel(left + 1, ty), x - left); };
-    return std::lerp(row(top), row(top + 1), y - top);
-}
-
 }  // namespace
-
-// And the same size gives an exact copy at any size.
-TEST(Reference, LinearSamplingIsWithinOneLevel) {
-    const shading::ModuleTable& plain = open(OWN_LIBRARY, "plain");
-    const int sizes[][4] = {{97, 31, 40, 17}, {40, 17, 97, 31},   {64, 9, 128, 18},   {251, 3, 16, 127},   {1, 2, 1, 2},
-                            {127, 2, 127, 2}, {1920, 2, 1920, 2}, {5003, 2, 5003, 2}, {16384, 2, 16384, 2}};
-    for (const auto& [w, h, sw, sh] : sizes) {
-        for (double skew : {0.0, w == sw ? 0.0 : 0.11}) {
-            Image source(sw, sh, Format::bgra8, 7), target(w, h, Format::bgra8, 0);
-            Mapping m = fill(w, h);
-            m.u.dy = skew / h;
-            m.v.dx = -skew / w;
-            draw(plain, "Ondrix::Blit::FS_Main", {m, {source.view()}, {linearClamp}}, target);
-            for (int i = 0; i < w * h * 4; i++) {
-                const int x = i / 4 % w, y = i / 4 / w, c = i % 4;
-                const double u = m.u.base + x * m.u.dx + y * m.u.dy, v = m.v.base + x * m.v.dx + y * m.v.dy;
-                ASSERT_NEAR(level(bilinear(source, u, v, c)), target.pixel(x, y)[c], w != sw) << x << "," << y;
-            }
-        }
-    }
-}
 
 // Every Y, Cb and Cr (less of Cb for other constants than the framework's): no rounding may lose a level anywhere.
 TEST(Reference, YCbCrConversionIsWithinOneLevelForEveryInput) {
