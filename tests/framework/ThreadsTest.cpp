@@ -1,28 +1,14 @@
 // What the headers and docs/concepts.md call safe for any thread, from several threads at once: for sanitizers, and
-// each thread must find its own results. What stands behind each promise:
+// each thread must find its own results. What isn't among the promises below stands behind other tests:
 //
-//     Device, its factories, MTLDevice          factories
-//     DeviceManager::shared                     manager
-//     MTLLibrary, NSBundle                      libraries
-//     MTLRender- and MTLComputePipelineState    pipelines
-//     MTLCommandQueue, MTLCommandBuffer         queues; Order.HoldsWithManyWaitingThreads
-//     MetalComputeCommandRunner::run            runner
-//     different effects on different threads    effects
-//     Effect::setDelegate, its delegate's calls delegates
-//     readPixels, writePixels                   pixels
-//     savePicture, loadPicture, PictureFile     pictures
-//     MetalTextureConverter                     converter
-//     CVPixelBufferPool                         pools
-//     CVPixelBuffer: the last holder            ApplicationMemory.IsReleasedOnceWhenTheLastHolderLetsGo
-//     CMSampleBuffer                            samples
-//     AVPlayerItemVideoOutput                   outputs
-//     AVPlayerItem                              PlayerTest.AnItemServesSeveralThreads
-//     MovieReader::cancel                       ReaderTest.AnotherThreadMayCancel
-//     LiveSource                                LiveSourceTest.CancelEndsAWaitForAFrame
-//     NSRunLoop::perform, stop                  RunLoop.WakesForOtherThreadsAndStopsTheInnermostRun
-//     CADisplayLink::setRefreshRate, the clock  clocks
-//     os::Logger, os::setLogSink                LoggerTest.SinksMayBeReplacedWhileOthersLog
-//     ResourceTracker                           ResourceTrackerTest.ADestructorMayUntrackWhileOthersReport
+//     MTLCommandQueue, MTLCommandBuffer  Order.HoldsWithManyWaitingThreads
+//     CVPixelBuffer: the last holder     ApplicationMemory.IsReleasedOnceWhenTheLastHolderLetsGo
+//     AVPlayerItem                       PlayerTest.AnItemServesSeveralThreads
+//     MovieReader::cancel                ReaderTest.AnotherThreadMayCancel
+//     LiveSource                         LiveSourceTest.CancelEndsAWaitForAFrame
+//     NSRunLoop::perform, stop           RunLoop.WakesForOtherThreadsAndStopsTheInnermostRun
+//     os::Logger, os::setLogSink         LoggerTest.SinksMayBeReplacedWhileOthersLog
+//     ResourceTracker                    ResourceTrackerTest.ADestructorMayUntrackWhileOthersReport
 #include <atomic>
 #include <cstring>
 #include <mutex>
