@@ -1,5 +1,4 @@
-#include <cstdint>
-
+#include <tests/support/Frames.h>
 #include <tests/support/RecordingTest.h>
 #include <tests/support/TemporaryFolder.h>
 
@@ -143,8 +142,7 @@ TEST_F(MessagesTest, EveryOperationTellsACallerWhoAsks) {
     };
     const auto made = [](const auto& object) { return object != nullptr; };
     const auto computePass = ComputePass::create(device, compute, both);
-    std::shared_ptr<CVPixelBuffer> planar;
-    CVPixelBufferCreate(4, 4, kCVPixelFormatType_420YpCbCr8BiPlanarFullRange, nullptr, &planar);
+    const auto planar = test::frame(4, 4, kCVPixelFormatType_420YpCbCr8BiPlanarFullRange);
     // Of a device that has nothing yet: a frame as a texture, or a texture as a frame.
     const auto converted = [&](const std::shared_ptr<CVPixelBuffer>& frame, NSError* e) {
         const auto fresh = Device::create(mtlDevice, e);
