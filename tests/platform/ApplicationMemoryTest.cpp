@@ -17,12 +17,12 @@ constexpr OSType nv12 = kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange;
 /// Rows of noise with gaps, right before memory that may not be touched: the first byte past the last row is a fault.
 class OwnRows {
 public:
-    OwnRows(std::int64_t rowBytes, std::int64_t height, std::int64_t gap)
+    OwnRows(std::int64_t rowBytes, std::int64_t height, std::int64_t gap, unsigned seed = 7)
         : rowBytes_(rowBytes),
           stride_(rowBytes + gap),
           height_(height),
           memory_(stride_ * height - gap, test::GuardedEnd::last) {
-        std::mt19937 random(7);
+        std::mt19937 random(seed);
         std::generate_n(memory_.pages(), memory_.usable(), [&random] { return static_cast<std::uint8_t>(random()); });
         before_.assign(memory_.pages(), memory_.pages() + memory_.usable());
     }
@@ -66,7 +66,7 @@ TEST_F(ApplicationMemory, IsReadAndWrittenWhereItLies) {
         for (const PassType type : {PassType::renderPass, PassType::computePass}) {
             for (const int enlarged : {1, 2, 3}) {
                 SCOPED_TRACE(testing::Message() << width << 'x' << height << " gap " << gap << " times " << enlarged);
-                const OwnRows small(4 * width, height, gap), large(4 * width * enlarged, height * enlarged, gap);
+                const OwnRows small(4 * width, height, gap), large(4 * width * enlarged, height * enlarged, gap, 8);
                 const auto from = texture(wrap(width, height, bgra, {small.plane()}));
                 const auto to = texture(wrap(width * enlarged, height * enlarged, bgra, {large.plane()}));
                 const auto blit = [&](const auto& source, const auto& target) {
