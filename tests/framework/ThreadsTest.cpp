@@ -174,6 +174,7 @@ void usePools(int mark) {
         ASSERT_EQ(CVPixelBufferPoolCreatePixelBuffer(*pool, &buffer), kCVReturnSuccess);
         auto* const bytes = CVPixelBufferGetIOSurface(buffer)->baseAddressOfPlane(0);
         std::memset(bytes, mark, 512);
+        std::this_thread::yield();
         EXPECT_TRUE(bytes[0] == mark && bytes[511] == mark);
     }
 }
