@@ -16,13 +16,10 @@ using namespace ondrix::test;
 namespace {
 
 /// A drawable that does something when it is shown.
-class Drawable final : public MTLDrawable {
-public:
-    explicit Drawable(std::function<void()> shown) : shown_(std::move(shown)) {}
-    void present() override { shown_(); }
-
-private:
-    std::function<void()> shown_;
+struct Drawable final : MTLDrawable {
+    explicit Drawable(std::function<void()> onShow) : shown(std::move(onShow)) {}
+    void present() override { shown(); }
+    std::function<void()> shown;
 };
 
 }  // namespace
