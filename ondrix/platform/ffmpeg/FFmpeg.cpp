@@ -39,9 +39,14 @@ void silenceLibraries() noexcept {
     if (av_log_get_level() == AV_LOG_INFO) av_log_set_level(AV_LOG_QUIET);
 }
 
-const os::Logger& logger() {
-    static const auto* const logger = new os::Logger(os::mainSubsystem(), "media");
-    return *logger;
+const os::Logger& logger() noexcept {
+    try {
+        static const auto* const logger = new os::Logger(os::mainSubsystem(), "media");
+        return *logger;
+    } catch (const std::bad_alloc&) {
+        static const os::Logger nameless("", "media");  // needs none, its names are that short
+        return nameless;
+    }
 }
 
 }  // namespace ondrix::ffmpeg

@@ -4,8 +4,10 @@
 #include <cstdint>
 #include <memory>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -17,6 +19,7 @@ extern "C" {
 
 #include <ondrix/platform/coremedia/CMTime.h>
 #include <ondrix/platform/os/Logger.h>
+#include <ondrix/platform/os/OutOfMemory.h>
 
 /// The inside of the component, which is neither installed nor exported. This file is what all of it needs of FFmpeg's
 /// libraries: owners of their objects, their errors, times and formats.
@@ -51,6 +54,33 @@ using ScalerPointer = std::unique_ptr<SwsContext, Deleter>;
 
 /// The reason that callers are given for std::bad_alloc.
 inline constexpr const char* outOfMemory = "out of memory";
+
+/// Runs what makes an object, `operation(reason)`, and returns it. Null where that failed, with the reason that it
+/// gave, or that of its exception, in `error`, which may be null.
+template <class Operation>
+auto orReason(NSError* error, Operation&& operation) -> decltype(operation(std::declval<std::string&>())) {
+    return os::orAbsent(error, [&]() -> decltype(operation(std::declval<std::string&>())) {
+        std::string reason;
+        try {
+            if (auto result = operation(reason)) return result;
+        } catch (const std::bad_alloc&) {
+            throw;
+        } catch (const std::exception& exception) {
+            reason = exception.what();
+        }
+        if (error != nullptr) *error = NSError(std::move(reason));
+        return nullptr;
+    });
+}
+
+/// A copy of why something failed; without memory for its text, that.
+[[nodiscard]] inline std::optional<NSError> copyOf(const std::optional<NSError>& error) noexcept {
+    try {
+        return error;
+    } catch (const std::bad_alloc&) {
+        return NSError(outOfMemory);
+    }
+}
 
 /// What a library's negative status means, beginning with a small letter: "no such file or directory".
 [[nodiscard]] std::string errorText(int status);
@@ -102,6 +132,6 @@ inline constexpr int largestSide = 16384;
 void silenceLibraries() noexcept;
 
 /// The logger of this component, category "media".
-[[nodiscard]] const os::Logger& logger();
+[[nodiscard]] const os::Logger& logger() noexcept;
 
 }  // namespace ondrix::ffmpeg

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include <ondrix/platform/image/JPEGDecoder.h>
@@ -117,6 +118,7 @@ bool JPEGDecoder::decodeRows(std::uint8_t* rows, std::uint64_t count) {
 }
 
 std::string JPEGDecoder::failure() const {
+    if (errors_.msg_code == JERR_OUT_OF_MEMORY) throw std::bad_alloc();
     return std::string("the JPEG file is damaged: ") + message_;
 }
 

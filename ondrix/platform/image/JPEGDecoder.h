@@ -31,6 +31,7 @@ private:
     bool decodeRows(std::uint8_t* rows, std::uint64_t count);
 
     bool checkHeader(std::string& reason);
+    /// Throws std::bad_alloc where that is the failure.
     [[nodiscard]] std::string failure() const;
 
     static void onError(j_common_ptr common);

@@ -1,4 +1,5 @@
 #include <csetjmp>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 
@@ -23,7 +24,8 @@ std::unique_ptr<PNGDecoder> PNGDecoder::create(Stream stream, std::uint64_t file
                                                const MTKTextureLoaderLimits& limits, std::string& reason) {
     std::unique_ptr<PNGDecoder> decoder(new PNGDecoder(std::move(stream), limits));
     if (!decoder->readSize(reason)) return nullptr;
-    decoder->png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, decoder.get(), onError, onWarning);
+    decoder->png_ = png_create_read_struct_2(PNG_LIBPNG_VER_STRING, decoder.get(), onError, onWarning, decoder.get(),
+                                             allocate, nullptr);
     if (decoder->png_ == nullptr) throw std::bad_alloc();
     decoder->info_ = png_create_info_struct(decoder->png_);
     if (decoder->info_ == nullptr) throw std::bad_alloc();
@@ -120,6 +122,7 @@ bool PNGDecoder::decodeInterlaced() {
 }
 
 std::string PNGDecoder::failure() const {
+    if (lacksMemory_) throw std::bad_alloc();
     return std::string("the PNG file is damaged: ") + message_;
 }
 
@@ -127,6 +130,12 @@ void PNGDecoder::onError(png_structp png, png_const_charp message) {
     auto& decoder = *static_cast<PNGDecoder*>(png_get_error_ptr(png));
     std::strncpy(decoder.message_, message, sizeof decoder.message_ - 1);
     png_longjmp(png, 1);
+}
+
+png_voidp PNGDecoder::allocate(png_structp png, png_alloc_size_t size) {
+    void* const block = std::malloc(size);
+    if (block == nullptr) static_cast<PNGDecoder*>(png_get_mem_ptr(png))->lacksMemory_ = true;
+    return block;
 }
 
 void PNGDecoder::onRead(png_structp png, png_bytep bytes, std::size_t count) {

@@ -33,10 +33,12 @@ private:
     bool decodeInterlaced();
 
     bool readSize(std::string& reason);
+    /// Throws std::bad_alloc where that is the failure.
     [[nodiscard]] std::string failure() const;
 
     static void onError(png_structp png, png_const_charp message);
     static void onWarning(png_structp, png_const_charp) {}
+    static png_voidp allocate(png_structp png, png_alloc_size_t size);
     static void onRead(png_structp png, png_bytep bytes, std::size_t count);
 
     Stream stream_;
@@ -44,6 +46,7 @@ private:
     png_infop info_ = nullptr;
     std::uint64_t storedBitsPerPixel_ = 0;
     bool interlaced_ = false;
+    bool lacksMemory_ = false;  ///< libpng asked for memory in vain
     std::uint64_t rowsRead_ = 0;
     std::unique_ptr<std::uint8_t[]> wholePicture_;  ///< of an interlaced picture, once it has been decoded
     char message_[128] = {};                        ///< libpng's text for the error

@@ -7,6 +7,7 @@
 #include <deque>
 #include <mutex>
 #include <new>
+#include <stdexcept>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -22,8 +23,10 @@ namespace ondrix::ffmpeg {
 
 namespace {
 
-/// Most decoded frames that an item holds: the one on screen, and those ahead of it.
+/// Most decoded frames that an item holds: the one on screen, and those ahead of it. Fewer where they take more memory
+/// than this, but always one ahead.
 constexpr std::size_t heldFrames = 5;
+constexpr std::int64_t heldBytes = std::int64_t{400} << 20;
 /// How often the thread of a playing item looks at the clock for frames that are past, and for the end. It can't wait
 /// for the clock itself, which may be one that an application moves. Shorter than a frame lasts is enough, because
 /// whoever takes a frame or reads the time looks at the clock, too.
@@ -34,6 +37,11 @@ constexpr double farBehind = 1;  // seconds
 /// The file's duration is kept where its last frame ends at most this long before it. Otherwise the movie ends with the
 /// last frame.
 constexpr double durationLeeway = 0.5;  // seconds
+
+/// Of a frame in BGRA.
+std::int64_t bytesOf(const CVPixelBuffer& frame) {
+    return CVPixelBufferGetBytesPerRow(frame) * CVPixelBufferGetHeight(frame);
+}
 
 /// Wakes the decoding thread. Outputs hold it, so it may outlive its item.
 class Signal {
@@ -75,9 +83,13 @@ public:
     void seek(CMTime to) override;
     void setOnEnd(std::function<void()> onEnd) override;
 
-    /// Starts the thread. Throws std::system_error.
+    /// Starts the thread. Throws std::bad_alloc, and std::runtime_error with the reason.
     void start() {
-        thread_ = std::thread([this] { run(); });
+        try {
+            thread_ = std::thread([this] { run(); });
+        } catch (const std::system_error&) {
+            throw std::runtime_error("a thread for decoding can't be started");
+        }
     }
 
 private:
@@ -91,6 +103,7 @@ private:
     };
     using Lock = std::unique_lock<std::mutex>;
 
+    void addOutput(std::shared_ptr<AVPlayerItemVideoOutput> output);
     void run() noexcept;
     void work(Lock& lock);
     void wait(Lock& lock);
@@ -100,7 +113,8 @@ private:
     void endMovie();
     void deliver();
     void jump(CMTime to);
-    void checkEnd() const;
+    [[nodiscard]] bool hasRoom() const;
+    void checkEnd() const noexcept;
     void notifyEnd() const;
 
     const std::shared_ptr<MovieReader> reader_;  ///< for the thread alone, apart from `cancel`
@@ -109,6 +123,7 @@ private:
 
     mutable std::mutex mutex_;  ///< guards everything below; not held while frames are decoded or foreign code runs
     mutable PlaybackPosition position_;
+    mutable bool isEndToBeTold_ = false;  ///< the position has come to the end, and the run loop doesn't know yet
     std::vector<Output> outputs_;
     std::deque<Frame> frames_;      ///< the newest that is due, where one is, and all that were decoded after it
     std::int64_t firstNumber_ = 0;  ///< number of the first of `frames_`, counted in the order of decoding
@@ -161,16 +176,26 @@ void DecodingItem::add(std::shared_ptr<AVPlayerItemVideoOutput> output) {
         logger().error("A video output gets no frames: a player has them in 'BGRA' only.");
         return;
     }
+    try {
+        addOutput(std::move(output));
+    } catch (const std::bad_alloc&) {
+        logger().error("Out of memory: a video output gets no frames.");
+    }
+}
+
+void DecodingItem::addOutput(std::shared_ptr<AVPlayerItemVideoOutput> output) {
     {
         const Lock lock(mutex_);
         const auto isSame = [&](const Output& other) { return other.output == output; };
         if (std::any_of(outputs_.begin(), outputs_.end(), isSame)) return;
+        outputs_.reserve(outputs_.size() + 1);
+        std::function<void()> onSpace = [wake = wake_] { wake->set(); };
         if (outputs_.empty() && !isDecoded_) {
             const CMTime now = position_.now();
             const double decoded = frames_.empty() ? 0 : CMTimeGetSeconds(frames_.back().time);
             if (CMTimeGetSeconds(now) > decoded + farBehind) jump(now);
         }
-        output->setOnSpace([wake = wake_] { wake->set(); });
+        output->setOnSpace(std::move(onSpace));
         outputs_.push_back({std::move(output), firstNumber_});
     }
     wake_->set();
@@ -226,19 +251,29 @@ void DecodingItem::jump(CMTime to) {
 }
 
 /// Stops the position at the end, and has the main run loop tell of it. Called by all that look at the time, so that
-/// the first to come notices.
-void DecodingItem::checkEnd() const {
-    if (!position_.stopAtEnd()) return;
-    NSRunLoop::main().perform([weak = weak_from_this()] {
-        if (const auto self = weak.lock()) self->notifyEnd();
-    });
+/// the first to come notices; where memory lacks, the next tries again.
+void DecodingItem::checkEnd() const noexcept {
+    isEndToBeTold_ = position_.stopAtEnd() || isEndToBeTold_;
+    if (!isEndToBeTold_) return;
+    try {
+        os::orThrow([this] {
+            NSRunLoop::main().perform([weak = weak_from_this()] {
+                if (const auto self = weak.lock()) self->notifyEnd();
+            });
+            return errno == 0;
+        });
+        isEndToBeTold_ = false;
+    } catch (const std::bad_alloc&) {
+    }
 }
 
 void DecodingItem::notifyEnd() const {
     std::function<void()> onEnd;
-    {
+    try {
         const Lock lock(mutex_);
         onEnd = onEnd_;
+    } catch (const std::bad_alloc&) {
+        logger().error("Out of memory: nobody is told of the movie's end.");
     }
     if (onEnd) onEnd();
 }
@@ -258,15 +293,23 @@ void DecodingItem::work(Lock& lock) {
         wait(lock);
     } else if (seekTarget_) {
         seekReader(lock);
-    } else if (!isDecoded_ && frames_.size() < heldFrames) {
+    } else if (!isDecoded_ && hasRoom()) {
         decode(lock);
     } else {
         wait(lock);
     }
 }
 
+/// For one frame more, which is taken to be as large as the newest.
+bool DecodingItem::hasRoom() const {
+    if (frames_.size() < 2) return true;
+    std::int64_t bytes = 0;
+    for (const Frame& frame : frames_) bytes += bytesOf(*frame.pixelBuffer);
+    return frames_.size() < heldFrames && bytes + bytesOf(*frames_.back().pixelBuffer) <= heldBytes;
+}
+
 void DecodingItem::wait(Lock& lock) {
-    const bool isPlaying = position_.rate() > 0;
+    const bool isPlaying = position_.rate() > 0 || isEndToBeTold_;
     lock.unlock();
     if (isPlaying) {
         wake_->wait(lookInterval);
@@ -350,18 +393,11 @@ std::shared_ptr<MoviePlayerItem> MoviePlayerItem::create(const URL& file, NSErro
 std::shared_ptr<MoviePlayerItem> MoviePlayerItem::create(const URL& file, const MovieOptions& options, NSError* error) {
     auto reader = MovieReader::open(file, MovieFrameFormat::BGRA, options, error);
     if (reader == nullptr) return nullptr;
-    std::string reason;
-    try {
+    return ffmpeg::orReason(error, [&](std::string&) -> std::shared_ptr<MoviePlayerItem> {
         auto item = std::make_shared<ffmpeg::DecodingItem>(std::move(reader));
         item->start();
         return item;
-    } catch (const std::bad_alloc&) {
-        reason = ffmpeg::outOfMemory;
-    } catch (const std::system_error&) {
-        reason = "a thread for decoding can't be started";
-    }
-    if (error != nullptr) *error = NSError(reason);
-    return nullptr;
+    });
 }
 
 }  // namespace ondrix

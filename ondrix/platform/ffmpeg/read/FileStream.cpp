@@ -19,11 +19,11 @@ constexpr int pollMilliseconds = 20;
 
 std::unique_ptr<FileStream> FileStream::open(const char* path, const Cancellation& cancellation, int& status) {
     struct stat properties {};
+    std::unique_ptr<FileStream> stream(new FileStream(cancellation));
     // Without O_NONBLOCK, opening a pipe waits for a writer and can't be cancelled.
-    const int descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    const int descriptor = stream->descriptor_ = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     status = descriptor < 0 ? AVERROR(errno) : 0;
     if (status < 0) return nullptr;
-    std::unique_ptr<FileStream> stream(new FileStream(descriptor, cancellation));
     status = ::fstat(descriptor, &properties) != 0 ? AVERROR(errno) : S_ISDIR(properties.st_mode) ? AVERROR(EISDIR) : 0;
     if (status < 0) return nullptr;
     stream->isRegularFile_ = S_ISREG(properties.st_mode);
@@ -43,7 +43,7 @@ std::unique_ptr<FileStream> FileStream::open(const char* path, const Cancellatio
 FileStream::~FileStream() {
     if (context_ != nullptr) av_freep(&context_->buffer);
     avio_context_free(&context_);
-    ::close(descriptor_);
+    if (descriptor_ >= 0) ::close(descriptor_);
 }
 
 int FileStream::read(void* stream, std::uint8_t* bytes, int count) {

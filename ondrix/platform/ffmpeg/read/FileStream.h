@@ -27,12 +27,11 @@ public:
     [[nodiscard]] bool hasSoughtInVain() const { return hasSoughtInVain_; }
 
 private:
-    FileStream(int descriptor, const Cancellation& cancellation)
-        : descriptor_(descriptor), cancellation_(cancellation) {}
+    explicit FileStream(const Cancellation& cancellation) : cancellation_(cancellation) {}
     static int read(void* stream, std::uint8_t* bytes, int count);
     static std::int64_t seek(void* stream, std::int64_t offset, int whence);
 
-    int descriptor_;
+    int descriptor_ = -1;
     const Cancellation& cancellation_;
     AVIOContext* context_ = nullptr;
     bool isRegularFile_ = false;

@@ -78,12 +78,14 @@ public:
     }
 
     [[nodiscard]] std::shared_ptr<CMSampleBuffer> copyNewestSampleBuffer() override {
-        std::deque<std::shared_ptr<CMSampleBuffer>> taken;  // released after the lock
-        const std::lock_guard lock(mutex_);
-        if (queue_.empty()) return nullptr;
-        taken.swap(queue_);
-        droppedFrameCount_ += static_cast<std::int64_t>(taken.size()) - 1;
-        return taken.back();
+        return os::orAbsent([this]() -> std::shared_ptr<CMSampleBuffer> {
+            std::deque<std::shared_ptr<CMSampleBuffer>> taken;  // released after the lock
+            const std::lock_guard lock(mutex_);
+            if (queue_.empty()) return nullptr;
+            taken.swap(queue_);
+            droppedFrameCount_ += static_cast<std::int64_t>(taken.size()) - 1;
+            return taken.back();
+        });
     }
 
     [[nodiscard]] std::int64_t droppedFrameCount() const override {
@@ -92,7 +94,7 @@ public:
     }
     [[nodiscard]] std::optional<NSError> error() const override {
         const std::lock_guard lock(mutex_);
-        return error_;
+        return copyOf(error_);
     }
     [[nodiscard]] bool isEnded() const override {
         const std::lock_guard lock(mutex_);
@@ -175,21 +177,14 @@ private:
 namespace ondrix {
 
 bool LiveSource::isLiveName(const std::string& name) {
-    return ffmpeg::parse(name).device != nullptr;
+    return os::orAbsent([&] { return ffmpeg::parse(name).device != nullptr; });
 }
 
 std::shared_ptr<LiveSource> LiveSource::open(const std::string& name, MovieFrameFormat format, NSError* error) {
-    std::string reason;
-    try {
+    return ffmpeg::orReason(error, [&](std::string& reason) -> std::shared_ptr<LiveSource> {
         auto source = std::make_shared<ffmpeg::DeviceSource>();
-        if (source->start(name, format, reason)) return source;
-    } catch (const std::bad_alloc&) {
-        reason = ffmpeg::outOfMemory;
-    } catch (const std::exception& exception) {
-        reason = exception.what();
-    }
-    if (error != nullptr) *error = NSError(std::move(reason));
-    return nullptr;
+        return source->start(name, format, reason) ? source : nullptr;
+    });
 }
 
 }  // namespace ondrix

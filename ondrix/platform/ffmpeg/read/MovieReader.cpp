@@ -53,7 +53,7 @@ public:
         }
     }
 
-    [[nodiscard]] std::optional<NSError> error() const override { return error_; }
+    [[nodiscard]] std::optional<NSError> error() const override { return copyOf(error_); }
     [[nodiscard]] std::int64_t lostFrameCount() const override { return decoder_->lostCount(); }
 
     [[nodiscard]] bool seek(CMTime time) override {
@@ -164,15 +164,10 @@ std::shared_ptr<MovieReader> MovieReader::open(const URL& file, MovieFrameFormat
 
 std::shared_ptr<MovieReader> MovieReader::open(const URL& file, MovieFrameFormat format, const MovieOptions& options,
                                                NSError* error) {
-    std::string reason;
-    try {
+    return ffmpeg::orReason(error, [&](std::string& reason) -> std::shared_ptr<MovieReader> {
         auto reader = std::make_shared<ffmpeg::FileReader>();
-        if (reader->start(file, format, options, reason)) return reader;
-    } catch (const std::exception&) {
-        reason = ffmpeg::outOfMemory;
-    }
-    if (error != nullptr) *error = NSError(std::move(reason));
-    return nullptr;
+        return reader->start(file, format, options, reason) ? reader : nullptr;
+    });
 }
 
 }  // namespace ondrix

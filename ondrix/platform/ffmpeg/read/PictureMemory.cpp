@@ -61,7 +61,9 @@ int PictureMemory::takePicture(AVCodecContext* codec, AVFrame* frame, int flags)
         delete share;
         return AVERROR(ENOMEM);
     }
-    return avcodec_default_get_buffer2(codec, frame, flags);
+    const int status = avcodec_default_get_buffer2(codec, frame, flags);
+    if (status < 0) av_buffer_unref(&frame->opaque_ref);
+    return status;
 }
 
 }  // namespace ondrix::ffmpeg

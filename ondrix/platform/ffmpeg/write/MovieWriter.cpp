@@ -89,7 +89,7 @@ public:
         isFinished_ = true;
         return attempt([&] { complete(); });
     }
-    std::optional<NSError> error() const override { return error_; }
+    std::optional<NSError> error() const override { return copyOf(error_); }
 
 private:
     template <typename Action>
@@ -183,12 +183,14 @@ template <typename Action>
 bool EncodingWriter::attempt(const Action& action) {
     if (error_) return false;
     try {
-        action();
-        return true;
-    } catch (const WritingFailure& failure) {
-        error_ = NSError(failure.what());
+        try {
+            action();
+            return true;
+        } catch (const WritingFailure& failure) {
+            error_.emplace(failure.what());
+        }
     } catch (const std::bad_alloc&) {
-        error_ = NSError(outOfMemory);
+        error_.emplace(outOfMemory);
     }
     return false;
 }
@@ -276,16 +278,9 @@ namespace ondrix {
 
 std::shared_ptr<MovieWriter> MovieWriter::create(const URL& file, const MovieWriterSettings& settings, NSError* error) {
     ffmpeg::silenceLibraries();
-    std::string reason;
-    try {
+    return ffmpeg::orReason(error, [&](std::string&) -> std::shared_ptr<MovieWriter> {
         return std::make_shared<ffmpeg::EncodingWriter>(file, settings);
-    } catch (const ffmpeg::WritingFailure& failure) {
-        reason = failure.what();
-    } catch (const std::bad_alloc&) {
-        reason = ffmpeg::outOfMemory;
-    }
-    if (error != nullptr) *error = NSError(reason);
-    return nullptr;
+    });
 }
 
 }  // namespace ondrix
