@@ -2,10 +2,12 @@
 // recorded before has run, what comes after has not.
 #include <functional>
 #include <future>
+#include <stdexcept>
 #include <variant>
 
 #include <gmock/gmock.h>
 #include <tests/support/LogCapture.h>
+#include <tests/support/RecordingDevice.h>
 
 #include "Gpu.h"
 
@@ -75,6 +77,8 @@ Change<Render> draw(std::int64_t count, MTLIndexType type, std::int64_t offset) 
     };
 }
 
+struct ForeignSampler : MTLSamplerState {};
+
 const Case cases[] = {
     {"no compute pipeline state", [](Scene&, Compute& e) { e.setComputePipelineState(nullptr); }},
     {"slot 0 is empty, but the function reads a texture there; bound texture slots: 1",
@@ -115,6 +119,14 @@ const Case cases[] = {
     {"provides 0 indices", draw(1, MTLIndexType::uint32, std::int64_t{1} << 62)},
     {"fragmentSample: setFragmentBuffer: slot 31", [](Scene& s, Render& e) { e.setFragmentBuffer(s.vertices, 0, 31); }},
     {"setVertexTexture: slot 40", [](Scene& s, Render& e) { e.setVertexTexture(s.image, 40); }},
+    {"setFragmentBytes: no bytes are given for slot 4", [](Scene&, Render& e) { e.setFragmentBytes(nullptr, 16, 4); }},
+    {"vertexTwoPairs: setVertexBytes: slot 31", [](Scene&, Render& e) { e.setVertexBytes("", 1, 31); }},
+    {"setSamplerState: the object for slot 2 was made by another device",
+     [](Scene&, Compute& e) { e.setSamplerState(std::make_shared<ForeignSampler>(), 2); }},
+    {"setComputePipelineState: the pipeline state was made by another device",
+     [](Scene&, Compute& e) { e.setComputePipelineState(std::make_shared<RecordedPipeline>()); }},
+    {"setRenderPipelineState: the pipeline state was made by another device",
+     [](Scene&, Render& e) { e.setRenderPipelineState(std::make_shared<RecordedPipeline>()); }},
     {"no colour attachment", [](Scene&, Pass& pass) { pass.colorAttachment0Texture = nullptr; }},
     {"the colour attachment holds a texture without the usage renderTarget",
      [](Scene& s, Pass& pass) { pass.colorAttachment0Texture = s.textureFor(Usage::shaderRead); }},
@@ -180,6 +192,20 @@ TEST(CommandBuffers, RefuseASecondOpenEncoderAndCommitWithOne) {
     encoder->dispatchThreadgroups({1, 1, 1}, {1, 1, 1});  // too late, and harmless
     encoder->endEncoding();
     EXPECT_EQ(commands->makeComputeCommandEncoder(), nullptr);
+}
+
+TEST(CommandBuffers, OutliveWhatTheirHandlersThrow) {
+    const LogCapture log;
+    const Gpu gpu;
+    auto commands = gpu.queue->makeCommandBuffer();
+    std::promise<void> called;
+    commands->addCompletedHandler([](MTLCommandBuffer&) { throw std::runtime_error("broken"); });
+    commands->addCompletedHandler([](MTLCommandBuffer&) { throw 1; });
+    commands->addCompletedHandler([&](MTLCommandBuffer&) { called.set_value(); });
+    commands->commit();
+    called.get_future().get();
+    EXPECT_THAT(log.messages(), ElementsAre("A completion handler or drawable threw an exception: broken",
+                                            "A completion handler or drawable threw an exception."));
 }
 
 // Grids of no size, or far too large, are no error: they cover nothing, or the whole target.
