@@ -33,7 +33,8 @@ TEST_F(DeviceTest, TheQuadMeshHasItsPublishedLayout) {
 
 struct ChangeableDescriptor : MeshDescriptor {
     ChangeableDescriptor() : MeshDescriptor(MTLPrimitiveType::triangle, 3, 12, 24, 6, MTLIndexType::uint32, 4) {}
-    using MeshDescriptor::setIndexCount;
+    using MeshDescriptor::setIndexBufferOffset, MeshDescriptor::setIndexCount, MeshDescriptor::setIndexType,
+        MeshDescriptor::setPrimitiveType, MeshDescriptor::setVertexBufferOffset;
 };
 
 TEST_F(DeviceTest, MeshesReadTheirDescriptorAtEachDrawAndPipelinesTakeAttributesByPosition) {
@@ -47,6 +48,12 @@ TEST_F(DeviceTest, MeshesReadTheirDescriptorAtEachDrawAndPipelinesTakeAttributes
                 ElementsAre("setVertexBuffer(36 bytes, 24, 0)", "draw(3, 6, 1, 24 bytes, 4)"));
     descriptor->setIndexCount(3);
     EXPECT_EQ(callsOf([&] { return mesh->encode(encoder); }).back(), "draw(3, 3, 1, 24 bytes, 4)");
+    descriptor->setPrimitiveType(MTLPrimitiveType::triangleStrip);
+    descriptor->setVertexBufferOffset(8);
+    descriptor->setIndexType(MTLIndexType::uint16);
+    descriptor->setIndexBufferOffset(2);
+    EXPECT_THAT(callsOf([&] { return mesh->encode(encoder); }),
+                ElementsAre("setVertexBuffer(36 bytes, 8, 0)", "draw(4, 3, 0, 24 bytes, 2)"));
 
     const auto [vertex, fragment] = device->makeDefaultShaderLibrary()->makeShaders("vertex", "fragment");
     const auto pass = RenderPass::create(device, vertex, fragment, mesh, texture(4, 4), bgra);

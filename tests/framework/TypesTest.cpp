@@ -83,6 +83,7 @@ TEST(Enumerations, TextsAreTakenByteForByte) {
     }
     EXPECT_EQ(makePassType("compute pass"), PassType::computePass);
     EXPECT_EQ(makePassType("computePass"), std::nullopt);
+    EXPECT_EQ(rawValue(PassType::computePass), "compute pass");
     EXPECT_EQ(makeShaderResourceType("constant buffer"), ShaderResourceType::constantBuffer);
     EXPECT_EQ(makeShaderResourceType("constantBuffer"), std::nullopt);
     EXPECT_EQ(rawValue(ShaderResourceType::uniformBuffer), "uniform buffer");

@@ -179,6 +179,11 @@ TEST_F(FatalStopDeathTest, TheQuadMeshIsNeededToo) {
     const auto meshless = std::make_shared<MeshlessDevice>(mtlDevice);
     EXPECT_DEATH((void)present(meshless), "Failed to get the quad mesh from the GFX device\\.");
     EXPECT_DEATH((void)blit(meshless, PassType::renderPass), "Failed to get the quad mesh from the GFX device\\.");
+    NSError blitError, presentError;
+    EXPECT_EQ(BlitRenderPass::create(meshless, both, both, bgra, &blitError), nullptr);
+    EXPECT_EQ(PresentTexturePass::create(meshless, both, both, bgra, {}, {}, false, &presentError), nullptr);
+    EXPECT_THAT(blitError.localizedDescription(), testing::StartsWith("Failed to get the quad mesh"));
+    EXPECT_THAT(presentError.localizedDescription(), testing::StartsWith("Failed to get the quad mesh"));
 }
 
 constexpr auto fit = ContentMode::scaleAspectFit;

@@ -52,13 +52,15 @@ TEST(Time, CalculatesWithoutLossWhereAnyTimescaleFits) {
             CMTimeSubtract(at(5, 1, 3), at(2, 1)), CMTimeSubtract(at(0, 1), endless)},
            {at(huge, 1), at(3, 1), at(3, 1, 3), beginningless});
     expect({CMTimeMultiply(at(1001, 30000), -3), CMTimeMultiply(at(lowest, 1), -finest), CMTimeMultiply(endless, -1),
-            CMTimeMultiply(endless, 0)},
-           {at(-3003, 30000), endless, beginningless, invalid});
+            CMTimeMultiply(endless, 0), CMTimeMultiply(indefinite, 0), CMTimeMultiply(invalid, 2),
+            CMTimeSubtract(endless, indefinite)},
+           {at(-3003, 30000), endless, beginningless, invalid, indefinite, invalid, indefinite});
     expect({CMTimeMakeWithSeconds(0.25, 2), CMTimeMakeWithSeconds(-1e-300, 600), CMTimeMakeWithSeconds(0x1p53, 1024),
             CMTimeMakeWithSeconds(-0x1p53, 1024), CMTimeMakeWithSeconds(-HUGE_VAL, 600),
             CMTimeMakeWithSeconds(std::nan(""), 600)},
            {rounded(1, 2), rounded(0, 600), endless, at(lowest, 1024), beginningless, invalid});
     EXPECT_EQ(CMTimeGetSeconds(at(-1, 4)), -0.25);
+    EXPECT_EQ(CMTimeGetSeconds(beginningless), -HUGE_VAL);
     EXPECT_TRUE(std::isnan(CMTimeGetSeconds(indefinite)) && std::isinf(CMTimeGetSeconds(endless)));
 }
 

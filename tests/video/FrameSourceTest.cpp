@@ -250,6 +250,12 @@ TEST(SampleBufferFrameSourceTest, KeepsThePicturesSampleBufferAndCanBeFedAfterIt
     second->onFrame = [](VideoFrameSource& dropped) { dropped.destroy(); };
     source->processFrame(picture);
     EXPECT_THAT(second->frames, ElementsAre(image));
+
+    source = CMSampleBufferFrameSource::create();
+    source->add(second);
+    source->remove(*second);
+    source->processFrame(picture);
+    EXPECT_THAT(second->frames, ElementsAre(image)) << "after its removal";
 }
 
 }  // namespace
