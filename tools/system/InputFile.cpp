@@ -6,7 +6,6 @@
 #include <system_error>
 
 #include <fcntl.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include "Failure.h"
@@ -14,25 +13,6 @@
 
 namespace ondrix::tools {
 namespace {
-
-/// What happens at interruptions is afterwards what it was before.
-class PresentHandlers {
-public:
-    PresentHandlers() {
-        sigaction(SIGINT, nullptr, &interrupt_);
-        sigaction(SIGTERM, nullptr, &terminate_);
-    }
-    ~PresentHandlers() {
-        sigaction(SIGINT, &interrupt_, nullptr);
-        sigaction(SIGTERM, &terminate_, nullptr);
-    }
-    PresentHandlers(const PresentHandlers&) = delete;
-    PresentHandlers& operator=(const PresentHandlers&) = delete;
-
-private:
-    struct sigaction interrupt_ {
-    }, terminate_{};
-};
 
 struct Descriptor {
     ~Descriptor() { close(number); }
@@ -50,7 +30,6 @@ bool isSpecialFile(const std::string& path) {
 
 std::vector<std::uint8_t> readSpecialFile(const std::string& path, std::size_t maximumBytes) {
     constexpr std::size_t piece = 64 * 1024;
-    const PresentHandlers handlers;
     const Interruption interruption;
     // Without O_NONBLOCK, opening a pipe waits for a writer and can't be interrupted.
     const Descriptor file{open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
