@@ -5,6 +5,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/inotify.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -184,6 +185,85 @@ TEST_F(HostileMovieTest, WhatGoesBeyondALimitIsRefused) {
     const auto hungry = MovieReader::open(URL(joined), MovieFrameFormat::BGRA, options, nullptr);
     EXPECT_LE(readAll(*hungry).size(), 2u);
     EXPECT_EQ(hungry->error()->localizedDescription(), "decoding takes more than the limit of 10000 bytes");
+}
+
+/// An eye on a file, for whoever opens it.
+class Watch {
+public:
+    explicit Watch(const std::filesystem::path& file) {
+        if (::inotify_add_watch(events_, file.c_str(), IN_OPEN) < 0) throw std::runtime_error("no watch");
+    }
+    ~Watch() { ::close(events_); }
+    Watch(const Watch&) = delete;
+    [[nodiscard]] bool isOpened() const {
+        pollfd wanted{events_, POLLIN, 0};
+        return ::poll(&wanted, 1, 0) > 0;
+    }
+
+private:
+    const int events_ = ::inotify_init1(IN_CLOEXEC);
+};
+
+/// A box of an MP4 file: its size, its name and what it holds.
+std::string box(const std::string& name, const std::string& content) {
+    const auto size = static_cast<std::uint32_t>(content.size() + 8);
+    std::string bytes;
+    for (int shift = 24; shift >= 0; shift -= 8) bytes += static_cast<char>(size >> shift);
+    return bytes + name + content;
+}
+
+// Movies that hold the name of another file, by every way that their formats have.
+TEST_F(HostileMovieTest, NoFileThatAMovieRefersToIsOpened) {
+    using namespace std::string_literals;
+    const Clip clip = numbered("libx264", {1, 25}, evenTimes(10));
+    const auto secret = clip.write(path("secret.ts"));
+    const std::string name = secret.filename().string(), url = "file:" + secret.string();
+    // The reference of a track to itself, of 12 bytes, becomes one to another file. The index, behind the pictures,
+    // grows.
+    const auto withReference = [&](const std::string& reference) {
+        std::string movie = contentOf(clip.write(path("plain.mov")));
+        const std::size_t at = movie.rfind("dref");
+        const auto grow = [&](const char* outer) {
+            const std::size_t size = movie.rfind(outer) - 4;
+            std::uint32_t value = 0;
+            std::memcpy(&value, movie.data() + size, 4);
+            value = htonl(ntohl(value) + static_cast<std::uint32_t>(reference.size()) - 12);
+            std::memcpy(movie.data() + size, &value, 4);
+        };
+        for (const char* outer : {"moov", "trak", "mdia", "minf", "dinf", "dref"}) grow(outer);
+        return movie.replace(at + 12, 12, reference);
+    };
+    const auto padded = [](std::string text, std::size_t size) { return text.append(size - text.size(), '\0'); };
+    const std::string alias = "\0\0\0\0"s + padded("", 4) + "\0\0\0\2\0\0"s + padded("\6volume", 28) + padded("", 12) +
+                              padded(static_cast<char>(name.size()) + name, 64) + padded("", 16) + "\0\1\0\1"s +
+                              padded("", 16) + "\0\2\0"s + static_cast<char>(url.size()) + url +
+                              std::string(url.size() % 2, '\0') + "\0\x12\0"s +
+                              static_cast<char>(secret.string().size()) + secret.string() +
+                              std::string(secret.string().size() % 2, '\0') + "\xFF\xFF\0\0"s;
+    const std::string mkv = contentOf(clip.write(path("plain.mkv")));
+    // EBML: Attachments, AttachedFile, FileName, FileMimeType, FileUID, FileData; to the end of the segment, whose size
+    // is made unknown.
+    const auto element = [](const std::string& id, const std::string& content) {
+        return id + '\x40' + static_cast<char>(content.size()) + content;
+    };
+    const std::string attached = element("\x46\x6E", url) + element("\x46\x60", "application/x-mpegURL") +
+                                 element("\x46\xAE", "\1") + element("\x46\x5C", "#EXTM3U\n#EXTINF:1,\n" + url + "\n");
+    std::string withAttachment = mkv + element("\x19\x41\xA4\x69", element("\x61\xA7", attached));
+    withAttachment.replace(mkv.find("\x18\x53\x80\x67") + 4, 8, "\x01\xFF\xFF\xFF\xFF\xFF\xFF\xFF");
+    const std::pair<const char*, std::string> files[] = {
+        {"url.mov", withReference(box("url ", "\0\0\0\0"s + url + '\0'))},
+        {"alias.mov", withReference(box("alis", alias))},
+        {"attachment.mkv", withAttachment},
+        {"list.avi", "ffconcat version 1.0\nfile '" + name + "'\n"},
+    };
+    for (const auto& [file, content] : files) {
+        SCOPED_TRACE(file);
+        const auto movie = folder.write(file, content);
+        const Watch watch(secret);
+        if (const auto reader = MovieReader::open(URL(movie), MovieFrameFormat::BGRA, nullptr)) (void)readAll(*reader);
+        (void)soundIsCopiedFrom(movie);
+        EXPECT_FALSE(watch.isOpened());
+    }
 }
 
 /// A pipe with a name. What is written to it comes from a thread of its own.
