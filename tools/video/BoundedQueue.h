@@ -3,6 +3,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <mutex>
 #include <optional>
@@ -10,19 +11,24 @@
 
 namespace ondrix::tools {
 
-/// Hands items from one thread to another, a few at a time. Safe to use from any thread.
+/// Hands items from one thread to another, a few at a time, and as many as go into a limit of memory, but always one.
+/// Safe to use from any thread.
 template <typename Item>
 class BoundedQueue {
 public:
-    /// `capacity` is how many items wait at most.
-    explicit BoundedQueue(std::size_t capacity) : capacity_(capacity) {}
+    /// `capacity` is how many items wait at most, and `maximumBytes` how large they are together unless it is one.
+    BoundedQueue(std::size_t capacity, std::int64_t maximumBytes) : capacity_(capacity), maximumBytes_(maximumBytes) {}
 
-    /// Waits for room. False, without taking the item, once the queue is abandoned.
-    [[nodiscard]] bool push(Item item) {
+    /// Waits for room for an item of so many bytes. False, without taking it, once the queue is abandoned.
+    [[nodiscard]] bool push(Item item, std::int64_t bytes) {
         std::unique_lock lock(mutex_);
-        changed_.wait(lock, [this] { return items_.size() < capacity_ || abandoned_; });
+        changed_.wait(lock, [&] {
+            const bool fits = items_.size() < capacity_ && bytes_ + bytes <= maximumBytes_;
+            return items_.empty() || fits || abandoned_;
+        });
         if (abandoned_) return false;
-        items_.push_back(std::move(item));
+        items_.emplace_back(std::move(item), bytes);
+        bytes_ += bytes;
         changed_.notify_all();
         return true;
     }
@@ -32,7 +38,8 @@ public:
         std::unique_lock lock(mutex_);
         changed_.wait_for(lock, longest, [this] { return !items_.empty() || finished_ || abandoned_; });
         if (items_.empty()) return std::nullopt;
-        Item item = std::move(items_.front());
+        Item item = std::move(items_.front().first);
+        bytes_ -= items_.front().second;
         items_.pop_front();
         changed_.notify_all();
         return item;
@@ -47,10 +54,11 @@ public:
 
     /// Drops what is there and refuses what comes.
     void abandon() {
-        std::deque<Item> dropped;
+        std::deque<std::pair<Item, std::int64_t>> dropped;
         const std::lock_guard lock(mutex_);
         abandoned_ = true;
         dropped.swap(items_);
+        bytes_ = 0;
         changed_.notify_all();
     }
 
@@ -62,9 +70,11 @@ public:
 
 private:
     const std::size_t capacity_;
+    const std::int64_t maximumBytes_;
     mutable std::mutex mutex_;
     std::condition_variable changed_;
-    std::deque<Item> items_;
+    std::deque<std::pair<Item, std::int64_t>> items_;  ///< each with its bytes
+    std::int64_t bytes_ = 0;
     bool finished_ = false;
     bool abandoned_ = false;
 };

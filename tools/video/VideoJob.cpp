@@ -1,5 +1,6 @@
 #include "VideoJob.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <system_error>
@@ -10,18 +11,30 @@
 namespace ondrix::tools {
 namespace {
 
+/// In each of two queues, beside the one in the hands of each thread: what is decoded, and what is drawn. With those,
+/// four 8K frames in BGRA take 560 MB.
 constexpr std::size_t framesOnTheirWay = 4;
+constexpr std::int64_t bytesOnTheirWay = std::int64_t{100} << 20;
 constexpr std::chrono::milliseconds interruptionPause(100);  // how long an interruption may go unnoticed
 
 enum Timer : Int { convert, effect, readBack, timerCount };
+
+std::int64_t bytesOf(const CMSampleBuffer& frame) {
+    const auto pixels = CMSampleBufferGetImageBuffer(frame);
+    std::int64_t bytes = 0;
+    for (std::int64_t plane = 0; plane < std::max<std::int64_t>(1, CVPixelBufferGetPlaneCount(*pixels)); ++plane) {
+        bytes += CVPixelBufferGetBytesPerRowOfPlane(*pixels, plane) * CVPixelBufferGetHeightOfPlane(*pixels, plane);
+    }
+    return bytes;
+}
 
 }  // namespace
 
 VideoJob::VideoJob(Parts parts)
     : parts_(std::move(parts)),
       profiler_(Profiler::create(timerCount, 0)),
-      decoded_(framesOnTheirWay),
-      processed_(framesOnTheirWay) {}
+      decoded_(framesOnTheirWay, bytesOnTheirWay),
+      processed_(framesOnTheirWay, bytesOnTheirWay) {}
 
 VideoJob::~VideoJob() {
     parts_.input.cancel();
@@ -44,7 +57,9 @@ VideoJob::Result VideoJob::run(const Interruption& interruption, Progress& progr
         const auto frame = decoded_.pop(interruptionPause);
         if (!frame) continue;
         if (!start_) start_ = CMSampleBufferGetPresentationTimeStamp(**frame);
-        if (!processed_.push(process(*frame))) break;  // the writer has failed
+        auto processed = process(*frame);
+        const std::int64_t bytes = bytesOf(*processed);
+        if (!processed_.push(std::move(processed), bytes)) break;  // the writer has failed
         result.seconds = position(**frame);
         progress.update(++result.frames, result.seconds);
     }
@@ -93,7 +108,8 @@ std::thread VideoJob::start(void (VideoJob::*work)(), std::exception_ptr& failur
 
 void VideoJob::decode() {
     while (auto frame = parts_.input.next()) {
-        if (!decoded_.push(std::move(frame))) return;
+        const std::int64_t bytes = bytesOf(*frame);
+        if (!decoded_.push(std::move(frame), bytes)) return;
     }
     endedEarly_ = parts_.input.isCancelled();
     decoded_.finish();

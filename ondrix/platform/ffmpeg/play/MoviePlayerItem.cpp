@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cassert>
+#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <condition_variable>
@@ -375,7 +376,13 @@ void DecodingItem::deliver() {
         output.next = std::max(output.next, firstNumber_);
         while (output.next < pastNumber) {
             const Frame& frame = frames_[static_cast<std::size_t>(output.next - firstNumber_)];
-            if (!output.output->append(frame.pixelBuffer, frame.time)) break;
+            errno = 0;
+            if (!output.output->append(frame.pixelBuffer, frame.time)) {
+                if (errno == ENOMEM && !std::exchange(isFailureLogged_, true)) {
+                    logger().error("Out of memory: frames come late.");
+                }
+                break;
+            }
             ++output.next;
         }
     }
