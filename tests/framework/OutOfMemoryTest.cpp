@@ -2,8 +2,6 @@
 // and the next round comes out right. Fails operator new and calloc, so this is a program of its own.
 #include <atomic>
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <new>
 #include <numeric>
@@ -13,9 +11,8 @@
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <tests/support/FailingMemory.h>
-#include <unistd.h>
+#include <tests/support/OutOfMemory.h>
 
 #include <ondrix/Ondrix.h>
 
@@ -23,6 +20,7 @@ namespace ondrix {
 namespace {
 
 using test::FailingMemory;
+using test::tryAll;
 
 std::atomic<int> messages{0};
 
@@ -173,50 +171,14 @@ std::string tryRound(Program& program, long n, bool allThatFollow) {
     return program.result == program.expected ? "" : "the next round drew wrong pixels";
 }
 
-bool runsInFull() {
-    const char* wanted = std::getenv("ONDRIX_RELIABILITY");
-    return wanted != nullptr && std::string(wanted) == "full";
-}
-
-/// Tries every allocation of a round, or each seventh.
-void tryAll(const char* name, long count, const std::function<std::string(long n, bool allThatFollow)>& outcome) {
-    int tried = 0, survived = 0;
-    for (const bool allThatFollow : {false, true}) {
-        for (long n = 1; n <= count; n += runsInFull() ? 1 : 7) {
-            ++tried;
-            const std::string problem = outcome(n, allThatFollow);
-            EXPECT_EQ(problem, "") << name << ", allocation " << n << (allThatFollow ? " and all that follow" : "");
-            if (problem.empty()) ++survived;
-        }
-    }
-    std::printf("out of memory, %s: %d tried, %d survived\n", name, tried, survived);
-}
-
 // Before anything of the framework was used: each in a process of its own. Must be the first.
 TEST(OutOfMemory, InTheFirstRound) {
     const auto inChild = [](const std::function<std::string(Program&)>& run) {
-        int ends[2];
-        EXPECT_EQ(pipe(ends), 0);
-        std::fflush(nullptr);
-        const pid_t child = fork();
-        if (child == 0) {
+        return test::inChild([&] {
             countMessages();
             Program program;
-            const std::string text = run(program);
-            if (write(ends[1], text.data(), text.size()) < 0) std::_Exit(2);
-            std::_Exit(0);
-        }
-        close(ends[1]);
-        std::string text(1 << 17, '\0');
-        std::size_t length = 0;
-        for (ssize_t part = 1; part > 0; length += static_cast<std::size_t>(std::max<ssize_t>(part, 0))) {
-            part = read(ends[0], text.data() + length, text.size() - length);
-        }
-        close(ends[0]);
-        text.resize(length);
-        int status = 0;
-        waitpid(child, &status, 0);
-        return status == 0 ? text : "the process ended with status " + std::to_string(status);
+            return run(program);
+        });
     };
     std::vector<std::uint8_t> expected;
     const std::string right = inChild([](Program& program) {
