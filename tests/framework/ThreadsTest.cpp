@@ -10,6 +10,7 @@
 //     os::Logger, os::setLogSink         LoggerTest.SinksMayBeReplacedWhileOthersLog
 //     ResourceTracker                    ResourceTrackerTest.ADestructorMayUntrackWhileOthersReport
 #include <atomic>
+#include <cstdint>
 #include <cstring>
 #include <mutex>
 #include <thread>
@@ -196,8 +197,12 @@ void useOutputs(int mark) {
     static std::atomic<int> space{0};
     output->setOnSpace([] { ++space; });
     const CMTime end = CMTimeMake(1 << 20, 1);
-    if (output->append(CMSampleBufferGetImageBuffer(*sampleOf(mark)), CMTimeMake(mark, 1))) {
-        output->dropFramesBefore(CMTimeMake(mark, 2));
+    const auto picture = CMSampleBufferGetImageBuffer(*sampleOf(mark));
+    {
+        static std::mutex appending;  // frames come in the order of their times
+        static std::int64_t time = 0;
+        const std::lock_guard lock(appending);
+        if (output->append(picture, CMTimeMake(++time, 1))) output->dropFramesBefore(CMTimeMake(time - 2, 1));
     }
     (void)output->hasNewPixelBuffer(end);
     (void)output->copyPixelBuffer(end, nullptr);
