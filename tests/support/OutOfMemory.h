@@ -41,12 +41,12 @@ inline bool runsInFull() {
     return wanted != nullptr && std::string(wanted) == "full";
 }
 
-/// Tries every allocation of a round, or each seventh; `outcome` returns what went wrong, or nothing.
-inline void tryAll(const char* name, long count,
-                   const std::function<std::string(long n, bool allThatFollow)>& outcome) {
+/// Tries every allocation of a round, or one in `quickStep`; `outcome` returns what went wrong, or nothing.
+inline void tryAll(const char* name, long count, const std::function<std::string(long n, bool allThatFollow)>& outcome,
+                   long quickStep = 7) {
     int tried = 0, survived = 0;
     for (const bool allThatFollow : {false, true}) {
-        for (long n = 1; n <= count; n += runsInFull() ? 1 : 7) {
+        for (long n = 1; n <= count; n += runsInFull() ? 1 : quickStep) {
             ++tried;
             const std::string problem = outcome(n, allThatFollow);
             EXPECT_EQ(problem, "") << name << ", allocation " << n << (allThatFollow ? " and all that follow" : "");
