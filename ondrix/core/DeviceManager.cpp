@@ -26,7 +26,9 @@ DeviceManager& DeviceManager::shared() {
     alignas(DeviceManager) static std::byte memory[sizeof(DeviceManager)];
     static DeviceManager& manager = *new (memory) DeviceManager;
     try {
-        static const auto& owner = *new std::shared_ptr<DeviceManager>(&manager, [](DeviceManager*) {});
+        using Owner = std::shared_ptr<DeviceManager>;
+        alignas(Owner) static std::byte ownerMemory[sizeof(Owner)];
+        static const auto& owner = *new (ownerMemory) Owner(&manager, [](DeviceManager*) {});
         static_cast<void>(owner);
     } catch (const std::bad_alloc&) {
         // Nobody else can hold it then; the next call tries again.
