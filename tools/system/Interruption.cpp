@@ -14,6 +14,12 @@ namespace {
 std::atomic<const Event*> interrupted = nullptr;
 static_assert(decltype(interrupted)::is_always_lock_free, "a signal handler reads it");
 
+/// Never released: a signal may announce it on any thread until the process ends.
+const Event& userEvent() {
+    static const Event& event = *new Event;
+    return event;
+}
+
 extern "C" void interrupt(int) {
     if (const Event* const event = interrupted.exchange(nullptr)) return event->announce();
     OutputFile::removeUnfinished();
@@ -24,7 +30,7 @@ extern "C" void interrupt(int) {
 
 }  // namespace
 
-Interruption::Interruption() : event_(*new Event) {
+Interruption::Interruption() : event_(userEvent()) {
     interrupted = &event_;
 }
 

@@ -24,7 +24,7 @@ public:
     static void handleSignals();
 
 private:
-    const Event& event_;  ///< never released: a signal may announce it on any thread
+    const Event& event_;  ///< the same for all objects: what happened once stays
 };
 
 }  // namespace ondrix::tools
