@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cmath>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <mutex>
@@ -18,6 +17,7 @@
 #include <ondrix/platform/ffmpeg/MoviePlayerItem.h>
 #include <ondrix/platform/ffmpeg/MovieReader.h>
 #include <ondrix/platform/ffmpeg/play/PlaybackPosition.h>
+#include <ondrix/platform/ffmpeg/play/Signal.h>
 #include <ondrix/platform/foundation/NSRunLoop.h>
 
 namespace ondrix::ffmpeg {
@@ -43,31 +43,6 @@ constexpr double durationLeeway = 0.5;  // seconds
 std::int64_t bytesOf(const CVPixelBuffer& frame) {
     return CVPixelBufferGetBytesPerRow(frame) * CVPixelBufferGetHeight(frame);
 }
-
-/// Wakes the decoding thread. Outputs hold it, so it may outlive its item.
-class Signal {
-public:
-    void set() {
-        const std::lock_guard lock(mutex_);
-        isSet_ = true;
-        condition_.notify_one();
-    }
-    void wait() {
-        std::unique_lock lock(mutex_);
-        condition_.wait(lock, [this] { return isSet_; });
-        isSet_ = false;
-    }
-    void wait(std::chrono::milliseconds atMost) {
-        std::unique_lock lock(mutex_);
-        condition_.wait_for(lock, atMost, [this] { return isSet_; });
-        isSet_ = false;
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable condition_;
-    bool isSet_ = false;
-};
 
 class DecodingItem final : public MoviePlayerItem, public std::enable_shared_from_this<DecodingItem> {
 public:
