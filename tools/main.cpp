@@ -26,21 +26,7 @@ int run(int argc, char** argv) {
     CLI::App program("Runs pictures and video frames through Ondrix", "ondrix");
     program.set_version_flag("--version", "ondrix " ONDRIX_VERSION, "Print the version and exit");
     program.require_subcommand(0, 1);  // with 1, a misspelt command would be reported as a missing one
-    addDevicesCommand(program);
-    addPresentCommand(program);
-    addBlitCommand(program);
-    addNV12Command(program);
-    addApplyCommand(program);
-    addNewCommand(program);
-#ifdef ONDRIX_MEDIA
-    addVideoCommand(program);
-    addFrameCommand(program);
-    addPlayCommand(program);
-    addSheetCommand(program);
-#endif
-#ifdef ONDRIX_EFFECTS
-    addEffectsCommand(program);
-#endif
+    addCommands(program);
 
     try {
         program.parse(argc, argv);

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cassert>
+#include <new>
 #include <utility>
 
 #include <ondrix/core/Failure.h>
@@ -111,15 +112,24 @@ void PresentTexturePass::start() {
 
 void PresentTexturePass::set(std::shared_ptr<Texture> inputTexture) {
     assert(inputTexture != nullptr);
+    const auto previous = inputTexture_;
     Failure::wholeOrAbsent([&] {
-        // What needs memory comes before anything is changed; the texture so far is still what `texture` listens to.
-        fragmentShader()->setShaderResource(inputTexture, 0);
-        if (inputTexture != inputTexture_) inputTexture->add(shared_from_this());
-        inputTexture_.swap(inputTexture);
-        if (inputTexture != inputTexture_) inputTexture->remove(*this);
-        inputSize_ = inputTexture_->size();
-        updateTransform();
+        try {
+            take(inputTexture);
+        } catch (const std::bad_alloc&) {
+            take(previous);  // whose list of observers still has the room
+            throw;
+        }
     });
+}
+
+void PresentTexturePass::take(const std::shared_ptr<Texture>& inputTexture) {
+    inputTexture_->remove(*this);
+    inputTexture_ = inputTexture;
+    inputTexture_->add(shared_from_this());
+    inputSize_ = inputTexture_->size();
+    updateTransform();
+    fragmentShader()->setShaderResource(inputTexture_, 0);
 }
 
 void PresentTexturePass::set(ContentMode contentMode, ImageRotation rotation, bool flipHorizontally) {

@@ -68,6 +68,8 @@ protected:
 private:
     friend class PresentTextureEffect;
 
+    void take(const std::shared_ptr<Texture>& inputTexture);
+
     [[nodiscard]] static std::shared_ptr<PresentTexturePass> make(IfMissing ifMissing, std::shared_ptr<Device> device,
                                                                   std::shared_ptr<Texture> inputTexture,
                                                                   std::shared_ptr<Texture> outputTexture,

@@ -6,8 +6,10 @@
 #include <cstring>
 #include <new>
 
+#include <ondrix/core/Failure.h>
 #include <ondrix/platform/metalkit/MTKTextureLoader.h>
 #include <ondrix/platform/metalkit/PictureFile.h>
+#include <ondrix/platform/os/OutOfMemory.h>
 #include <ondrix/resources/Pictures.h>
 #include <ondrix/resources/Pixels.h>
 #include <ondrix/resources/Texture.h>
@@ -79,15 +81,15 @@ bool savePicture(const Texture& texture, const std::filesystem::path& file, NSEr
 }
 
 std::shared_ptr<Texture> loadPicture(const std::shared_ptr<Device>& device, const void* bytes, Int length, bool sRGB,
-                                     NSError* error) try {
+                                     NSError* error) {
     assert(device != nullptr && bytes != nullptr && length >= 0);
-    auto mtlTexture =
-        MTKTextureLoader(device->mtlDevice())
-            .newTexture(bytes, static_cast<std::uint64_t>(length), {{MTKTextureLoader::Option::SRGB, sRGB}}, error);
-    return mtlTexture != nullptr ? device->makeTexture(std::move(mtlTexture)) : nullptr;
-} catch (const std::bad_alloc&) {
-    if (error != nullptr) *error = NSError("out of memory");
-    return nullptr;
+    return os::orAbsent(error, [&]() -> std::shared_ptr<Texture> {
+        auto mtlTexture =
+            MTKTextureLoader(device->mtlDevice())
+                .newTexture(bytes, static_cast<std::uint64_t>(length), {{MTKTextureLoader::Option::SRGB, sRGB}}, error);
+        if (mtlTexture == nullptr) return nullptr;
+        return Failure::toldTo(error, [&] { return device->makeTexture(std::move(mtlTexture)); });
+    });
 }
 
 }  // namespace ondrix

@@ -1,7 +1,7 @@
 #include <cassert>
-#include <new>
 #include <string>
 
+#include <ondrix/platform/os/OutOfMemory.h>
 #include <ondrix/resources/Pixels.h>
 #include <ondrix/resources/Texture.h>
 
@@ -39,43 +39,41 @@ constexpr const char* noImage = "the texture has no image";
 
 }  // namespace
 
-std::optional<Pixels> readPixels(const Texture& texture, NSError* error) try {
-    const auto mtlTexture = texture.mtlTexture();
-    if (mtlTexture == nullptr) {
-        tell(error, noImage);
-        return std::nullopt;
-    }
-    const Int bytesPerRow = bytesOfRow(*mtlTexture);
-    const auto height = static_cast<Int>(mtlTexture->height());
-    Pixels pixels{mtlTexture->pixelFormat(), static_cast<Int>(mtlTexture->width()), height, bytesPerRow,
-                  std::vector<std::byte>(static_cast<std::size_t>(bytesPerRow * height))};
-    if (!waitForDevice(texture, error)) return std::nullopt;
-    mtlTexture->getBytes(pixels.bytes.data(), static_cast<std::uint64_t>(bytesPerRow), wholeOf(*mtlTexture), 0);
-    return pixels;
-} catch (const std::bad_alloc&) {
-    tell(error, "out of memory");
-    return std::nullopt;
+std::optional<Pixels> readPixels(const Texture& texture, NSError* error) {
+    return os::orAbsent(error, [&]() -> std::optional<Pixels> {
+        const auto mtlTexture = texture.mtlTexture();
+        if (mtlTexture == nullptr) {
+            tell(error, noImage);
+            return std::nullopt;
+        }
+        const Int bytesPerRow = bytesOfRow(*mtlTexture);
+        const auto height = static_cast<Int>(mtlTexture->height());
+        Pixels pixels{mtlTexture->pixelFormat(), static_cast<Int>(mtlTexture->width()), height, bytesPerRow,
+                      std::vector<std::byte>(static_cast<std::size_t>(bytesPerRow * height))};
+        if (!waitForDevice(texture, error)) return std::nullopt;
+        mtlTexture->getBytes(pixels.bytes.data(), static_cast<std::uint64_t>(bytesPerRow), wholeOf(*mtlTexture), 0);
+        return pixels;
+    });
 }
 
-bool writePixels(Texture& texture, const void* bytes, Int bytesPerRow, NSError* error) try {
-    assert(bytes != nullptr);
-    const auto mtlTexture = texture.mtlTexture();
-    if (mtlTexture == nullptr) {
-        tell(error, noImage);
-        return false;
-    }
-    const Int needed = bytesOfRow(*mtlTexture);
-    if (bytesPerRow < needed) {
-        tell(error, "rows of " + std::to_string(bytesPerRow) + " bytes are too short for a texture with rows of " +
-                        std::to_string(needed));
-        return false;
-    }
-    if (!waitForDevice(texture, error)) return false;
-    mtlTexture->replace(wholeOf(*mtlTexture), 0, bytes, static_cast<std::uint64_t>(bytesPerRow));
-    return true;
-} catch (const std::bad_alloc&) {
-    tell(error, "out of memory");
-    return false;
+bool writePixels(Texture& texture, const void* bytes, Int bytesPerRow, NSError* error) {
+    return os::orAbsent(error, [&]() -> bool {
+        assert(bytes != nullptr);
+        const auto mtlTexture = texture.mtlTexture();
+        if (mtlTexture == nullptr) {
+            tell(error, noImage);
+            return false;
+        }
+        const Int needed = bytesOfRow(*mtlTexture);
+        if (bytesPerRow < needed) {
+            tell(error, "rows of " + std::to_string(bytesPerRow) + " bytes are too short for a texture with rows of " +
+                            std::to_string(needed));
+            return false;
+        }
+        if (!waitForDevice(texture, error)) return false;
+        mtlTexture->replace(wholeOf(*mtlTexture), 0, bytes, static_cast<std::uint64_t>(bytesPerRow));
+        return true;
+    });
 }
 
 }  // namespace ondrix

@@ -1,4 +1,5 @@
 #include <cassert>
+#include <new>
 #include <utility>
 
 #include <ondrix/conversion/MetalTextureConverter.h>
@@ -28,8 +29,13 @@ void VideoTexture::set(std::shared_ptr<VideoFrameSource> frameSource) {
     const auto self = shared_from_this();  // the source so far may hold the last reference
     clearFrameSource();
     Failure::wholeOrAbsent([&] {
-        frameSource->add(std::shared_ptr<VideoFrameSourceDelegate>(self, this));
-        source_ = std::move(frameSource);
+        try {
+            source_ = frameSource;
+            frameSource->add(std::shared_ptr<VideoFrameSourceDelegate>(self, this));
+        } catch (const std::bad_alloc&) {
+            source_ = nullptr;
+            throw;
+        }
     });
 }
 

@@ -19,21 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
 
     CLI::App program("", "ondrix");
     program.require_subcommand(0, 1);
-    addDevicesCommand(program);
-    addPresentCommand(program);
-    addBlitCommand(program);
-    addNV12Command(program);
-    addApplyCommand(program);
-    addNewCommand(program);
-#ifdef ONDRIX_MEDIA
-    addVideoCommand(program);
-    addFrameCommand(program);
-    addPlayCommand(program);
-    addSheetCommand(program);
-#endif
-#ifdef ONDRIX_EFFECTS
-    addEffectsCommand(program);
-#endif
+    addCommands(program);
     for (CLI::App* command : program.get_subcommands({})) {
         command->parse_complete_callback([] { throw CLI::Success(); });  // instead of running
     }

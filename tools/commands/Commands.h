@@ -22,4 +22,23 @@ void addPlayCommand(CLI::App& program);
 void addSheetCommand(CLI::App& program);
 void addVideoCommand(CLI::App& program);
 
+/// All that this program has.
+inline void addCommands(CLI::App& program) {
+    addDevicesCommand(program);
+    addPresentCommand(program);
+    addBlitCommand(program);
+    addNV12Command(program);
+    addApplyCommand(program);
+    addNewCommand(program);
+#ifdef ONDRIX_MEDIA
+    addVideoCommand(program);
+    addFrameCommand(program);
+    addPlayCommand(program);
+    addSheetCommand(program);
+#endif
+#ifdef ONDRIX_EFFECTS
+    addEffectsCommand(program);
+#endif
+}
+
 }  // namespace ondrix::tools

@@ -62,7 +62,10 @@ private:
             throw Failure(input_, "NV12 has even sides, not " + description(size_) + "; " + expectation(even));
         }
         std::vector<std::uint8_t> piped;  // of a pipe, which opening it here would wait for
-        if (isSpecialFile(input_)) piped = readSpecialFile(input_, static_cast<std::size_t>(frameBytes(size_)) + 1);
+        if (isSpecialFile(input_)) {
+            piped = readSpecialFile(input_, static_cast<std::size_t>(frameBytes(size_)) + 1);
+            if (piped.empty()) throw Failure(input_, expectation(size_) + ", the file has fewer");
+        }
         const std::unique_ptr<std::FILE, CloseFile> file(piped.empty() ? std::fopen(input_.c_str(), "rb")
                                                                        : fmemopen(piped.data(), piped.size(), "rb"));
         if (file == nullptr) throw Failure(input_, std::generic_category().message(errno));

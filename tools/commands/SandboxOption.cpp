@@ -10,13 +10,13 @@
 namespace ondrix::tools {
 
 SandboxOption::SandboxOption(CLI::App& command) {
-    command.add_flag("--no-sandbox", *isOff_, "Decode with all the rights that the program has");
+    command.add_flag("--no-sandbox", isOff_, "Decode with all the rights that the program has");
 }
 
 void SandboxOption::enter(std::initializer_list<std::string> inputs, const std::string& output,
                           const std::vector<EffectRequest>& effects, const LibraryOptions& library) const {
     const char* const variable = secure_getenv("ONDRIX_SANDBOX");
-    if (*isOff_ || (variable != nullptr && std::string_view(variable) == "0")) return;
+    if (isOff_ || (variable != nullptr && std::string_view(variable) == "0")) return;
     if (!library.library.empty() && SourceLibrary::isSource(library.library)) return;
     Sandbox sandbox;
     for (const std::string& input : inputs) sandbox.allowReading(input);

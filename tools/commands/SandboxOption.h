@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 #include <initializer_list>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,6 +14,8 @@ namespace ondrix::tools {
 class SandboxOption {
 public:
     explicit SandboxOption(CLI::App& command);
+    SandboxOption(const SandboxOption&) = delete;
+    SandboxOption& operator=(const SandboxOption&) = delete;
 
     /// Confines the process to reading these inputs, the files of the effects and the library, and to writing the
     /// output, unless that is empty. Does nothing with a library's source, which a compiler reads. To be called when
@@ -23,7 +24,7 @@ public:
                const std::vector<EffectRequest>& effects = {}, const LibraryOptions& library = {}) const;
 
 private:
-    const std::shared_ptr<bool> isOff_ = std::make_shared<bool>(false);
+    bool isOff_ = false;
 };
 
 }  // namespace ondrix::tools

@@ -17,17 +17,9 @@ namespace ondrix::tools {
 
 Session::Session() {
     os::setLogLevel(os::LogType::info);  // whatever ONDRIX_LOG says
-    os::setLogSink([last = mediaError_](const os::LogMessage& message) {
+    os::setLogSink([](const os::LogMessage& message) {
         if (message.category == "validation") complain(std::string(message.text));
-        if (message.category != "media" || message.type != os::LogType::error) return;
-        const std::lock_guard lock(last->mutex);
-        last->text = message.text;
     });
-}
-
-std::string Session::mediaError() const {
-    const std::lock_guard lock(mediaError_->mutex);
-    return mediaError_->text;
 }
 
 std::shared_ptr<Device> Session::openDevice(const std::string& file) {
@@ -40,11 +32,11 @@ std::shared_ptr<Texture> Session::loadPicture(const std::string& file) {
     // The reason that the device's own factory gives names the file once more.
     const MTKTextureLoader loader(device_->mtlDevice());
     constexpr std::size_t largestFile = std::size_t{256} << 20;  // bytes, of those that come through a pipe
-    const auto bytes = isSpecialFile(file) ? readSpecialFile(file, largestFile) : std::vector<std::uint8_t>();
+    const MTKTextureLoader::Options options{{MTKTextureLoader::Option::SRGB, false}};
     return device_->makeTexture(orFail(file, [&](NSError* error) {
-        if (isSpecialFile(file))
-            return loader.newTexture(bytes.data(), bytes.size(), {{MTKTextureLoader::Option::SRGB, false}}, error);
-        return loader.newTexture(URL(std::filesystem::path(file)), {{MTKTextureLoader::Option::SRGB, false}}, error);
+        if (!isSpecialFile(file)) return loader.newTexture(URL(std::filesystem::path(file)), options, error);
+        const auto bytes = readSpecialFile(file, largestFile);
+        return loader.newTexture(bytes.data(), bytes.size(), options, error);
     }));
 }
 

@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include <ondrix/core/Device.h>
@@ -45,8 +44,6 @@ public:
     std::shared_ptr<Texture> loadPicture(const std::string& file);
     /// A texture that is drawn to or written by a compute function, and then read.
     std::shared_ptr<Texture> makeOutput(PictureSize size, const std::string& file);
-    /// The last error that reading a movie has logged; empty without one.
-    [[nodiscard]] std::string mediaError() const;
     /// Runs the user's compute function over `from`, its texture 0, into `to`, its texture 1. The library lies in
     /// `folder`; failures are put down to what the options call it.
     std::shared_ptr<Effect> makeFunctionEffect(const LibraryOptions& options, const std::filesystem::path& folder,
@@ -57,13 +54,7 @@ private:
     /// The name of the library's compute function, when it has no other.
     static std::string onlyFunction(const LibraryOptions& options, const ShaderLibrary& library);
 
-    struct MediaError {
-        std::mutex mutex;
-        std::string text;
-    };
-
     std::shared_ptr<Device> device_;
-    std::shared_ptr<MediaError> mediaError_ = std::make_shared<MediaError>();  ///< shared with the log's sink
 };
 
 /// Runs an effect to the end of its work on the GPU, and then shows `present` if it isn't null.

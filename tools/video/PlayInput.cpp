@@ -17,7 +17,8 @@ namespace {
 
 class MovieInput final : public PlayInput {
 public:
-    explicit MovieInput(std::shared_ptr<AVPlayerItem> item) : player_(AVPlayer::create(std::move(item))) {
+    MovieInput(std::string name, std::shared_ptr<MoviePlayerItem> item)
+        : name_(std::move(name)), item_(std::move(item)), player_(AVPlayer::create(item_)) {
         player_->setOnEnd([this] { hasEnded_ = true; });
     }
 
@@ -43,9 +44,13 @@ public:
 
     [[nodiscard]] bool hasEnded() const override { return hasEnded_; }
     [[nodiscard]] std::int64_t droppedFrameCount() const override { return 0; }
-    void checkEnd() const override {}
+    void checkEnd() const override {
+        if (const auto error = item_->error()) throw Failure(name_, error->localizedDescription());
+    }
 
 private:
+    std::string name_;
+    std::shared_ptr<MoviePlayerItem> item_;
     std::shared_ptr<AVPlayer> player_;
     std::shared_ptr<AVPlayerItemFrameSource> source_;  ///< runs from its making on, so made only when asked for
     bool hasEnded_ = false;
@@ -89,7 +94,7 @@ std::unique_ptr<PlayInput> PlayInput::open(const std::string& name, const MovieO
         if (auto live = LiveSource::open(name, MovieFrameFormat::native, &error))
             return std::make_unique<LiveInput>(name, std::move(live));
     } else if (auto item = MoviePlayerItem::create(URL(std::filesystem::path(name)), options, &error)) {
-        return std::make_unique<MovieInput>(std::move(item));
+        return std::make_unique<MovieInput>(name, std::move(item));
     }
     failToRead(name, options, error.localizedDescription());
 }

@@ -90,10 +90,7 @@ PlaybackFigures Playback::run(const std::shared_ptr<MTKView>& view, double secon
     if (failure_ != nullptr) std::rethrow_exception(failure_);
     if (interruption_.requested() && framesDrawn_ == 0) throw Interrupted(file_, "interrupted before its first frame");
     input_.checkEnd();
-    if (framesDrawn_ == 0 && input_.hasEnded()) {
-        const std::string reason = session_.mediaError();
-        throw Failure(file_, reason.empty() ? "holds no frame that can be decoded" : reason);
-    }
+    if (framesDrawn_ == 0 && input_.hasEnded()) throw Failure(file_, "holds no frame that can be decoded");
     return figures();
 }
 

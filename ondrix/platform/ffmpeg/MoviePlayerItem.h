@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include <ondrix/platform/avfoundation/AVPlayerItem.h>
 #include <ondrix/platform/ffmpeg/MovieOptions.h>
@@ -17,6 +18,9 @@ public:
     [[nodiscard]] static std::shared_ptr<MoviePlayerItem> create(const URL& file, NSError* error);
     [[nodiscard]] static std::shared_ptr<MoviePlayerItem> create(const URL& file, const MovieOptions& options,
                                                                  NSError* error);
+
+    /// Why the movie could not be read to its end; nothing as long as it can. Safe to use from any thread.
+    [[nodiscard]] virtual std::optional<NSError> error() const = 0;
 };
 
 }  // namespace ondrix

@@ -58,6 +58,7 @@ public:
     double rate() const override;
     void seek(CMTime to) override;
     void setOnEnd(std::function<void()> onEnd) override;
+    std::optional<NSError> error() const override;
 
     /// Starts the thread. Throws std::bad_alloc, and std::runtime_error with the reason.
     void start() {
@@ -106,6 +107,7 @@ private:
     CMTime decodedEnd_;             ///< where the newest frame ends; invalid without one since the last jump
     bool isDecoded_ = false;        ///< all frames up to the movie's end are decoded
     bool isFailureLogged_ = false;
+    std::optional<NSError> error_;  ///< why nothing more can be decoded
     std::optional<CMTime> seekTarget_;
     std::int64_t generation_ = 0;  ///< counts jumps; a frame whose decoding began before the last one is dropped
     bool isStopping_ = false;
@@ -216,6 +218,11 @@ void DecodingItem::setOnEnd(std::function<void()> onEnd) {
     onEnd_.swap(onEnd);  // so that the old one is destroyed after the lock
 }
 
+std::optional<NSError> DecodingItem::error() const {
+    const Lock lock(mutex_);
+    return copyOf(error_);
+}
+
 void DecodingItem::jump(CMTime to) {
     ++generation_;
     seekTarget_ = to;
@@ -223,6 +230,7 @@ void DecodingItem::jump(CMTime to) {
     decodedEnd_ = kCMTimeInvalid;
     firstNumber_ += static_cast<std::int64_t>(frames_.size());
     frames_.clear();
+    error_.reset();
     for (const Output& output : outputs_) output.output->flush();
 }
 
@@ -260,6 +268,8 @@ void DecodingItem::run() noexcept {
         while (!isStopping_) work(lock);
     } catch (const std::bad_alloc&) {
         logger().error("Out of memory: the movie isn't decoded any further.");
+        const Lock lock(mutex_);
+        error_ = NSError(outOfMemory);
     }
 }
 
@@ -328,8 +338,9 @@ void DecodingItem::take(const CMSampleBuffer& sample) {
 
 void DecodingItem::endMovie() {
     isDecoded_ = true;
-    if (const auto error = reader_->error(); error && !std::exchange(isFailureLogged_, true)) {
-        logger().error("The movie can't be read further: %s.", error->localizedDescription().c_str());
+    error_ = reader_->error();
+    if (error_ && !std::exchange(isFailureLogged_, true)) {
+        logger().error("The movie can't be read further: %s.", error_->localizedDescription().c_str());
     }
     const CMTime end = CMTIME_IS_NUMERIC(decodedEnd_) ? decodedEnd_ : position_.now();
     const double missing = CMTimeGetSeconds(position_.end()) - CMTimeGetSeconds(end);
