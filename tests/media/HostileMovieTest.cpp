@@ -240,20 +240,8 @@ TEST_F(HostileMovieTest, NoFileThatAMovieRefersToIsOpened) {
                               std::string(url.size() % 2, '\0') + "\0\x12\0"s +
                               static_cast<char>(secret.string().size()) + secret.string() +
                               std::string(secret.string().size() % 2, '\0') + "\xFF\xFF\0\0"s;
-    const std::string mkv = contentOf(clip.write(path("plain.mkv")));
-    // EBML: Attachments, AttachedFile, FileName, FileMimeType, FileUID, FileData; to the end of the segment, whose size
-    // is made unknown.
-    const auto element = [](const std::string& id, const std::string& content) {
-        return id + '\x40' + static_cast<char>(content.size()) + content;
-    };
-    const std::string attached = element("\x46\x6E", url) + element("\x46\x60", "application/x-mpegURL") +
-                                 element("\x46\xAE", "\1") + element("\x46\x5C", "#EXTM3U\n#EXTINF:1,\n" + url + "\n");
-    std::string withAttachment = mkv + element("\x19\x41\xA4\x69", element("\x61\xA7", attached));
-    withAttachment.replace(mkv.find("\x18\x53\x80\x67") + 4, 8, "\x01\xFF\xFF\xFF\xFF\xFF\xFF\xFF");
     const std::pair<const char*, std::string> files[] = {
-        {"url.mov", withReference(box("url ", "\0\0\0\0"s + url + '\0'))},
         {"alias.mov", withReference(box("alis", alias))},
-        {"attachment.mkv", withAttachment},
         {"list.avi", "ffconcat version 1.0\nfile '" + name + "'\n"},
     };
     for (const auto& [file, content] : files) {

@@ -254,6 +254,28 @@ TEST_F(PresentTransformTest, ThePassFollowsTheTexturesItUsesAndLeavesThemBehind)
     expectScale(1, 0.5f, "heard as the input only");
 }
 
+// An input that is listened to before the old one is let go of would hear of sizes twice, and in another order.
+TEST_F(PresentTransformTest, AnInputIsLetGoOfBeforeTheNextIsListenedTo) {
+    struct Input : Texture {
+        Input(std::shared_ptr<Device> device, std::vector<std::string>& heard)
+            : Texture(std::move(device), nullptr), events(heard) {}
+        void add(const std::shared_ptr<TextureDelegate>& delegate) override {
+            events.push_back("add");
+            Texture::add(delegate);
+        }
+        void remove(const TextureDelegate& delegate) override {
+            events.push_back("remove");
+            Texture::remove(delegate);
+        }
+        std::vector<std::string>& events;
+    };
+    std::vector<std::string> events;
+    const auto pass =
+        present(std::make_shared<Input>(device, events), high, fit)->getPass<PresentTexturePass>("present");
+    pass->set(std::make_shared<Input>(device, events));
+    EXPECT_EQ(events, (std::vector<std::string>{"add", "remove", "add"}));
+}
+
 // A marker in the buffer shows whether it was written.
 TEST_F(PresentTransformTest, NothingIsWrittenWithoutAChange) {
     const auto effect = present(wide, high, fit);

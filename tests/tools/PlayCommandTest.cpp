@@ -1,4 +1,6 @@
 // Playing without a window, and what a user reads when nothing can be played.
+#include <numeric>
+
 #include <signal.h>
 #include <tests/media/Clip.h>
 
@@ -53,6 +55,12 @@ TEST_F(PlayCommand, SaysInOneLineWhatIsWrong) {
     expectReason(runOndrix({"play", in, "--headless"}), in);
     expectReason(runOndrix({"play", folder.write("in", "no movie"), "--headless"}), in);
     expectReason(runOndrix({"play", "lavfi:none-such", "--headless"}), "lavfi:none-such");
+    std::vector<std::int64_t> times(25);
+    std::iota(times.begin(), times.end(), 0);
+    const ondrix::test::Clip avi{.encoder = "mpeg4", .timeBase = {1, 25}, .times = times, .framesPerKey = 1};
+    const std::string whole = content(avi.write(file("whole.avi")));
+    const std::string cut = folder.write("cut.avi", whole.substr(0, whole.size() / 2));
+    expectReason(runOndrix({"play", cut, "--headless"}), cut, "the file ends too early");
     const std::string clip = movie({0});
     expectReason(runOndrix({"play", clip}, {"SDL_VIDEODRIVER=none-such"}), clip, "--headless");
     for (const char* seconds : {"0", "nan"})

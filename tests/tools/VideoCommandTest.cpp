@@ -227,12 +227,15 @@ TEST_F(VideoCommand, AnInterruptionEndsTheWaitForAPipe) {
         EXPECT_THAT(names(), testing::ElementsAre("pipe"));
     }
     const std::string input = folder.write("in.png", png(Picture::noise(8, 8, 1))), clip = movie({0, 40});
-    for (const auto& [from, command] : {std::pair(input, " present pipe out.png --size 8x8"),
-                                        {clip, " frame pipe out.png --at 0.04"},
-                                        {clip, " video pipe moved.mkv"}}) {
+    const std::tuple<std::string, std::string, int> fed[] = {
+        {input, " present pipe out.png --size 8x8", 0},
+        {clip, " frame pipe out.png --at 0.04", 0},
+        {clip, " video pipe moved.mkv", 0},
+        {"/dev/null", " nv12 pipe o.png --size 8x8 --range full", 1}};
+    for (const auto& [from, command, status] : fed) {
         const std::string script = "cd '" + folder.path().string() + "' && cat '" + from + "' >pipe & cd '" +
                                    folder.path().string() + "' && exec " ONDRIX_PROGRAM + command;
-        EXPECT_EQ(runProgram("/bin/sh", {"-c", script}).status, 0) << command;
+        EXPECT_EQ(runProgram("/bin/sh", {"-c", script}).status, status) << command;
     }
     EXPECT_EQ(test::readAll(*test::open(moved)).size(), 2u);
 }

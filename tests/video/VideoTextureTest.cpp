@@ -77,6 +77,21 @@ TEST_F(VideoTextureTest, ASourceIsDestroyedForAllItsListenersWhenItIsReplacedOrR
     EXPECT_THAT(takeEvents(), IsEmpty()) << "a callback, or a size that was known";
 }
 
+// A source that is stored only after it was told of its listener could not be let go of from there.
+TEST_F(VideoTextureTest, ASourceIsHeldWhenItIsToldOfItsListener) {
+    struct Source : VideoFrameSource {
+        void destroy() override { isDestroyed = true; }
+        void add(const std::shared_ptr<VideoFrameSourceDelegate>& delegate) override {
+            std::static_pointer_cast<VideoTexture>(delegate)->clearFrameSource();
+        }
+        void remove(const VideoFrameSourceDelegate&) override {}
+        bool isDestroyed = false;
+    };
+    const auto refusing = std::make_shared<Source>();
+    texture->set(refusing);
+    EXPECT_TRUE(refusing->isDestroyed);
+}
+
 TEST_F(VideoTextureTest, ACallbackMayReleaseOrDropItsTexture) {
     sizes->onSize = [](Texture& changed) { changed.prepareForRelease(); };
     deliver(test::frame(2, 2));
