@@ -75,7 +75,7 @@ fs::path chooseModule(const fs::path& library, const std::string& forcedLevel) {
 
 /// The canonical path of a file that the system's loader may open.
 fs::path trustedFile(const fs::path& file) {
-    const fs::path canonical = fs::canonical(file);
+    fs::path canonical = fs::canonical(file);
     const char* const trusts = secure_getenv("ONDRIX_TRUST_LIBRARIES");
     if (trusts != nullptr && std::string_view(trusts) == "1") return canonical;
     std::string reason = reasonToDistrust(canonical);
