@@ -12,6 +12,9 @@
 #include <ondrix/core/ManagedResource.h>
 #include <ondrix/core/ResourceTracker.h>
 #include <ondrix/core/Utility.h>
+#include <ondrix/frames/FrameColours.h>
+#include <ondrix/frames/FrameTexture.h>
+#include <ondrix/frames/FrameWriter.h>
 #include <ondrix/passes/BlitEffect.h>
 #include <ondrix/passes/BlitRenderPass.h>
 #include <ondrix/passes/ComputePass.h>

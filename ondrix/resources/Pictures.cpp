@@ -34,10 +34,10 @@ std::uint8_t byteOf(float value) {
 
 std::uint8_t byteOf(const std::byte* component, MTLComponentType type) {
     if (type == MTLComponentType::unorm8) return static_cast<std::uint8_t>(*component);
-    if (type == MTLComponentType::float16) {
-        std::uint16_t half;
-        std::memcpy(&half, component, sizeof half);
-        return byteOf(floatOfHalf(half));
+    if (type == MTLComponentType::float16 || type == MTLComponentType::unorm16) {
+        std::uint16_t word;
+        std::memcpy(&word, component, sizeof word);
+        return byteOf(type == MTLComponentType::float16 ? floatOfHalf(word) : static_cast<float>(word) / 65535);
     }
     float value;
     std::memcpy(&value, component, sizeof value);

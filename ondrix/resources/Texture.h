@@ -64,6 +64,7 @@ private:
     friend class ComputePass;
     friend class PresentTexturePass;
     friend class MetalTextureConverter;
+    friend class FrameWriter;
     friend std::optional<Pixels> readPixels(const Texture& texture, NSError* error);
     friend bool writePixels(Texture& texture, const void* bytes, Int bytesPerRow, NSError* error);
 

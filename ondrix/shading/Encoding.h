@@ -13,16 +13,19 @@ namespace ondrix::shading {
 enum class Format : std::uint32_t {
     r8 = 10,
     r8_srgb = 11,
+    r16 = 20,
     r16f = 25,
     rg8 = 30,
     rg8_srgb = 31,
     r32f = 55,
+    rg16 = 60,
     rg16f = 65,
     rgba8 = 70,
     rgba8_srgb = 71,
     bgra8 = 80,
     bgra8_srgb = 81,
     rg32f = 105,
+    rgba16 = 110,
     rgba16f = 115,
     rgba32f = 125,
 };
@@ -47,15 +50,21 @@ constexpr bool isBytes(Format f) {
 constexpr bool isHalf(Format f) {
     return f == Format::r16f || f == Format::rg16f || f == Format::rgba16f;
 }
+/// Two plain bytes a component.
+constexpr bool isWords(Format f) {
+    return f == Format::r16 || f == Format::rg16 || f == Format::rgba16;
+}
 constexpr int componentsOf(Format f) {
     switch (f) {
         case Format::r8:
         case Format::r8_srgb:
+        case Format::r16:
         case Format::r16f:
         case Format::r32f:
             return 1;
         case Format::rg8:
         case Format::rg8_srgb:
+        case Format::rg16:
         case Format::rg16f:
         case Format::rg32f:
             return 2;
@@ -64,7 +73,7 @@ constexpr int componentsOf(Format f) {
     }
 }
 constexpr int bytesPerPixel(Format f) {
-    return componentsOf(f) * (isBytes(f) ? 1 : isHalf(f) ? 2 : 4);
+    return componentsOf(f) * (isBytes(f) ? 1 : isHalf(f) || isWords(f) ? 2 : 4);
 }
 
 /// Conversion between sRGB bytes and linear light. A byte is encoded as the number of thresholds that the value
@@ -93,6 +102,13 @@ inline std::uint8_t encodeUnorm8(float value) {
     const float scaled = 255.0f * value + 0.5f;
     if (!(scaled > 0)) return 0;
     return static_cast<std::uint8_t>(std::min(255.5f, scaled));
+}
+
+/// Likewise to 0...65535.
+inline std::uint16_t encodeUnorm16(float value) {
+    const float scaled = 65535.0f * value + 0.5f;
+    if (!(scaled > 0)) return 0;
+    return static_cast<std::uint16_t>(std::min(65535.5f, scaled));
 }
 
 inline std::uint8_t encodeSRGB8(float value) {
@@ -149,10 +165,10 @@ inline void decodePixel(Format format, const std::uint8_t* pixel, float colour[4
         if (isBytes(format)) {
             colour[i] =
                 isSRGB(format) && i < 3 ? srgbTables.decoded[pixel[i]] : static_cast<float>(pixel[i]) * (1.0f / 255.0f);
-        } else if (isHalf(format)) {
-            std::uint16_t half;
-            std::memcpy(&half, pixel + 2 * i, 2);
-            colour[i] = decodeHalf(half);
+        } else if (isHalf(format) || isWords(format)) {
+            std::uint16_t word;
+            std::memcpy(&word, pixel + 2 * i, 2);
+            colour[i] = isHalf(format) ? decodeHalf(word) : static_cast<float>(word) * (1.0f / 65535.0f);
         } else {
             std::memcpy(&colour[i], pixel + 4 * i, 4);
         }
@@ -166,9 +182,9 @@ inline void encodePixel(Format format, const float colour[4], std::uint8_t* pixe
         const float value = isBlueFirst(format) && i != 1 && i != 3 ? colour[2 - i] : colour[i];
         if (isBytes(format)) {
             pixel[i] = isSRGB(format) && i < 3 ? encodeSRGB8(value) : encodeUnorm8(value);
-        } else if (isHalf(format)) {
-            const std::uint16_t half = encodeHalf(value);
-            std::memcpy(pixel + 2 * i, &half, 2);
+        } else if (isHalf(format) || isWords(format)) {
+            const std::uint16_t word = isHalf(format) ? encodeHalf(value) : encodeUnorm16(value);
+            std::memcpy(pixel + 2 * i, &word, 2);
         } else {
             std::memcpy(pixel + 4 * i, &value, 4);
         }

@@ -38,6 +38,8 @@ typedef std::uint32_t UInts __attribute__((vector_size(count * 4)));
 typedef std::int16_t Halves __attribute__((vector_size(count * 4)));
 typedef std::int8_t Bytes __attribute__((vector_size(count * 4)));
 typedef double Doubles __attribute__((vector_size(count * 8)));
+typedef std::uint16_t ShortsInMemory __attribute__((vector_size(count * 2), aligned(1), may_alias));
+typedef std::uint8_t BytesInMemory __attribute__((vector_size(count), aligned(1), may_alias));
 typedef float FloatsInMemory __attribute__((vector_size(count * 4), aligned(1), may_alias));
 typedef std::int32_t IntsInMemory __attribute__((vector_size(count * 4), aligned(1), may_alias));
 
@@ -49,6 +51,17 @@ ONDRIX_INLINE Ints load(const std::int32_t* p) {
 }
 ONDRIX_INLINE Ints loadWords(const std::uint8_t* p) {
     return *reinterpret_cast<const IntsInMemory*>(p);
+}
+/// Two bytes a lane.
+ONDRIX_INLINE Ints loadShorts(const std::uint8_t* p) {
+    return __builtin_convertvector(*reinterpret_cast<const ShortsInMemory*>(p), Ints);
+}
+/// The lowest byte or two bytes of each lane.
+ONDRIX_INLINE void storeBytes(std::uint8_t* p, Ints v) {
+    *reinterpret_cast<BytesInMemory*>(p) = __builtin_convertvector(v, BytesInMemory);
+}
+ONDRIX_INLINE void storeShorts(std::uint8_t* p, Ints v) {
+    *reinterpret_cast<ShortsInMemory*>(p) = __builtin_convertvector(v, ShortsInMemory);
 }
 ONDRIX_INLINE void store(float* p, Floats v) {
     *reinterpret_cast<FloatsInMemory*>(p) = v;

@@ -99,6 +99,21 @@ ONDRIX_INLINE Texel run(const TextureView& view, const Position& p) {
     if (format == Format::r8 && inside) {
         return {{Float(Int(lanes::loadBytes(row + x))) * unormScale, 0, 0, 1}, {}, 0};
     }
+    if (format == Format::rg8 && inside) {
+        const Int pairs(lanes::loadShorts(row + 2 * static_cast<std::int64_t>(x)));
+        return {{Float(pairs & 255) * unormScale, Float(pairs >> 8) * unormScale, 0, 1}, {}, 0};
+    }
+    if (format == Format::r16 && inside) {
+        const Int words(lanes::loadShorts(row + 2 * static_cast<std::int64_t>(x)));
+        return {{Float(words) * unorm16Scale, 0, 0, 1}, {}, 0};
+    }
+    if (format == Format::rg16 && inside) {
+        const lanes::Ints pairs = lanes::loadWords(row + 4 * static_cast<std::int64_t>(x));
+        return {{Float(Int(pairs & 65535)) * unorm16Scale,
+                 Float(Int(lanes::shiftRightLogical<16>(pairs))) * unorm16Scale, 0, 1},
+                {},
+                0};
+    }
     if (format == Format::r32f && inside) {
         float values[lanes::count];
         std::memcpy(values, row + 4 * static_cast<std::int64_t>(x), sizeof values);

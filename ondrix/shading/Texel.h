@@ -29,6 +29,7 @@ struct StretchBytes {
 };
 
 inline constexpr float unormScale = 1.0f / 255.0f;
+inline constexpr float unorm16Scale = 1.0f / 65535.0f;
 
 /// Four bytes a lane in the memory order of `format`, one of the four-byte formats.
 ONDRIX_INLINE Texel texelFromBytes(Int bytes, Format format) {
@@ -69,6 +70,11 @@ ONDRIX_INLINE Texel texelFromSums(Int first, Int second, Int third, Int fourth, 
 /// What `encodeUnorm8` gives, before the limit to 0...255 that packing applies.
 ONDRIX_INLINE Int unorm8(Float value) {
     return Int(lanes::truncate(min(Float(255.5f), value * 255.0f + 0.5f).v));
+}
+
+/// What `encodeUnorm16` gives, before the limit to 0...65535.
+ONDRIX_INLINE Int unorm16(Float value) {
+    return Int(lanes::truncate(min(Float(65535.5f), value * 65535.0f + 0.5f).v));
 }
 
 /// What `encodeSRGB8` gives: the number of thresholds that are reached, by bisection.

@@ -142,11 +142,30 @@ ONDRIX_INLINE void bytes(const TextureView& view, int x, int y, int count, Int w
 
 ONDRIX_INLINE void run(const TextureView& view, int x, int y, int count, const Float4& colour, bool streaming) {
     const auto format = static_cast<Format>(view.format);
-    if (isFourBytes(format)) {
-        bytes(view, x, y, count, bytesFromColour(colour, format), streaming);
-    } else {
-        generalRun(view, x, y, count, colour);
+    if (isFourBytes(format)) return bytes(view, x, y, count, bytesFromColour(colour, format), streaming);
+    if (!lanes::plain && count >= lanes::count) {
+        std::uint8_t* const row = view.bytes + y * view.bytesPerRow;
+        const auto byte = [](Float value) __attribute__((always_inline)) {
+            return clamp(unorm8(value), 0, 255);
+        };
+        const auto word = [](Float value) __attribute__((always_inline)) {
+            return clamp(unorm16(value), 0, 65535);
+        };
+        const std::int64_t at = x;
+        switch (format) {
+            case Format::r8:
+                return lanes::storeBytes(row + at, byte(colour.x).v);
+            case Format::rg8:
+                return lanes::storeShorts(row + 2 * at, (byte(colour.x) | byte(colour.y) << 8).v);
+            case Format::r16:
+                return lanes::storeShorts(row + 2 * at, word(colour.x).v);
+            case Format::rg16:
+                return lanes::storeWords(row + 4 * at, (word(colour.x) | word(colour.y) << 16).v);
+            default:
+                break;
+        }
     }
+    generalRun(view, x, y, count, colour);
 }
 
 ONDRIX_INLINE void run(const TextureView& view, int x, int y, int count, const Texel& texel, bool streaming) {

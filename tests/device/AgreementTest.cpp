@@ -90,7 +90,7 @@ class Agreement : public testing::TestWithParam<std::string> {};
 TEST_P(Agreement, OfThreadsAndLevels) {
     using enum MTLPixelFormat;
     if (!runsHere(GetParam())) GTEST_SKIP() << "this processor lacks " << GetParam();
-    for (const auto format : {bgra8Unorm, rgba8Unorm_srgb, rg8Unorm, rgba16Float, rgba32Float}) {
+    for (const auto format : {bgra8Unorm, rgba8Unorm_srgb, rg8Unorm, rgba16Float, rgba16Unorm, rgba32Float}) {
         const auto reference = draw(1, "plain", format, GuardedEnd::first);
         for (int threads = 1; threads <= 5; ++threads) {
             for (const GuardedEnd end : {GuardedEnd::first, GuardedEnd::last}) {

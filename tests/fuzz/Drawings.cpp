@@ -23,7 +23,8 @@ constexpr MTLPixelFormat formats[] = {
     MTLPixelFormat::rgba16Float,     MTLPixelFormat::rgba32Float, MTLPixelFormat::r8Unorm,
     MTLPixelFormat::r8Unorm_srgb,    MTLPixelFormat::r16Float,    MTLPixelFormat::rg8Unorm,
     MTLPixelFormat::rg8Unorm_srgb,   MTLPixelFormat::r32Float,    MTLPixelFormat::rg16Float,
-    MTLPixelFormat::rgba8Unorm_srgb, MTLPixelFormat::rg32Float};
+    MTLPixelFormat::rgba8Unorm_srgb, MTLPixelFormat::rg32Float,   MTLPixelFormat::r16Unorm,
+    MTLPixelFormat::rg16Unorm,       MTLPixelFormat::rgba16Unorm};
 constexpr std::int64_t mostPixels = 1 << 17;
 
 /// Makes all NaNs the same: which of its NaNs an operation hands on is up to the compiler.
@@ -41,6 +42,7 @@ void unifyNaNs(std::uint8_t* bytes, std::size_t size, MTLPixelFormat format) {
         case MTLComponentType::float32:
             return unify(std::uint32_t{0x7F800000}, std::uint32_t{0x7FC00000});
         case MTLComponentType::unorm8:
+        case MTLComponentType::unorm16:
             break;
     }
 }

@@ -124,7 +124,7 @@ TEST(ApplicationMemoryRefusal, LeavesTheMemoryToTheApplication) {
         {4, 2, bgra, {{bytes, std::int64_t{1} << 40}}, kCVReturnInvalidArgument},
         {0, 2, bgra, {{bytes, 16}}, kCVReturnInvalidSize},
         {4, 16385, bgra, {{bytes, 16}}, kCVReturnInvalidSize},
-        {4, 2, 0x52474241, {{bytes, 16}}, kCVReturnInvalidPixelFormat},
+        {4, 2, 0x52474220, {{bytes, 16}}, kCVReturnInvalidPixelFormat},
         {4, 2, nv12, {{bytes, 16}}, kCVReturnInvalidPixelFormat},
         {4, 2, nv12, {{bytes, 4}, {bytes + 8, 3}}, kCVReturnInvalidArgument},
         {4, 2, nv12, {{bytes, 5}, {bytes + 10, 4}}, kCVReturnSuccess},

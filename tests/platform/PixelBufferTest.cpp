@@ -23,10 +23,11 @@ TEST(PixelFormat, HasTheLayoutThatItsNameStates) {
         if (!info) continue;
         const std::string components = info->blueFirst ? "BGRA" : std::string("RGBA").substr(0, info->components);
         const int bits = info->bytesPerPixel * 8 / info->components;
-        const bool isUnorm = info->componentType == MTLComponentType::unorm8;
+        const MTLComponentType type = info->componentType;
+        const bool isUnorm = type == MTLComponentType::unorm8 || type == MTLComponentType::unorm16;
         EXPECT_EQ(info->name, "MTLPixelFormat" + components + std::to_string(bits) + (isUnorm ? "Unorm" : "Float") +
                                   (info->sRGB ? "_sRGB" : ""));
-        EXPECT_EQ(bits, isUnorm ? 8 : info->componentType == MTLComponentType::float16 ? 16 : 32) << info->name;
+        EXPECT_EQ(bits, type == MTLComponentType::unorm8 ? 8 : type == MTLComponentType::float32 ? 32 : 16) << info->name;
     }
     EXPECT_EQ(description(MTLPixelFormat::bgra8Unorm), "MTLPixelFormatBGRA8Unorm (80)");
     EXPECT_EQ(description(static_cast<MTLPixelFormat>(999)), "MTLPixelFormat (999)");
@@ -72,7 +73,7 @@ TEST(PixelBuffer, RefusesWhatItCanNotMake) {
         {1, -1, bgra, {}, kCVReturnInvalidSize},
         {16385, 1, bgra, {}, kCVReturnInvalidSize},
         {16384, 1, nv12FullRange, {}, kCVReturnSuccess},
-        {1, 1, 0x52474241, {}, kCVReturnInvalidPixelFormat},
+        {1, 1, 0x52474220, {}, kCVReturnInvalidPixelFormat},
         {1, 1, bgra, {{kCVPixelBufferBytesPerRowAlignmentKey, 48}}, kCVReturnInvalidPixelBufferAttributes},
         {1, 1, bgra, {{kCVPixelBufferIOSurfacePropertiesKey, 1}}, kCVReturnInvalidPixelBufferAttributes},
         {1, 1, bgra, {{kCVPixelBufferIOSurfacePropertiesKey, CVEmptyDictionary{}}, {"Other", 7}}, kCVReturnSuccess},

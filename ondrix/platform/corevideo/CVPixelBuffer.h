@@ -18,12 +18,35 @@ inline constexpr OSType kCVPixelFormatType_32BGRA = 0x42475241;                 
 inline constexpr OSType kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange = 0x34323076;  ///< '420v', luma and CbCr planes
 inline constexpr OSType kCVPixelFormatType_420YpCbCr8BiPlanarFullRange = 0x34323066;   ///< '420f', luma and CbCr planes
 
+// Further formats, which video is decoded to and which `FrameReader` takes. Of planar ones, "420" has chroma of half
+// the sides, "422" of half the width and "444" of the same sides; sides are rounded up. Where neither range is named,
+// the buffer's colours say it (CVPixelBufferColours.h).
+inline constexpr OSType kCVPixelFormatType_32RGBA = 0x52474241;                        ///< 'RGBA', one plane
+inline constexpr OSType kCVPixelFormatType_OneComponent8 = 0x4C303038;                 ///< 'L008', grey
+inline constexpr OSType kCVPixelFormatType_64RGBAHalf = 0x52476841;                    ///< 'RGhA', 16-bit floats
+inline constexpr OSType kCVPixelFormatType_128RGBAFloat = 0x52476641;                  ///< 'RGfA', 32-bit floats
+inline constexpr OSType kCVPixelFormatType_420YpCbCr8Planar = 0x79343230;              ///< 'y420': luma, Cb, Cr
+inline constexpr OSType kCVPixelFormatType_420YpCbCr8PlanarFullRange = 0x66343230;     ///< 'f420': luma, Cb, Cr
+inline constexpr OSType kCVPixelFormatType_422YpCbCr8Planar = 0x79343232;              ///< 'y422': luma, Cb, Cr
+inline constexpr OSType kCVPixelFormatType_444YpCbCr8Planar = 0x79343434;              ///< 'y444': luma, Cb, Cr
+inline constexpr OSType kCVPixelFormatType_420YpCrCb8BiPlanarVideoRange = 0x34323176;  ///< '421v': luma and CrCb (NV21)
+inline constexpr OSType kCVPixelFormatType_420YpCrCb8BiPlanarFullRange = 0x34323166;   ///< '421f': luma and CrCb (NV21)
+inline constexpr OSType kCVPixelFormatType_422YpCbCr8BiPlanarVideoRange = 0x34323276;  ///< '422v', luma and CbCr
+inline constexpr OSType kCVPixelFormatType_422YpCbCr8BiPlanarFullRange = 0x34323266;   ///< '422f', luma and CbCr
+inline constexpr OSType kCVPixelFormatType_444YpCbCr8BiPlanarVideoRange = 0x34343476;  ///< '444v', luma and CbCr
+inline constexpr OSType kCVPixelFormatType_444YpCbCr8BiPlanarFullRange = 0x34343466;   ///< '444f', luma and CbCr
+// Ten bits in 16, in the order of this machine: biplanar ones in the upper bits (P010), planar ones in the lower bits.
+inline constexpr OSType kCVPixelFormatType_420YpCbCr10BiPlanarVideoRange = 0x78343230;  ///< 'x420', luma and CbCr
+inline constexpr OSType kCVPixelFormatType_420YpCbCr10BiPlanarFullRange = 0x78663230;   ///< 'xf20', luma and CbCr
+inline constexpr OSType kCVPixelFormatType_420YpCbCr10Planar = 0x7A343230;              ///< 'z420': luma, Cb, Cr
+inline constexpr OSType kCVPixelFormatType_422YpCbCr10Planar = 0x7A343232;              ///< 'z422': luma, Cb, Cr
+inline constexpr OSType kCVPixelFormatType_444YpCbCr10Planar = 0x7A343434;              ///< 'z444': luma, Cb, Cr
+
 /// Flags of `CVPixelBufferLockBaseAddress`.
 using CVPixelBufferLockFlags = std::uint64_t;
 inline constexpr CVPixelBufferLockFlags kCVPixelBufferLock_ReadOnly = 1;
 
-/// One frame of pixels in main memory, shared by reference. Chroma planes have half the sides, rounded up. Nothing
-/// orders access from several threads.
+/// One frame of pixels in main memory, shared by reference. Nothing orders access from several threads.
 class CVPixelBuffer;
 
 /// Makes a buffer of undefined content, whose planes start at multiples of 64 bytes. `attributes` may be null; of its
@@ -52,7 +75,7 @@ using CVPixelBufferReleaseCallback = std::function<void()>;
 CVReturn CVPixelBufferCreateWithBytes(std::int64_t width, std::int64_t height, OSType pixelFormat, void* bytes,
                                       std::int64_t bytesPerRow, CVPixelBufferReleaseCallback release,
                                       std::shared_ptr<CVPixelBuffer>* buffer);
-/// The same of as many planes as the format has: luma, then CbCr.
+/// The same of as many planes as the format has, in its order.
 CVReturn CVPixelBufferCreateWithPlanarBytes(std::int64_t width, std::int64_t height, OSType pixelFormat,
                                             const std::vector<CVPixelBufferPlane>& planes,
                                             CVPixelBufferReleaseCallback release,

@@ -1,3 +1,4 @@
+#include <array>
 #include <atomic>
 #include <bit>
 #include <cassert>
@@ -9,6 +10,7 @@
 #include <variant>
 #include <vector>
 
+#include <ondrix/platform/corevideo/CVBuffer.h>
 #include <ondrix/platform/corevideo/CVPixelBuffer.h>
 #include <ondrix/platform/os/OutOfMemory.h>
 
@@ -29,24 +31,47 @@ constexpr std::uint64_t planeAlignment = 64;
 
 /// One plane of a pixel format.
 struct PlaneFormat {
-    std::uint64_t bytesPerElement;
-    bool halfSides;
+    std::uint8_t bytesPerElement;
+    std::uint8_t columns, rows;  ///< of pixels that share an element: 1 or 2
 };
 
-constexpr PlaneFormat interleavedPlanes[] = {{4, false}};
-constexpr PlaneFormat lumaAndChromaPlanes[] = {{1, false}, {2, true}};
+struct BufferFormat {
+    OSType pixelFormat;
+    std::uint8_t planeCount;
+    PlaneFormat planes[3];
+};
+
+constexpr BufferFormat bufferFormats[] = {
+    {kCVPixelFormatType_32BGRA, 1, {{4, 1, 1}}},
+    {kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange, 2, {{1, 1, 1}, {2, 2, 2}}},
+    {kCVPixelFormatType_420YpCbCr8BiPlanarFullRange, 2, {{1, 1, 1}, {2, 2, 2}}},
+    {kCVPixelFormatType_32RGBA, 1, {{4, 1, 1}}},
+    {kCVPixelFormatType_OneComponent8, 1, {{1, 1, 1}}},
+    {kCVPixelFormatType_64RGBAHalf, 1, {{8, 1, 1}}},
+    {kCVPixelFormatType_128RGBAFloat, 1, {{16, 1, 1}}},
+    {kCVPixelFormatType_420YpCbCr8Planar, 3, {{1, 1, 1}, {1, 2, 2}, {1, 2, 2}}},
+    {kCVPixelFormatType_420YpCbCr8PlanarFullRange, 3, {{1, 1, 1}, {1, 2, 2}, {1, 2, 2}}},
+    {kCVPixelFormatType_422YpCbCr8Planar, 3, {{1, 1, 1}, {1, 2, 1}, {1, 2, 1}}},
+    {kCVPixelFormatType_444YpCbCr8Planar, 3, {{1, 1, 1}, {1, 1, 1}, {1, 1, 1}}},
+    {kCVPixelFormatType_420YpCrCb8BiPlanarVideoRange, 2, {{1, 1, 1}, {2, 2, 2}}},
+    {kCVPixelFormatType_420YpCrCb8BiPlanarFullRange, 2, {{1, 1, 1}, {2, 2, 2}}},
+    {kCVPixelFormatType_422YpCbCr8BiPlanarVideoRange, 2, {{1, 1, 1}, {2, 2, 1}}},
+    {kCVPixelFormatType_422YpCbCr8BiPlanarFullRange, 2, {{1, 1, 1}, {2, 2, 1}}},
+    {kCVPixelFormatType_444YpCbCr8BiPlanarVideoRange, 2, {{1, 1, 1}, {2, 1, 1}}},
+    {kCVPixelFormatType_444YpCbCr8BiPlanarFullRange, 2, {{1, 1, 1}, {2, 1, 1}}},
+    {kCVPixelFormatType_420YpCbCr10BiPlanarVideoRange, 2, {{2, 1, 1}, {4, 2, 2}}},
+    {kCVPixelFormatType_420YpCbCr10BiPlanarFullRange, 2, {{2, 1, 1}, {4, 2, 2}}},
+    {kCVPixelFormatType_420YpCbCr10Planar, 3, {{2, 1, 1}, {2, 2, 2}, {2, 2, 2}}},
+    {kCVPixelFormatType_422YpCbCr10Planar, 3, {{2, 1, 1}, {2, 2, 1}, {2, 2, 1}}},
+    {kCVPixelFormatType_444YpCbCr10Planar, 3, {{2, 1, 1}, {2, 1, 1}, {2, 1, 1}}},
+};
 
 /// Empty for an unknown format.
 std::span<const PlaneFormat> planesOfFormat(OSType pixelFormat) {
-    switch (pixelFormat) {
-        case kCVPixelFormatType_32BGRA:
-            return interleavedPlanes;
-        case kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange:
-        case kCVPixelFormatType_420YpCbCr8BiPlanarFullRange:
-            return lumaAndChromaPlanes;
-        default:
-            return {};
+    for (const BufferFormat& format : bufferFormats) {
+        if (format.pixelFormat == pixelFormat) return {format.planes, format.planeCount};
     }
+    return {};
 }
 
 bool isSide(std::int64_t value) {
@@ -103,7 +128,7 @@ struct Plane {
 std::vector<Plane> planesOfSize(std::uint64_t width, std::uint64_t height, OSType pixelFormat) {
     std::vector<Plane> planes;
     for (const PlaneFormat& format : planesOfFormat(pixelFormat)) {
-        planes.push_back({format.halfSides ? (width + 1) / 2 : width, format.halfSides ? (height + 1) / 2 : height,
+        planes.push_back({(width + format.columns - 1) / format.columns, (height + format.rows - 1) / format.rows,
                           format.bytesPerElement, 0, nullptr});
     }
     return planes;
@@ -169,6 +194,10 @@ bool place(Plane& plane, const CVPixelBufferPlane& memory) {
 
 }  // namespace
 
+namespace {
+constexpr std::size_t attachmentCount = static_cast<std::size_t>(CVAttachment::PeakLuminance) + 1;
+}
+
 class CVPixelBuffer {
 public:
     CVPixelBuffer(OSType pixelFormat, std::vector<Plane> planes)
@@ -188,6 +217,12 @@ public:
     [[nodiscard]] bool hasPlane(std::int64_t plane) const {
         return plane >= 0 && static_cast<std::uint64_t>(plane) < memory_.planeCount();
     }
+    [[nodiscard]] std::string& attachment(CVAttachment attachment) {
+        return attachments_[static_cast<std::size_t>(attachment)];
+    }
+    [[nodiscard]] const std::string& attachment(CVAttachment attachment) const {
+        return attachments_[static_cast<std::size_t>(attachment)];
+    }
     [[nodiscard]] std::int64_t lockCount() const { return lockCount_.load(); }
     void lock() { ++lockCount_; }
     /// False when it isn't locked.
@@ -204,6 +239,7 @@ private:
     Planes memory_;
     CVPixelBufferReleaseCallback release_;
     std::atomic<std::int64_t> lockCount_ = 0;
+    std::array<std::string, attachmentCount> attachments_;  ///< keep their memory when they are emptied
 };
 
 namespace {
@@ -321,6 +357,30 @@ void* CVPixelBufferGetBaseAddress(const CVPixelBuffer& buffer) {
 void* CVPixelBufferGetBaseAddressOfPlane(const CVPixelBuffer& buffer, std::int64_t plane) {
     if (buffer.lockCount() == 0 || !buffer.hasPlane(plane)) return nullptr;
     return buffer.memory().baseAddressOfPlane(plane);
+}
+
+CVReturn CVBufferSetAttachment(CVPixelBuffer& buffer, CVAttachment attachment, std::string_view value) {
+    return os::orStatus(kCVReturnAllocationFailed, [&] {
+        buffer.attachment(attachment) = value;
+        return kCVReturnSuccess;
+    });
+}
+
+std::string_view CVBufferGetAttachment(const CVPixelBuffer& buffer, CVAttachment attachment) {
+    return buffer.attachment(attachment);
+}
+
+CVReturn CVBufferPropagateAttachments(const CVPixelBuffer& from, CVPixelBuffer& to) {
+    for (std::size_t i = 0; i < attachmentCount; ++i) {
+        const auto attachment = static_cast<CVAttachment>(i);
+        const CVReturn status = CVBufferSetAttachment(to, attachment, from.attachment(attachment));
+        if (status != kCVReturnSuccess) return status;
+    }
+    return kCVReturnSuccess;
+}
+
+void CVBufferRemoveAllAttachments(CVPixelBuffer& buffer) {
+    for (std::size_t i = 0; i < attachmentCount; ++i) buffer.attachment(static_cast<CVAttachment>(i)).clear();
 }
 
 std::shared_ptr<IOSurface> CVPixelBufferGetIOSurface(const std::shared_ptr<CVPixelBuffer>& buffer) {

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include <ondrix/platform/corevideo/CVBuffer.h>
 #include <ondrix/platform/corevideo/CVPixelBufferPool.h>
 #include <ondrix/platform/os/OutOfMemory.h>
 
@@ -77,6 +78,7 @@ struct Return {
         while (CVPixelBufferGetLockCount(*buffer) > 0) {
             if (CVPixelBufferUnlockBaseAddress(*buffer, 0) != kCVReturnSuccess) break;
         }
+        CVBufferRemoveAllAttachments(*buffer);
         if (const auto home = shelf.lock()) home->putBack(std::move(buffer));
         buffer.reset();
     }

@@ -11,21 +11,24 @@ enum class MTLPixelFormat : std::uint64_t {
     invalid = 0,
     r8Unorm = 10,
     r8Unorm_srgb = 11,
+    r16Unorm = 20,
     r16Float = 25,
     rg8Unorm = 30,
     rg8Unorm_srgb = 31,
     r32Float = 55,
+    rg16Unorm = 60,
     rg16Float = 65,
     rgba8Unorm = 70,
     rgba8Unorm_srgb = 71,
     bgra8Unorm = 80,
     bgra8Unorm_srgb = 81,
     rg32Float = 105,
+    rgba16Unorm = 110,
     rgba16Float = 115,
     rgba32Float = 125,
 };
 
-enum class MTLComponentType { unorm8, float16, float32 };
+enum class MTLComponentType { unorm8, float16, float32, unorm16 };
 
 /// What a pixel format means in memory.
 struct MTLPixelFormatInfo {

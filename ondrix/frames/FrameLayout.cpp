@@ -1,0 +1,136 @@
+#include <utility>
+
+#include <ondrix/frames/FrameLayout.h>
+
+namespace ondrix {
+
+namespace {
+
+using enum MTLPixelFormat;
+using Kind = FrameLayout::Kind;
+
+constexpr std::pair<OSType, FrameLayout> layouts[] = {
+    {kCVPixelFormatType_32BGRA, {Kind::picture, {bgra8Unorm}}},
+    {kCVPixelFormatType_32RGBA, {Kind::picture, {rgba8Unorm}}},
+    {kCVPixelFormatType_64RGBAHalf, {Kind::picture, {rgba16Float}}},
+    {kCVPixelFormatType_128RGBAFloat, {Kind::picture, {rgba32Float}}},
+    {kCVPixelFormatType_OneComponent8, {Kind::grey, {r8Unorm}}},
+    {kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange, {Kind::biPlanar, {r8Unorm, rg8Unorm}, 8, 0, true, true}},
+    {kCVPixelFormatType_420YpCbCr8BiPlanarFullRange, {Kind::biPlanar, {r8Unorm, rg8Unorm}, 8, 0, true, true}},
+    {kCVPixelFormatType_420YpCrCb8BiPlanarVideoRange, {Kind::biPlanar, {r8Unorm, rg8Unorm}, 8, 0, true, true, true}},
+    {kCVPixelFormatType_420YpCrCb8BiPlanarFullRange, {Kind::biPlanar, {r8Unorm, rg8Unorm}, 8, 0, true, true, true}},
+    {kCVPixelFormatType_422YpCbCr8BiPlanarVideoRange, {Kind::biPlanar, {r8Unorm, rg8Unorm}, 8, 0, true, false}},
+    {kCVPixelFormatType_422YpCbCr8BiPlanarFullRange, {Kind::biPlanar, {r8Unorm, rg8Unorm}, 8, 0, true, false}},
+    {kCVPixelFormatType_444YpCbCr8BiPlanarVideoRange, {Kind::biPlanar, {r8Unorm, rg8Unorm}, 8}},
+    {kCVPixelFormatType_444YpCbCr8BiPlanarFullRange, {Kind::biPlanar, {r8Unorm, rg8Unorm}, 8}},
+    {kCVPixelFormatType_420YpCbCr8Planar, {Kind::planar, {r8Unorm, r8Unorm, r8Unorm}, 8, 0, true, true}},
+    {kCVPixelFormatType_420YpCbCr8PlanarFullRange, {Kind::planar, {r8Unorm, r8Unorm, r8Unorm}, 8, 0, true, true}},
+    {kCVPixelFormatType_422YpCbCr8Planar, {Kind::planar, {r8Unorm, r8Unorm, r8Unorm}, 8, 0, true, false}},
+    {kCVPixelFormatType_444YpCbCr8Planar, {Kind::planar, {r8Unorm, r8Unorm, r8Unorm}, 8}},
+    {kCVPixelFormatType_420YpCbCr10BiPlanarVideoRange, {Kind::biPlanar, {r16Unorm, rg16Unorm}, 10, 6, true, true}},
+    {kCVPixelFormatType_420YpCbCr10BiPlanarFullRange, {Kind::biPlanar, {r16Unorm, rg16Unorm}, 10, 6, true, true}},
+    {kCVPixelFormatType_420YpCbCr10Planar, {Kind::planar, {r16Unorm, r16Unorm, r16Unorm}, 10, 0, true, true}},
+    {kCVPixelFormatType_422YpCbCr10Planar, {Kind::planar, {r16Unorm, r16Unorm, r16Unorm}, 10, 0, true, false}},
+    {kCVPixelFormatType_444YpCbCr10Planar, {Kind::planar, {r16Unorm, r16Unorm, r16Unorm}, 10}},
+};
+
+/// So many times a sample are sums of chroma in the functions.
+constexpr double chromaSumScale = 16;
+
+/// Shares of red and blue in luma.
+struct Shares {
+    double red, blue;
+};
+constexpr Shares sharesOf(YCbCrMatrix matrix) {
+    switch (matrix) {
+        case YCbCrMatrix::BT601:
+            return {0.299, 0.114};
+        case YCbCrMatrix::BT2020:
+            return {0.2627, 0.0593};
+        case YCbCrMatrix::BT709:
+            break;
+    }
+    return {0.2126, 0.0722};
+}
+
+/// Samples that stand for black, for white less black, for no chroma, and for chroma from -0.5 to 0.5.
+struct Scale {
+    double black, luma, grey, chroma, largest;
+
+    Scale(ColourRange range, int bits) : largest((1 << bits) - 1) {
+        const double unit = 1 << (bits - 8);
+        const bool isFull = range == ColourRange::full;
+        black = isFull ? 0 : 16 * unit;
+        luma = isFull ? largest : 219 * unit;
+        grey = 128 * unit;
+        chroma = isFull ? largest : 224 * unit;
+    }
+};
+
+}  // namespace
+
+std::optional<FrameLayout> FrameLayout::of(OSType pixelFormat) {
+    for (const auto& [format, layout] : layouts) {
+        if (format == pixelFormat) return layout;
+    }
+    return std::nullopt;
+}
+
+FrameReadConstants FrameLayout::readConstants(const FrameColours& colours) const {
+    const Shares shares = sharesOf(colours.matrix);
+    const double green = 1 - shares.red - shares.blue;
+    const Scale scale(colours.range, bits);
+    const double ofBlue[] = {0, -2 * (1 - shares.blue) * shares.blue / green, 2 * (1 - shares.blue)};
+    const double ofRed[] = {2 * (1 - shares.red), -2 * (1 - shares.red) * shares.red / green, 0};
+    FrameReadConstants constants{};
+    for (int i = 0; i < 3; ++i) {
+        const double blue = kind == Kind::grey ? 0 : ofBlue[i] / scale.chroma;
+        const double red = kind == Kind::grey ? 0 : ofRed[i] / scale.chroma;
+        constants.luma[i] = static_cast<float>(1 / scale.luma);
+        constants.blue[i] = static_cast<float>((isRedFirst ? red : blue) / chromaSumScale);
+        constants.red[i] = static_cast<float>((isRedFirst ? blue : red) / chromaSumScale);
+        constants.offset[i] = static_cast<float>(-scale.black / scale.luma - scale.grey * (blue + red));
+    }
+    constants.halvesWidth = halvesWidth;
+    constants.halvesHeight = halvesHeight;
+    constants.isCentred = colours.siting == ChromaSiting::centre;
+    constants.isSeparate = kind == Kind::planar;
+    constants.unusedBits = unusedBits;
+    constants.largest = (1 << bits) - 1;
+    return constants;
+}
+
+FrameWriteConstants FrameLayout::writeConstants(const FrameColours& colours) const {
+    const Shares shares = sharesOf(colours.matrix);
+    const double ofLuma[] = {shares.red, 1 - shares.red - shares.blue, shares.blue};
+    const Scale scale(colours.range, bits);
+    FrameWriteConstants constants{};
+    for (int i = 0; i < 3; ++i) {
+        const double blue = ((i == 2) - ofLuma[i]) / (2 * (1 - shares.blue)) * scale.chroma;
+        const double red = ((i == 0) - ofLuma[i]) / (2 * (1 - shares.red)) * scale.chroma;
+        constants.luma[i] = static_cast<float>(ofLuma[i] * scale.luma);
+        constants.blue[i] = static_cast<float>(isRedFirst ? red : blue);
+        constants.red[i] = static_cast<float>(isRedFirst ? blue : red);
+    }
+    constants.luma[3] = static_cast<float>(scale.black);
+    constants.blue[3] = constants.red[3] = static_cast<float>(scale.grey);
+    // Colours beyond black and white take the numbers that are left for them, as pictures scaled with overshoot do.
+    constants.lumaRange[1] = constants.chromaRange[1] = static_cast<float>(scale.largest);
+    const bool isWords = planes[0] == r16Unorm;
+    constants.scale = isWords ? static_cast<float>(1 << unusedBits) / 65535.0f : 1.0f / 255.0f;
+    constants.halvesWidth = halvesWidth;
+    constants.halvesHeight = halvesHeight;
+    constants.isCentred = colours.siting == ChromaSiting::centre;
+    return constants;
+}
+
+std::shared_ptr<MTLTexture> FrameLayout::wrap(CVMetalTextureCache& cache, const std::shared_ptr<CVPixelBuffer>& frame,
+                                              int plane) const {
+    std::shared_ptr<CVMetalTexture> wrapper;
+    const CVReturn status = CVMetalTextureCacheCreateTextureFromImage(
+        cache, frame, planes[plane], CVPixelBufferGetWidthOfPlane(*frame, plane),
+        CVPixelBufferGetHeightOfPlane(*frame, plane), plane, &wrapper);
+    return status == kCVReturnSuccess ? CVMetalTextureGetTexture(*wrapper) : nullptr;
+}
+
+}  // namespace ondrix

@@ -1,0 +1,126 @@
+#include <algorithm>
+#include <cassert>
+#include <utility>
+
+#include <ondrix/core/Failure.h>
+#include <ondrix/core/Logger.h>
+#include <ondrix/frames/FrameFunction.h>
+#include <ondrix/frames/FrameLayout.h>
+#include <ondrix/frames/FrameTexture.h>
+
+namespace ondrix {
+
+namespace {
+
+/// More are not kept: a few frames on their way, and a few sizes.
+constexpr std::size_t mostImages = 8;
+
+}  // namespace
+
+FrameTexture::FrameTexture(std::shared_ptr<Device> device, MTLPixelFormat pixelFormat)
+    : Texture(std::move(device), nullptr), pixelFormat_(pixelFormat) {}
+
+FrameTexture::~FrameTexture() = default;
+
+std::shared_ptr<FrameTexture> FrameTexture::create(std::shared_ptr<Device> device, MTLPixelFormat pixelFormat,
+                                                   NSError* error) {
+    assert(device != nullptr);
+    return Failure::toldTo(error, [&]() -> std::shared_ptr<FrameTexture> {
+        std::shared_ptr<FrameTexture> texture(new FrameTexture(std::move(device), pixelFormat));
+        return texture->start() ? texture : nullptr;
+    });
+}
+
+bool FrameTexture::start() {
+    const auto& mtlDevice = device()->mtlDevice();
+    if (CVMetalTextureCacheCreate(mtlDevice, &cache_) != kCVReturnSuccess) {
+        Logger::gfx().error("Failed to make the texture cache for frames.");
+        return false;
+    }
+    images_.reserve(mostImages);
+    const auto make = [&](const char* name) { return FrameFunction::make(*mtlDevice, name); };
+    return (read_ = make("Ondrix::Frames::Read")) != nullptr &&
+           (readHalf_ = make("Ondrix::Frames::ReadHalf")) != nullptr &&
+           (readGrey_ = make("Ondrix::Frames::ReadGrey")) != nullptr;
+}
+
+bool FrameTexture::show(const std::shared_ptr<CVPixelBuffer>& frame, MTLCommandBuffer& commandBuffer, NSError* error) {
+    assert(frame != nullptr);
+    return Failure::toldTo(error, [&] {
+        const auto self = shared_from_this();  // an observer may drop the texture
+        auto image = convert(frame, commandBuffer);
+        if (image == nullptr) return false;
+        setMtlTexture(std::move(image));
+        if (const Size2<Int> shown = size(); shown != size_) {
+            size_ = shown;
+            delegates().invoke([&](TextureDelegate& delegate) { delegate.texture(*this, shown); });
+        }
+        return true;
+    });
+}
+
+std::shared_ptr<MTLTexture> FrameTexture::convert(const std::shared_ptr<CVPixelBuffer>& frame,
+                                                  MTLCommandBuffer& commandBuffer) {
+    const auto layout = FrameLayout::of(CVPixelBufferGetPixelFormatType(*frame));
+    if (!layout) {
+        Logger::gfx().error("Failed to show a frame of an unknown pixel format.");
+        return nullptr;
+    }
+    checkAttachments(*frame);
+    const FrameColours colours = FrameColours::of(*frame);
+    if (colours.transfer != TransferFunction::SDR) {
+        Logger::gfx().error("Failed to show a frame whose transfer function is that of HDR.");
+        return nullptr;
+    }
+    FrameFunction::Textures textures;
+    for (int plane = 0; plane < layout->planeCount(); ++plane) {
+        textures[static_cast<std::size_t>(plane)] = layout->wrap(*cache_, frame, plane);
+        if (textures[static_cast<std::size_t>(plane)] == nullptr) {
+            Logger::gfx().error("Failed to wrap a plane of the frame as a texture.");
+            return nullptr;
+        }
+    }
+    if (layout->kind == FrameLayout::Kind::picture) return textures[0];
+
+    auto image = freeImage(textures[0]->width(), textures[0]->height());
+    if (image == nullptr) {
+        Logger::gfx().error("Failed to make an image for the frame.");
+        return nullptr;
+    }
+    textures[3] = image;
+    const FrameFunction* function = readGrey_.get();
+    if (layout->kind != FrameLayout::Kind::grey) {
+        if (layout->kind == FrameLayout::Kind::biPlanar) textures[2] = textures[1];
+        function = layout->halvesWidth && layout->halvesHeight ? readHalf_.get() : read_.get();
+    }
+    const FrameReadConstants constants = layout->readConstants(colours);
+    return function->encode(commandBuffer, textures, *image, &constants, sizeof constants) ? image : nullptr;
+}
+
+std::shared_ptr<MTLTexture> FrameTexture::freeImage(std::uint64_t width, std::uint64_t height) {
+    // Nobody can begin to use one that is held here only.
+    const auto isFree = [](const auto& image) { return image.use_count() == 1; };
+    const auto found = std::find_if(images_.begin(), images_.end(), [&](const auto& image) {
+        return image->width() == width && image->height() == height && isFree(image);
+    });
+    if (found != images_.end()) return *found;
+    if (images_.size() == mostImages) {
+        const auto oldest = std::find_if(images_.begin(), images_.end(), isFree);
+        images_.erase(oldest != images_.end() ? oldest : images_.begin());
+    }
+    auto descriptor = MTLTextureDescriptor::texture2DDescriptor(pixelFormat_, width, height, false);
+    descriptor.usage = MTLTextureUsage::shaderRead | MTLTextureUsage::shaderWrite | MTLTextureUsage::renderTarget;
+    auto image = device()->mtlDevice()->makeTexture(descriptor);
+    if (image != nullptr) images_.push_back(image);
+    return image;
+}
+
+void FrameTexture::checkAttachments(const CVPixelBuffer& frame) {
+    const std::string_view unknown = FrameColours::unknownOf(frame);
+    if (unknown.empty() || unknown == unknownText_) return;
+    unknownText_ = unknown;
+    Logger::gfx().info("Frames state the colours '%s', which are unknown and taken as not stated.",
+                       unknownText_.c_str());
+}
+
+}  // namespace ondrix

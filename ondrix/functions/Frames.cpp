@@ -1,0 +1,91 @@
+#include <ondrix/frames/FrameConstants.h>
+#include <ondrix/shading/Chroma.h>
+#include <ondrix/shading/Shading.h>
+
+using namespace ondrix::shading;
+
+namespace {
+
+/// Layout and weights of a frame that is read.
+struct Reading : ondrix::FrameReadConstants {
+    PlaneLayout layout;
+
+    explicit Reading(const ondrix::FrameReadConstants& k)
+        : FrameReadConstants(k), layout{k.halvesWidth, k.halvesHeight, k.isCentred,
+                                        k.isSeparate,  k.unusedBits,   k.largest} {}
+
+    ONDRIX_INLINE Float4 colour(Int lumaSample, Int sums) const {
+        const Float y(lumaSample), cb(sums & 0xffff), cr(sums >> 16 & 0xffff);
+        const auto component = [&](int i) __attribute__((always_inline)) {
+            return y * luma[i] + cb * blue[i] + cr * red[i] + offset[i];
+        };
+        return {component(0), component(1), component(2), 1};
+    }
+};
+
+/// A frame with luma in texture 0 and chroma in texture 1, or Cb in 1 and Cr in 2, of any size.
+template <Sides sides>
+inline void Read(const Position& p, const Texture<0, Format::r8, Reach::own>& luma,
+                 const Texture<1, Format::rg8, sides>& chroma, const Texture<2, Format::rg8, sides>& red,
+                 const Target<3>& output, const Constants<ondrix::FrameReadConstants, 0, Reading>& k) {
+    output.write(p, k->colour(lumaSamples(luma.view, k->layout, p), chromaSums(chroma.view, red.view, k->layout, p)));
+}
+
+/// One number a pixel.
+inline void ReadGrey(const Position& p, const Texture<0, Format::r8, Reach::own>& luma, const Target<3>& output,
+                     const Constants<ondrix::FrameReadConstants, 0, Reading>& k) {
+    output.write(p, k->colour(lumaSamples(luma.view, k->layout, p), Int(0)));
+}
+
+using Writing = ondrix::FrameWriteConstants;
+
+ONDRIX_INLINE Float sample(const Float3& colour, const float (&weights)[4], const float (&range)[2], float scale) {
+    const Float value = colour.x * weights[0] + colour.y * weights[1] + colour.z * weights[2] + weights[3];
+    return floor(clamp(value, range[0], range[1]) + 0.5f) * scale;
+}
+
+inline void WriteLuma(const Position& p, const Texture<0, Reach::own>& picture, const Target<1, Format::r8>& luma,
+                      const Constants<Writing, 0>& k) {
+    const Float value = sample(picture.read(p).xyz(), k->luma, k->lumaRange, k->scale);
+    luma.write(p, Float4{value, 0, 0, 1});
+}
+
+/// The mean colour around a sample of chroma.
+ONDRIX_INLINE Float3 around(const Texture<0>& picture, Int2 at, const Writing& k) {
+    const auto read = [&](Int x, Int y) __attribute__((always_inline)) {
+        return picture.read(Int2{clamp(x, 0, picture.width() - 1), clamp(y, 0, picture.height() - 1)}).xyz();
+    };
+    const auto row = [&](Int y) __attribute__((always_inline))->Float3 {
+        if (k.halvesWidth == 0) return read(at.x, y);
+        const Int x = at.x * 2;
+        if (k.isCentred != 0) return (read(x, y) + read(x + 1, y)) * 0.5f;
+        return read(x, y) * 0.5f + (read(x - 1, y) + read(x + 1, y)) * 0.25f;
+    };
+    if (k.halvesHeight == 0) return row(at.y);
+    return (row(at.y * 2) + row(at.y * 2 + 1)) * 0.5f;
+}
+
+inline void WriteChroma(const Position& p, const Texture<0>& picture, const Target<1, Format::rg8>& chroma,
+                        const Constants<Writing, 0>& k) {
+    const Float3 colour = around(picture, p, *k);
+    chroma.write(p, Float4{sample(colour, k->blue, k->chromaRange, k->scale),
+                           sample(colour, k->red, k->chromaRange, k->scale), 0, 1});
+}
+
+inline void WriteSeparateChroma(const Position& p, const Texture<0>& picture, const Target<1, Format::r8>& blue,
+                                const Target<2, Format::r8>& red, const Constants<Writing, 0>& k) {
+    const Float3 colour = around(picture, p, *k);
+    blue.write(p, Float4{sample(colour, k->blue, k->chromaRange, k->scale), 0, 0, 1});
+    red.write(p, Float4{sample(colour, k->red, k->chromaRange, k->scale), 0, 0, 1});
+}
+
+const FunctionTable functions{
+    computeFunction<Read<Sides::half>>("Ondrix::Frames::ReadHalf"),
+    computeFunction<Read<Sides::full>>("Ondrix::Frames::Read"),
+    computeFunction<ReadGrey>("Ondrix::Frames::ReadGrey"),
+    computeFunction<WriteLuma>("Ondrix::Frames::WriteLuma"),
+    computeFunction<WriteChroma>("Ondrix::Frames::WriteChroma"),
+    computeFunction<WriteSeparateChroma>("Ondrix::Frames::WriteSeparateChroma"),
+};
+
+}  // namespace
