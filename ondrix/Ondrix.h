@@ -21,6 +21,8 @@
 #include <ondrix/passes/Effect.h>
 #include <ondrix/passes/EffectDelegate.h>
 #include <ondrix/passes/Pass.h>
+#include <ondrix/passes/PlaceTextureEffect.h>
+#include <ondrix/passes/PlaceTexturePass.h>
 #include <ondrix/passes/PresentTextureEffect.h>
 #include <ondrix/passes/PresentTexturePass.h>
 #include <ondrix/passes/RenderPass.h>

@@ -38,10 +38,22 @@ bool FrameTexture::start() {
         return false;
     }
     images_.reserve(mostImages);
-    const auto make = [&](const char* name) { return FrameFunction::make(*mtlDevice, name); };
-    return (read_ = make("Ondrix::Frames::Read")) != nullptr &&
-           (readHalf_ = make("Ondrix::Frames::ReadHalf")) != nullptr &&
-           (readGrey_ = make("Ondrix::Frames::ReadGrey")) != nullptr;
+    return functionFor(*FrameLayout::of(kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange)) != nullptr;
+}
+
+const FrameFunction* FrameTexture::functionFor(const FrameLayout& layout) {
+    constexpr const char* names[] = {"Ondrix::Frames::ReadNV12", "Ondrix::Frames::ReadI420",
+                                     "Ondrix::Frames::ReadP010", "Ondrix::Frames::ReadI010",
+                                     "Ondrix::Frames::Read",     "Ondrix::Frames::ReadGrey"};
+    std::size_t index = 4;
+    if (layout.kind == FrameLayout::Kind::grey) {
+        index = 5;
+    } else if (layout.halvesWidth && layout.halvesHeight) {
+        index = (layout.bits > 8 ? 2 : 0) + (layout.kind == FrameLayout::Kind::planar ? 1 : 0);
+    }
+    auto& function = functions_[index];
+    if (function == nullptr) function = FrameFunction::make(*device()->mtlDevice(), names[index]);
+    return function.get();
 }
 
 bool FrameTexture::show(const std::shared_ptr<CVPixelBuffer>& frame, MTLCommandBuffer& commandBuffer, NSError* error) {
@@ -87,12 +99,10 @@ std::shared_ptr<MTLTexture> FrameTexture::convert(const std::shared_ptr<CVPixelB
         Logger::gfx().error("Failed to make an image for the frame.");
         return nullptr;
     }
+    const FrameFunction* const function = functionFor(*layout);
+    if (function == nullptr) return nullptr;
+    if (layout->kind == FrameLayout::Kind::biPlanar) textures[2] = textures[1];
     textures[3] = image;
-    const FrameFunction* function = readGrey_.get();
-    if (layout->kind != FrameLayout::Kind::grey) {
-        if (layout->kind == FrameLayout::Kind::biPlanar) textures[2] = textures[1];
-        function = layout->halvesWidth && layout->halvesHeight ? readHalf_.get() : read_.get();
-    }
     const FrameReadConstants constants = layout->readConstants(colours);
     return function->encode(commandBuffer, textures, *image, &constants, sizeof constants) ? image : nullptr;
 }

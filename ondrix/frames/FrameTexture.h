@@ -12,6 +12,7 @@
 namespace ondrix {
 
 class FrameFunction;
+struct FrameLayout;
 
 /// A texture that shows one frame of a video after the other. Frames are converted to red, green and blue as part of
 /// the caller's command buffer: nothing is committed and nothing waits. Each frame has an image of its own as long as a
@@ -41,6 +42,8 @@ private:
     FrameTexture(std::shared_ptr<Device> device, MTLPixelFormat pixelFormat);
 
     [[nodiscard]] bool start();
+    /// The function for frames of a layout; null, with a message, where it can't be made.
+    [[nodiscard]] const FrameFunction* functionFor(const FrameLayout& layout);
     [[nodiscard]] std::shared_ptr<MTLTexture> convert(const std::shared_ptr<CVPixelBuffer>& frame,
                                                       MTLCommandBuffer& commandBuffer);
     /// One that nobody uses any more.
@@ -50,7 +53,7 @@ private:
 
     const MTLPixelFormat pixelFormat_;
     std::shared_ptr<CVMetalTextureCache> cache_;
-    std::unique_ptr<FrameFunction> read_, readHalf_, readGrey_;
+    std::unique_ptr<FrameFunction> functions_[6];      ///< made when they are needed first
     std::vector<std::shared_ptr<MTLTexture>> images_;  ///< those made last, of a few sizes
     Size2<Int> size_{0, 0};                            ///< that the observers know
     std::string unknownText_;                          ///< that was logged

@@ -23,10 +23,11 @@ struct Reading : ondrix::FrameReadConstants {
     }
 };
 
-/// A frame with luma in texture 0 and chroma in texture 1, or Cb in 1 and Cr in 2, of any size.
-template <Sides sides>
-inline void Read(const Position& p, const Texture<0, Format::r8, Reach::own>& luma,
-                 const Texture<1, Format::rg8, sides>& chroma, const Texture<2, Format::rg8, sides>& red,
+/// A frame with luma in texture 0 and chroma in texture 1, or Cb in 1 and Cr in 2. Any formats and sizes work; those
+/// named are fast.
+template <Format ofLuma, Format ofChroma, Sides sides>
+inline void Read(const Position& p, const Texture<0, ofLuma, Reach::own>& luma,
+                 const Texture<1, ofChroma, sides>& chroma, const Texture<2, ofChroma, sides>& red,
                  const Target<3>& output, const Constants<ondrix::FrameReadConstants, 0, Reading>& k) {
     output.write(p, k->colour(lumaSamples(luma.view, k->layout, p), chromaSums(chroma.view, red.view, k->layout, p)));
 }
@@ -80,8 +81,11 @@ inline void WriteSeparateChroma(const Position& p, const Texture<0>& picture, co
 }
 
 const FunctionTable functions{
-    computeFunction<Read<Sides::half>>("Ondrix::Frames::ReadHalf"),
-    computeFunction<Read<Sides::full>>("Ondrix::Frames::Read"),
+    computeFunction<Read<Format::r8, Format::rg8, Sides::half>>("Ondrix::Frames::ReadNV12"),
+    computeFunction<Read<Format::r8, Format::r8, Sides::half>>("Ondrix::Frames::ReadI420"),
+    computeFunction<Read<Format::r16, Format::rg16, Sides::half>>("Ondrix::Frames::ReadP010"),
+    computeFunction<Read<Format::r16, Format::r16, Sides::half>>("Ondrix::Frames::ReadI010"),
+    computeFunction<Read<Format::r8, Format::r8, Sides::full>>("Ondrix::Frames::Read"),
     computeFunction<ReadGrey>("Ondrix::Frames::ReadGrey"),
     computeFunction<WriteLuma>("Ondrix::Frames::WriteLuma"),
     computeFunction<WriteChroma>("Ondrix::Frames::WriteChroma"),

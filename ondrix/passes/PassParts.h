@@ -6,9 +6,12 @@
 
 #include <ondrix/core/Device.h>
 #include <ondrix/core/Failure.h>
+#include <ondrix/platform/simd/simd.h>
 #include <ondrix/resources/Sampler.h>
 #include <ondrix/shaders/Mesh.h>
 #include <ondrix/shaders/ShaderLibrary.h>
+#include <ondrix/types/ContentMode.h>
+#include <ondrix/types/Size2.h>
 
 namespace ondrix {
 
@@ -37,5 +40,9 @@ std::nullptr_t lacks(IfMissing ifMissing, const char* message);
 
 /// The device's own quad; null when there is none and the process goes on.
 [[nodiscard]] std::shared_ptr<Mesh> requiredQuadMesh(const Device& device, IfMissing ifMissing);
+
+/// What the sides of a quad over the whole output are multiplied with, so that it shows the input by the mode; 0 for a
+/// size of height 0 that would have to be compared.
+[[nodiscard]] simd_float2 contentScale(ContentMode contentMode, Size2<Int> inputSize, Size2<Int> outputSize);
 
 }  // namespace ondrix

@@ -2,6 +2,8 @@
 
 #include <ondrix/core/Failure.h>
 #include <ondrix/passes/PassParts.h>
+#include <ondrix/passes/PlaceTextureEffect.h>
+#include <ondrix/passes/PlaceTexturePass.h>
 #include <ondrix/passes/PresentTextureEffect.h>
 
 namespace ondrix {
@@ -19,8 +21,9 @@ PresentTextureEffect::PresentTextureEffect(std::shared_ptr<Device> device,
 std::shared_ptr<PresentTextureEffect> PresentTextureEffect::create(
     std::shared_ptr<Device> device, std::shared_ptr<Texture> inputTexture, std::shared_ptr<Texture> outputTexture,
     MTLPixelFormat outputPixelFormat, ContentMode contentMode, ImageRotation rotation, bool flipHorizontally) {
-    return make(IfMissing::stopProcess, std::move(device), std::move(inputTexture), std::move(outputTexture),
-                outputPixelFormat, contentMode, rotation, flipHorizontally);
+    return make<PresentTextureEffect, PresentTexturePass>("present", IfMissing::stopProcess, std::move(device),
+                                                          std::move(inputTexture), std::move(outputTexture),
+                                                          outputPixelFormat, contentMode, rotation, flipHorizontally);
 }
 
 std::shared_ptr<PresentTextureEffect> PresentTextureEffect::create(std::shared_ptr<Device> device,
@@ -30,29 +33,36 @@ std::shared_ptr<PresentTextureEffect> PresentTextureEffect::create(std::shared_p
                                                                    ContentMode contentMode, ImageRotation rotation,
                                                                    bool flipHorizontally, NSError* error) {
     return Failure::toldTo(error, [&] {
-        return make(IfMissing::fail, std::move(device), std::move(inputTexture), std::move(outputTexture),
-                    outputPixelFormat, contentMode, rotation, flipHorizontally);
+        return make<PresentTextureEffect, PresentTexturePass>(
+            "present", IfMissing::fail, std::move(device), std::move(inputTexture), std::move(outputTexture),
+            outputPixelFormat, contentMode, rotation, flipHorizontally);
     });
 }
 
-std::shared_ptr<PresentTextureEffect> PresentTextureEffect::make(IfMissing ifMissing, std::shared_ptr<Device> device,
-                                                                 std::shared_ptr<Texture> inputTexture,
-                                                                 std::shared_ptr<Texture> outputTexture,
-                                                                 MTLPixelFormat outputPixelFormat,
-                                                                 ContentMode contentMode, ImageRotation rotation,
-                                                                 bool flipHorizontally) {
-    return ofReadyMadeParts([&]() -> std::shared_ptr<PresentTextureEffect> {
-        auto pass = PresentTexturePass::make(ifMissing, device, std::move(inputTexture), std::move(outputTexture),
-                                             outputPixelFormat, contentMode, rotation, flipHorizontally);
+template <class EffectClass, class PassClass>
+std::shared_ptr<EffectClass> PresentTextureEffect::make(const char* named, IfMissing ifMissing,
+                                                        std::shared_ptr<Device> device,
+                                                        std::shared_ptr<Texture> inputTexture,
+                                                        std::shared_ptr<Texture> outputTexture,
+                                                        MTLPixelFormat outputPixelFormat, ContentMode contentMode,
+                                                        ImageRotation rotation, bool flipHorizontally) {
+    return ofReadyMadeParts([&]() -> std::shared_ptr<EffectClass> {
+        auto pass =
+            PresentTexturePass::make<PassClass>(ifMissing, device, std::move(inputTexture), std::move(outputTexture),
+                                                outputPixelFormat, contentMode, rotation, flipHorizontally);
         if (pass == nullptr) return nullptr;
         auto commandQueue = makeCommandQueue(*device, ifMissing);
         if (commandQueue == nullptr) return nullptr;
-        std::shared_ptr<PresentTextureEffect> effect(new PresentTextureEffect(
-            std::move(device), std::move(commandQueue), pass, contentMode, rotation, flipHorizontally));
-        effect->add(std::move(pass), "present");
+        std::shared_ptr<EffectClass> effect(
+            new EffectClass(std::move(device), std::move(commandQueue), pass, contentMode, rotation, flipHorizontally));
+        effect->add(std::move(pass), named);
         return effect;
     });
 }
+
+template std::shared_ptr<PlaceTextureEffect> PresentTextureEffect::make<PlaceTextureEffect, PlaceTexturePass>(
+    const char*, IfMissing, std::shared_ptr<Device>, std::shared_ptr<Texture>, std::shared_ptr<Texture>, MTLPixelFormat,
+    ContentMode, ImageRotation, bool);
 
 ContentMode PresentTextureEffect::contentMode() const {
     return contentMode_;

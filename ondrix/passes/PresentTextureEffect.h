@@ -46,12 +46,16 @@ protected:
                          bool flipHorizontally);
 
 private:
-    [[nodiscard]] static std::shared_ptr<PresentTextureEffect> make(IfMissing ifMissing, std::shared_ptr<Device> device,
-                                                                    std::shared_ptr<Texture> inputTexture,
-                                                                    std::shared_ptr<Texture> outputTexture,
-                                                                    MTLPixelFormat outputPixelFormat,
-                                                                    ContentMode contentMode, ImageRotation rotation,
-                                                                    bool flipHorizontally);
+    friend class PlaceTextureEffect;
+
+    /// This effect with its pass, or those that place.
+    template <class EffectClass, class PassClass>
+    [[nodiscard]] static std::shared_ptr<EffectClass> make(const char* named, IfMissing ifMissing,
+                                                           std::shared_ptr<Device> device,
+                                                           std::shared_ptr<Texture> inputTexture,
+                                                           std::shared_ptr<Texture> outputTexture,
+                                                           MTLPixelFormat outputPixelFormat, ContentMode contentMode,
+                                                           ImageRotation rotation, bool flipHorizontally);
 
     ContentMode contentMode_;
     ImageRotation rotation_;

@@ -5,6 +5,7 @@
 
 #include <ondrix/core/Failure.h>
 #include <ondrix/passes/PassParts.h>
+#include <ondrix/passes/PlaceTexturePass.h>
 #include <ondrix/passes/PresentTexturePass.h>
 
 namespace ondrix {
@@ -16,21 +17,6 @@ static_assert(transformLength == 64);
 
 Size2<Int> atLeastOne(Size2<Int> size) {
     return {std::max<Int>(size.width(), 1), std::max<Int>(size.height(), 1)};
-}
-
-float aspectRatio(Size2<Int> size) {
-    return static_cast<float>(size.width()) / static_cast<float>(size.height());
-}
-
-simd_float2 scale(ContentMode contentMode, Size2<Int> inputSize, Size2<Int> outputSize) {
-    if (contentMode == ContentMode::scaleToFill) return {1.0f, 1.0f};
-    if (inputSize.height() == 0 || outputSize.height() == 0) return {0.0f, 0.0f};
-    const float input = aspectRatio(inputSize);
-    const float output = aspectRatio(outputSize);
-    const bool fill = contentMode == ContentMode::scaleAspectFill;
-    const bool narrower = input < output;
-    if (fill == narrower) return {1.0f, output / input};
-    return {input / output, 1.0f};
 }
 
 }  // namespace
@@ -55,8 +41,9 @@ PresentTexturePass::PresentTexturePass(std::shared_ptr<Device> device, std::shar
 std::shared_ptr<PresentTexturePass> PresentTexturePass::create(
     std::shared_ptr<Device> device, std::shared_ptr<Texture> inputTexture, std::shared_ptr<Texture> outputTexture,
     MTLPixelFormat outputPixelFormat, ContentMode contentMode, ImageRotation rotation, bool flipHorizontally) {
-    return make(IfMissing::stopProcess, std::move(device), std::move(inputTexture), std::move(outputTexture),
-                outputPixelFormat, contentMode, rotation, flipHorizontally);
+    return make<PresentTexturePass>(IfMissing::stopProcess, std::move(device), std::move(inputTexture),
+                                    std::move(outputTexture), outputPixelFormat, contentMode, rotation,
+                                    flipHorizontally);
 }
 
 std::shared_ptr<PresentTexturePass> PresentTexturePass::create(std::shared_ptr<Device> device,
@@ -66,17 +53,19 @@ std::shared_ptr<PresentTexturePass> PresentTexturePass::create(std::shared_ptr<D
                                                                ContentMode contentMode, ImageRotation rotation,
                                                                bool flipHorizontally, NSError* error) {
     return Failure::toldTo(error, [&] {
-        return make(IfMissing::fail, std::move(device), std::move(inputTexture), std::move(outputTexture),
-                    outputPixelFormat, contentMode, rotation, flipHorizontally);
+        return make<PresentTexturePass>(IfMissing::fail, std::move(device), std::move(inputTexture),
+                                        std::move(outputTexture), outputPixelFormat, contentMode, rotation,
+                                        flipHorizontally);
     });
 }
 
-std::shared_ptr<PresentTexturePass> PresentTexturePass::make(IfMissing ifMissing, std::shared_ptr<Device> device,
-                                                             std::shared_ptr<Texture> inputTexture,
-                                                             std::shared_ptr<Texture> outputTexture,
-                                                             MTLPixelFormat outputPixelFormat, ContentMode contentMode,
-                                                             ImageRotation rotation, bool flipHorizontally) {
-    return ofReadyMadeParts([&]() -> std::shared_ptr<PresentTexturePass> {
+template <class PassClass>
+std::shared_ptr<PassClass> PresentTexturePass::make(IfMissing ifMissing, std::shared_ptr<Device> device,
+                                                    std::shared_ptr<Texture> inputTexture,
+                                                    std::shared_ptr<Texture> outputTexture,
+                                                    MTLPixelFormat outputPixelFormat, ContentMode contentMode,
+                                                    ImageRotation rotation, bool flipHorizontally) {
+    return ofReadyMadeParts([&]() -> std::shared_ptr<PassClass> {
         assert(device != nullptr && inputTexture != nullptr && outputTexture != nullptr);
         constexpr unsigned char zeros[transformLength] = {};
         auto constantBuffer = device->makeConstantBuffer(zeros, transformLength);
@@ -91,16 +80,24 @@ std::shared_ptr<PresentTexturePass> PresentTexturePass::make(IfMissing ifMissing
         if (!shaders) return lacks(ifMissing, "Failed to load shaders for PresentTexturePass.");
         auto mesh = requiredQuadMesh(*device, ifMissing);
         if (mesh == nullptr) return nullptr;
-        std::shared_ptr<PresentTexturePass> pass(
-            new PresentTexturePass(std::move(device), std::move(shaders.vertex), std::move(shaders.fragment),
-                                   std::move(mesh), std::move(outputTexture), outputPixelFormat,
-                                   {std::move(inputTexture), std::move(sampler), std::move(constantBuffer), contentMode,
-                                    rotation, flipHorizontally}));
+        std::shared_ptr<PassClass> pass(
+            new PassClass(std::move(device), std::move(shaders.vertex), std::move(shaders.fragment), std::move(mesh),
+                          std::move(outputTexture), outputPixelFormat,
+                          {std::move(inputTexture), std::move(sampler), std::move(constantBuffer), contentMode,
+                           rotation, flipHorizontally}));
         if (ifMissing == IfMissing::fail && !pass->hasPipeline()) return nullptr;
         pass->start();
         return pass;
     });
 }
+
+template std::shared_ptr<PresentTexturePass> PresentTexturePass::make(IfMissing, std::shared_ptr<Device>,
+                                                                      std::shared_ptr<Texture>,
+                                                                      std::shared_ptr<Texture>, MTLPixelFormat,
+                                                                      ContentMode, ImageRotation, bool);
+template std::shared_ptr<PlaceTexturePass> PresentTexturePass::make(IfMissing, std::shared_ptr<Device>,
+                                                                    std::shared_ptr<Texture>, std::shared_ptr<Texture>,
+                                                                    MTLPixelFormat, ContentMode, ImageRotation, bool);
 
 void PresentTexturePass::start() {
     inputSize_ = atLeastOne(inputTexture_->size());
@@ -152,7 +149,7 @@ void PresentTexturePass::texture(Texture& texture, Size2<Int> didChangeSize) {
 }
 
 simd_float4x4 PresentTexturePass::transformMatrix() const {
-    const simd_float2 s = scale(contentMode_, inputSize_, outputSize_);
+    const simd_float2 s = contentScale(contentMode_, inputSize_, outputSize_);
     const auto [sine, cosine] = sineCosine(rotation_);
     const float flip = flipHorizontally_ ? -1.0f : 1.0f;
     return {{{flip * cosine * s.x, -sine * s.x, 0.0f, 0.0f},

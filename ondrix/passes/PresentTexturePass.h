@@ -63,19 +63,21 @@ protected:
 
     /// Mirror times rotation times scale, column-major; applied to (x, y, 0, 1) of the quad. The scale is 0, which
     /// draws nothing, when it depends on a size of height 0.
-    [[nodiscard]] simd_float4x4 transformMatrix() const;
+    [[nodiscard]] virtual simd_float4x4 transformMatrix() const;
 
 private:
     friend class PresentTextureEffect;
+    friend class PlaceTexturePass;
 
     void take(const std::shared_ptr<Texture>& inputTexture);
 
-    [[nodiscard]] static std::shared_ptr<PresentTexturePass> make(IfMissing ifMissing, std::shared_ptr<Device> device,
-                                                                  std::shared_ptr<Texture> inputTexture,
-                                                                  std::shared_ptr<Texture> outputTexture,
-                                                                  MTLPixelFormat outputPixelFormat,
-                                                                  ContentMode contentMode, ImageRotation rotation,
-                                                                  bool flipHorizontally);
+    /// This pass, or with `PlaceTexturePass` one of that class.
+    template <class PassClass>
+    [[nodiscard]] static std::shared_ptr<PassClass> make(IfMissing ifMissing, std::shared_ptr<Device> device,
+                                                         std::shared_ptr<Texture> inputTexture,
+                                                         std::shared_ptr<Texture> outputTexture,
+                                                         MTLPixelFormat outputPixelFormat, ContentMode contentMode,
+                                                         ImageRotation rotation, bool flipHorizontally);
     void updateTransform();
 
     std::shared_ptr<Texture> inputTexture_;

@@ -4,6 +4,7 @@
 
 #include <tests/support/Frames.h>
 #include <tests/support/GuardedMemory.h>
+#include <tests/support/RecordingTest.h>
 #include <tests/support/SimdLevels.h>
 
 namespace ondrix {
@@ -256,6 +257,76 @@ TEST_P(FramesAtEveryLevel, AreWrittenAsTheStandardsSay) {
         });
         return results;
     });
+}
+
+// Frames that overwrite each other on their way, in one video or in two; what a frame states lost or kept too long.
+TEST(FrameTexture, FramesOnTheirWayKeepTheirPictures) {
+    constexpr OSType nv12 = kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange;
+    const auto device = DeviceManager::shared().defaultDevice();
+    const auto queue = device->mtlDevice()->makeCommandQueue();
+    const auto writer = FrameWriter::create(device, nv12, {.matrix = YCbCrMatrix::BT601}, nullptr);
+    const std::shared_ptr<FrameTexture> videos[] = {FrameTexture::create(device, MTLPixelFormat::bgra8Unorm, nullptr),
+                                                    FrameTexture::create(device, MTLPixelFormat::bgra8Unorm, nullptr)};
+    const auto sizes = std::make_shared<test::SizeListener>();
+    videos[0]->add(sizes);
+    std::vector<std::pair<std::shared_ptr<CVPixelBuffer>, std::shared_ptr<CVPixelBuffer>>> frames;
+    std::vector<std::shared_ptr<MTLCommandBuffer>> commandBuffers;
+    for (unsigned number = 0; number < 24; ++number) {
+        auto frame = test::noise(number < 20 ? 16 : 8, 6, nv12, number);
+        // Grey, so that luma comes back whatever the matrix.
+        test::forEachElement(*frame, 0, 1, [](std::uint8_t* luma, Int, Int) { *luma = *luma % 219 + 16; });
+        test::forEachElement(*frame, 1, 2, [](std::uint8_t* chroma, Int, Int) { chroma[0] = chroma[1] = 128; });
+        commandBuffers.push_back(queue->makeCommandBuffer());
+        ASSERT_TRUE(videos[number % 2]->show(frame, *commandBuffers.back(), nullptr));
+        frames.emplace_back(frame, writer->write(*videos[number % 2], *commandBuffers.back(), nullptr));
+        ASSERT_NE(frames.back().second, nullptr);
+    }
+    for (const auto& commandBuffer : commandBuffers) commandBuffer->commit();
+    commandBuffers.back()->waitUntilCompleted();
+    for (const auto& [from, to] : frames) {
+        EXPECT_EQ(test::bytesOf(to, 0), test::bytesOf(from, 0));
+        EXPECT_EQ(test::bytesOf(to, 1), test::bytesOf(from, 1));
+        EXPECT_EQ(FrameColours::of(*to), (FrameColours{.matrix = YCbCrMatrix::BT601}));
+    }
+    EXPECT_THAT(sizes->events, testing::ElementsAre("size 16x6", "size 8x6"));
+
+    const auto bgra = test::noise(3, 2, kCVPixelFormatType_32BGRA);
+    ASSERT_TRUE(videos[0]->show(bgra, *queue->makeCommandBuffer(), nullptr));
+    const auto shown = test::pictureOf(*videos[0]).bytes;
+    EXPECT_EQ(std::vector<int>(shown.begin(), shown.end()), test::bytesOf(bgra, 0)) << "the frame's own memory";
+}
+
+class FrameFailureTest : public test::RecordingTest {};
+
+TEST_F(FrameFailureTest, IsToldAndLeavesTheFrameBefore) {
+    constexpr OSType nv12 = kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange;
+    const auto queue = mtlDevice->makeCommandQueue();
+    const auto texture = FrameTexture::create(device, MTLPixelFormat::bgra8Unorm, nullptr);
+    const auto writer = FrameWriter::create(device, nv12, {}, nullptr);
+    ASSERT_TRUE(texture->show(test::frame(8, 4, nv12), *queue->makeCommandBuffer(), nullptr));
+    const auto hdr = test::frame(8, 4, nv12), strange = test::frame(8, 4, nv12);
+    CVBufferSetAttachment(*hdr, CVAttachment::TransferFunction, kCVImageBufferTransferFunction_SMPTE_ST_2084_PQ);
+    CVBufferSetAttachment(*strange, CVAttachment::YCbCrMatrix, "FCC");
+    const auto show = [&](const std::shared_ptr<CVPixelBuffer>& frame) {
+        return [&texture, &queue, frame] { return texture->show(frame, *queue->makeCommandBuffer(), nullptr); };
+    };
+    expectErrors({"wrapPlane 1"}, show(test::frame(8, 4, nv12)), {"Failed to wrap a plane of the frame as a texture."});
+    expectErrors({"makeTexture"}, show(test::frame(10, 4, nv12)), {"Failed to make an image for the frame."});
+    expectErrors({}, show(hdr), {"Failed to show a frame whose transfer function is that of HDR."});
+    expectErrors({"Ondrix::Frames::ReadI420"}, show(test::frame(8, 4, kCVPixelFormatType_420YpCbCr8Planar)),
+                 {"Failed to make the function 'Ondrix::Frames::ReadI420' for frames."});
+    EXPECT_EQ(texture->size(), (Size2<Int>{8, 4}));
+    for (int times = 0; times < 2; ++times) EXPECT_TRUE(show(strange)());
+    EXPECT_EQ(log.entries().size(), 1u) << "told for each frame";
+    EXPECT_EQ(FrameColours::of(*strange), FrameColours{});
+
+    const auto write = [&](const Texture& picture, const std::shared_ptr<CVPixelBuffer>& frame) {
+        return writer->write(picture, frame, *queue->makeCommandBuffer(), nullptr);
+    };
+    expectErrors({}, [&] { return write(*texture, test::frame(8, 6, nv12)); },
+                 {"Failed to write a frame of another size or format than the texture and the writer."});
+    expectErrors({}, [&] { return FrameWriter::create(device, kCVPixelFormatType_32RGBA, {}, nullptr); },
+                 {"Failed to make a writer of frames for a pixel format that can't be written."});
 }
 
 INSTANTIATE_TEST_SUITE_P(Levels, FramesAtEveryLevel,

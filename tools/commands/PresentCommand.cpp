@@ -21,7 +21,7 @@ public:
         sandbox_.enter({input_}, output_, effects_);
         const auto picture = session.loadPicture(input_);
         EffectChain chain(session, effects_, size_, output_);
-        Presentation(session, picture, chain.input(), MTLPixelFormat::bgra8Unorm, presentation_, input_).draw();
+        Presentation(picture, chain.input(), MTLPixelFormat::bgra8Unorm, presentation_, input_).draw();
         chain.run();
         writePicture(output_, pixelsOf(*chain.output(), output_));
     }

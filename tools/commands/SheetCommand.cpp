@@ -45,7 +45,7 @@ public:
 
         FrameTexture texture(device, input_);
         const auto drawn = session.makeOutput(cell, output_);
-        Presentation presentation(session, texture.texture(), drawn, MTLPixelFormat::bgra8Unorm, {}, input_);
+        Presentation presentation(texture.texture(), drawn, MTLPixelFormat::bgra8Unorm, {}, input_);
         Pixels sheet{MTLPixelFormat::bgra8Unorm, cell.width * columns_, cell.height * rows_, bytesPerRow, {}};
         sheet.bytes.resize(static_cast<std::size_t>(bytesPerRow * sheet.height));
 

@@ -65,8 +65,7 @@ public:
         const PictureSize size = outputSize(movie);
         FrameTexture texture(device, input_);
         EffectChain chain(session, effects_, size, output_);
-        Presentation presentation(session, texture.texture(), chain.input(), MTLPixelFormat::bgra8Unorm, presentation_,
-                                  input_);
+        Presentation presentation(texture.texture(), chain.input(), MTLPixelFormat::bgra8Unorm, presentation_, input_);
         std::optional<SourceLibrary> source;
         if (!library_.library.empty()) {
             const auto folder = SourceLibrary::folderOf(library_.library, *device, interruption.event(), source);

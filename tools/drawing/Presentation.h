@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include <ondrix/passes/PresentTextureEffect.h>
+#include <ondrix/passes/PlaceTextureEffect.h>
 #include <ondrix/types/ContentMode.h>
 #include <ondrix/types/ImageRotation.h>
 
@@ -27,27 +27,20 @@ struct PresentationOptions {
 /// the picture unless the mode does. Failures are put down to `file`.
 class Presentation {
 public:
-    /// The session and both textures are held. The input needs no image before the first drawing.
-    Presentation(Session& session, std::shared_ptr<Texture> input, std::shared_ptr<Texture> output,
-                 MTLPixelFormat outputPixelFormat, PresentationOptions options, std::string file);
+    /// Both textures are held. The input needs no image before the first drawing.
+    Presentation(std::shared_ptr<Texture> input, std::shared_ptr<Texture> output, MTLPixelFormat outputPixelFormat,
+                 PresentationOptions options, std::string file);
 
     /// Draws the input's present image and waits for the end; then the device shows `drawable` if it isn't null.
     void draw(std::shared_ptr<MTLDrawable> drawable = nullptr);
 
 private:
-    /// Makes the effects at the first drawing, and gives the turned picture the input's size.
-    void prepare();
-
-    Session& session_;
     std::shared_ptr<Texture> input_;
     std::shared_ptr<Texture> output_;
     MTLPixelFormat outputPixelFormat_;
     PresentationOptions options_;
     std::string file_;
-    /// The input after a quarter turn, for modes that compare sides; else null, as the effect that draws it.
-    std::shared_ptr<Texture> turned_;
-    std::shared_ptr<PresentTextureEffect> turn_;
-    std::shared_ptr<PresentTextureEffect> place_;
+    std::shared_ptr<PlaceTextureEffect> place_;  ///< made by the first drawing
 };
 
 }  // namespace ondrix::tools

@@ -72,8 +72,8 @@ PlaybackFigures Playback::run(const std::shared_ptr<MTKView>& view, double secon
     std::shared_ptr<Texture> drawn = viewTexture_;
     if (chain_ != nullptr) drawn = chain_->input();
     presentation_ = std::make_unique<Presentation>(
-        session_, videoTexture_, std::move(drawn),
-        chain_ != nullptr ? MTLPixelFormat::bgra8Unorm : view->colorPixelFormat(), options_, file_);
+        videoTexture_, std::move(drawn), chain_ != nullptr ? MTLPixelFormat::bgra8Unorm : view->colorPixelFormat(),
+        options_, file_);
     convertTimer_ = std::make_shared<ConvertTimer>(profiler_);
     input_.frameSource()->add(convertTimer_);
     videoTexture_->set(input_.frameSource());
