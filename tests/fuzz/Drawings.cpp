@@ -24,7 +24,7 @@ constexpr MTLPixelFormat formats[] = {
     MTLPixelFormat::r8Unorm_srgb,    MTLPixelFormat::r16Float,    MTLPixelFormat::rg8Unorm,
     MTLPixelFormat::rg8Unorm_srgb,   MTLPixelFormat::r32Float,    MTLPixelFormat::rg16Float,
     MTLPixelFormat::rgba8Unorm_srgb, MTLPixelFormat::rg32Float};
-constexpr std::int64_t mostPixels = 1 << 17;
+constexpr std::int64_t mostPixels = 1 << 14;  // a chain of large neighbourhoods over more takes minutes when sanitized
 
 /// Makes all NaNs the same: which of its NaNs an operation hands on is up to the compiler.
 void unifyNaNs(std::uint8_t* bytes, std::size_t size, MTLPixelFormat format) {
