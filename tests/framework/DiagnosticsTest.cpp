@@ -106,14 +106,6 @@ TEST(Logger, NamesTheProgram) {
     EXPECT_EQ(type, os::LogType::error);
 }
 
-TEST(Utility, MeasuresABlockInMilliseconds) {
-    test::ManualClock clock;
-    testing::internal::CaptureStdout();
-    Utility::measure("render", [&clock] { clock.advance(0.0015); });
-    Utility::measure("nothing", [] {});
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "render took 1.500 ms\nnothing took 0.000 ms\n");
-}
-
 class ProfilerTest : public testing::Test {
 protected:
     void measure(Int timer, double seconds) {
