@@ -146,23 +146,6 @@ TEST_F(ConverterFailureTest, EachStepOfAConversionIsReportedAndTriedAgain) {
     EXPECT_EQ(converter->texture(noise(8, 8, videoRange)), converted) << "what was made stays";
 }
 
-TEST_F(ConverterFailureTest, ConstantsHaveTheirLayoutAndAreWrittenOnAChangeOfRange) {
-    constexpr std::array<float, 20> full = {1, 1, 1, 0, 0, -0.187f, 1.856f, 0, 1.575f, -0.468f, 0, 0, 0.5f, 0.5f};
-    constexpr std::array<float, 20> video = {1.164f,  1.164f, 1.164f, 0,    0,    -0.213f, 2.112f, 0,        1.793f,
-                                             -0.533f, 0,      0,      0.5f, 0.5f, 0,       0,      -0.07275f};
-    expectNoTexture("makeTexture", fullRange, {unprepared});
-    for (const OSType format : {fullRange, videoRange, fullRange}) {
-        const auto buffer = noise(8, 8, format);
-        ASSERT_NE(converter->texture(buffer), nullptr);
-        auto* const constants = static_cast<float*>(mtlDevice->buffers.back()->contents());
-        EXPECT_THAT(std::vector(constants, constants + 20),
-                    testing::ElementsAreArray(format == fullRange ? full : video));
-        constants[0] = 77;
-        ASSERT_NE(converter->texture(buffer), nullptr);
-        EXPECT_EQ(constants[0], 77) << "written without a change of range";
-    }
-}
-
 TEST_F(ConverterFailureTest, EachStepOfAnOutputSaysWhatFailedAndReturnsTheBuffer) {
     const std::string noTexture = "Failed to create Metal texture from the output pixel buffer.";
     const std::string noRunner = "Unable to create the blit command runner.";
