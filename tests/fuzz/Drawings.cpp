@@ -173,10 +173,13 @@ Bytes draw(FuzzInput input, const Form& form) {
                                             input.flag() ? MTLLoadAction::clear : MTLLoadAction::load,
                                             MTLStoreAction::store,
                                             {input.real(0, 1), input.real(0, 1), input.real(0, 1), input.real(0, 1)}});
-    encoder->setRenderPipelineState(gpu.render("vertexTwoPairs", "fragmentSample", format));
+    const bool isMixed = input.rarely(3);
+    encoder->setRenderPipelineState(gpu.render("vertexTwoPairs", isMixed ? "fragmentMixed" : "fragmentSample", format));
     encoder->setVertexBuffer(gpu.buffer(vertices), 0, 0);
     encoder->setFragmentTexture(image, 0);
+    encoder->setFragmentTexture(copy, 1);
     encoder->setFragmentSamplerState(gpu.device->makeSamplerState(sampler), 1);
+    encoder->setFragmentSamplerState(gpu.device->makeSamplerState({}), 2);
     encoder->drawIndexedPrimitives(static_cast<MTLPrimitiveType>(input.number(0, 4)),
                                    static_cast<std::int64_t>(indices.size()), MTLIndexType::uint16, gpu.buffer(indices),
                                    0);
