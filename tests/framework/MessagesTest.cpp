@@ -115,12 +115,10 @@ TEST_F(MessagesTest, OfTheCommandRunner) {
 }
 
 TEST_F(MessagesTest, EveryOperationTellsACallerWhoAsks) {
-    using Runner = MetalComputeCommandRunner;
     const auto both = texture(4, 4);
     const auto library = device->makeDefaultShaderLibrary();
     const auto shaders = library->makeShaders("v", "f");
     const auto compute = library->makeShader("c", ShaderType::computeShader);
-    const auto mtlLibrary = mtlDevice->makeDefaultLibrary();
     const auto used = runner();
     const auto converter = device->textureConverter();
     const auto effect = Effect::create(device);
@@ -176,13 +174,6 @@ TEST_F(MessagesTest, EveryOperationTellsACallerWhoAsks) {
          "Failed encoding BlitRenderPass in the effect: The command buffer makes no render encoder"},
         {"makeCommandBuffer", [&](NSError* e) { return effect->apply(nullptr, e); }, "command buffer"},
         {"makeCommandQueue", [&](NSError* e) { return made(Effect::create(device, e)); }, "command queue"},
-        {"makeComputePipelineState",
-         [&](NSError* e) { return made(Runner::create(mtlDevice, std::make_shared<test::RecordedFunction>("f"), e)); },
-         "MetalComputeCommandRunner: refused"},
-        {"x", [&](NSError* e) { return made(Runner::create(mtlDevice, mtlLibrary, "x", e)); }, "'x'"},
-        {"makeDefaultLibrary", [&](NSError* e) { return made(Runner::create(mtlDevice, *bundle, "x", e)); }, "refused"},
-        {"makeBuffer", [&](NSError* e) { return used->makeConstantBuffer(data, 8, 0, e); }, "data of length 8"},
-        {"makeBuffer", [&](NSError* e) { return used->makeConstantBuffer(8, 0, e); }, "of length 8"},
         {"", [&](NSError* e) { return used->updateConstantBuffer(data, 8, 9, e); }, "at index 9"},
         {"makeCommandQueue", [&](NSError* e) { return used->run({}, 1, 1, nullptr, true, e); }, "no command queue"},
         {"", [&](NSError* e) { return made(converter->makePixelBufferPool(0, 0, kCVPixelFormatType_32BGRA, e)); },
