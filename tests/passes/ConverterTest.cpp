@@ -69,19 +69,6 @@ TEST_F(ConverterTest, FramesOfOneSizeShareATextureAndAnotherSizeLeavesItToItsHol
     EXPECT_EQ(pictureOf(*first), before);
 }
 
-TEST_F(ConverterTest, PixelBuffersHoldTheTexturesPixels) {
-    const Picture input = Picture::noise(37, 21, 4);
-    const auto texture = textureOf(device, input);
-    const auto pool = converter->makePixelBufferPool(37, 21, bgraFrame);
-    const auto first = converter->makePixelBuffer(*texture, *pool);
-    const auto second = converter->makePixelBuffer(*texture, *pool);
-    ASSERT_NE(first, nullptr);
-    EXPECT_NE(first, second);
-    EXPECT_EQ(CVPixelBufferGetLockCount(*first), 0);
-    for (const auto& buffer : {first, second}) EXPECT_EQ(pictureOf(*converter->texture(buffer)), input);
-    EXPECT_NE(converter->texture(first), converter->texture(first)) << "textures around a buffer are shared";
-}
-
 // Reading it fails on the GPU; a buffer that comes back from the pool then still holds the frame before.
 TEST_F(ConverterTest, WorkThatTheGPURefusesGivesNoPixelBuffer) {
     const auto pool = converter->makePixelBufferPool(4, 4, bgraFrame);
