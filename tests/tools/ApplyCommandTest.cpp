@@ -26,9 +26,7 @@ TEST_F(NV12Command, SaysHowManyBytesAFrameHas) {
     for (const auto& [content, size, reason] : {std::tuple(bytes.substr(1), "8x4", "48 bytes"),
                                                 {bytes + "x", "8x4", "48 bytes"},
                                                 {bytes, "16384x16384", "402653184 bytes"},
-                                                {"", "2x2", "6 bytes"},
-                                                {bytes, "7x4", "48 bytes"},
-                                                {bytes, "8x3", "48 bytes"}}) {
+                                                {bytes, "7x3", "48 bytes"}}) {
         expectReason(run("nv12", content, {"--size", size, "--range", "full"}), in, reason);
     }
     EXPECT_FALSE(std::filesystem::exists(out));
