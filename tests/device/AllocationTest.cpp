@@ -1,4 +1,4 @@
-// Work that is repeated for every frame asks for no memory once it runs, and pixel buffers' ways for little. Counts
+// Work that is repeated for every frame asks for no memory once it runs. Counts
 // what any thread takes from the heap, so this is a program of its own.
 #include <atomic>
 #include <cerrno>
@@ -6,7 +6,9 @@
 #include <functional>
 #include <thread>
 
-#include <tests/support/Frames.h>
+#include <gtest/gtest.h>
+
+#include <ondrix/Ondrix.h>
 
 namespace {
 
@@ -119,34 +121,6 @@ TEST_F(Allocation, NotForEffects) {
             });
             EXPECT_EQ(taken, 0) << wait;
         }
-    }
-}
-
-// What pixel buffers pass through, from a camera's frame to an encoder's. The bounds are what each takes today; they
-// may become smaller and never larger.
-TEST_F(Allocation, OfPixelBuffersIsBounded) {
-    const auto converter = device->textureConverter();
-    const auto pool = converter->makePixelBufferPool(640, 360, kCVPixelFormatType_32BGRA);
-    const auto bgra = test::frame(640, 360);
-    const auto nv12 = test::frame(640, 360, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange);
-    const auto video = device->makeVideoTexture([](VideoTexture&) {});
-    const auto frames = CMSampleBufferFrameSource::create();
-    video->set(frames);
-    const auto sample = test::sample(bgra);
-    struct Way {
-        const char* name;
-        int most;  ///< allocations a frame
-        std::function<bool()> frame;
-    };
-    const Way ways[] = {
-        {"texture of BGRA", 1, [&] { return converter->texture(bgra) != nullptr; }},
-        {"texture of NV12", 5, [&] { return converter->texture(nv12) != nullptr; }},
-        {"pixel buffer", 4, [&] { return converter->makePixelBuffer(*source, *pool) != nullptr; }},
-        {"video", 2, [&] { return frames->processFrame(sample), video->width() == 640; }},
-    };
-    makeFramesAtOnce(*BlitEffect::create(device, source, middle, PassType::computePass, MTLPixelFormat::bgra8Unorm));
-    for (const Way& way : ways) {
-        EXPECT_LE(inFrames(50, [&] { EXPECT_TRUE(way.frame()); }), 50 * way.most) << way.name;
     }
 }
 

@@ -1,10 +1,9 @@
-// What runs together: dispatches of one command buffer strip by strip, with the bytes that they give one by one; and
+// What runs together: dispatches of one command buffer strip by strip; and
 // triangles that interpolate the same planes, as one span a row. The fast paths of shader modules depend on the latter,
 // and no pixel shows it.
 #include <algorithm>
 #include <cmath>
 #include <memory_resource>
-#include <random>
 
 #include <gtest/gtest.h>
 
@@ -30,7 +29,7 @@ struct Step {
     std::size_t from, to;
 };
 
-/// Textures of noise. The last two share memory: what is row y of one is row y + 17 of the other.
+/// Textures, of which the last two share memory: what is row y of one is row y + 17 of the other.
 std::vector<TexturePointer> makeTextures(const Gpu& gpu) {
     const auto memory = std::make_shared<std::vector<std::uint8_t>>((height + 18) * bytesPerRow);
     const MTLTextureDescriptor descriptor{MTLPixelFormat::bgra8Unorm, width, height, false, MTLTextureUsage::unknown};
@@ -42,36 +41,12 @@ std::vector<TexturePointer> makeTextures(const Gpu& gpu) {
             [memory](auto&&...) {}, &buffer);
         return gpu.device->makeTexture(descriptor, CVPixelBufferGetIOSurface(buffer), 0);
     };
-    std::vector<TexturePointer> textures = {texture(width, height),
-                                            texture(width, height),
-                                            texture(width, height),
-                                            texture(97, 61),
-                                            sharing(17),
-                                            sharing(0)};
-    std::mt19937 random(5);
-    for (const auto& each : textures) {
-        std::vector<std::uint8_t> noise(each->width() * each->height() * 4);
-        for (auto& byte : noise) byte = static_cast<std::uint8_t>(random());
-        each->replace(MTLRegionMake2D(0, 0, each->width(), each->height()), 0, noise.data(), each->width() * 4);
-    }
-    return textures;
-}
-
-/// The bytes of all textures after the steps, which share a command buffer or have one each.
-std::vector<std::vector<std::uint8_t>> apply(const std::vector<Step>& steps, const Gpu& gpu, bool together) {
-    const auto textures = makeTextures(gpu);
-    const auto constants = gpu.buffer(std::vector{0.75F, 0.1F});
-    auto commands = gpu.queue->makeCommandBuffer();
-    for (const Step& step : steps) {
-        gpu.dispatch(*commands, step.function, {textures[step.from], textures[step.to]}, constants);
-        if (together) continue;
-        run(*commands);
-        commands = gpu.queue->makeCommandBuffer();
-    }
-    run(*commands);
-    std::vector<std::vector<std::uint8_t>> result;
-    for (const auto& texture : textures) result.push_back(bytes(*texture));
-    return result;
+    return {texture(width, height),
+            texture(width, height),
+            texture(width, height),
+            texture(97, 61),
+            sharing(17),
+            sharing(0)};
 }
 
 /// What a triangle strip of four vertices is turned into on a target of 1080 x 1921 pixels.
@@ -104,23 +79,6 @@ std::array<Vertex, 4> turnedQuad(float angle, float scaleX, float scaleY) {
 }
 
 }  // namespace
-
-TEST(DispatchGroups, GiveTheBytesOfSingleDispatches) {
-    const Gpu reference(1);
-    std::mt19937 random(23);
-    for (int chain = 0; chain < 40; ++chain) {
-        std::vector<Step> steps;
-        while (steps.size() < 6) {
-            const Step step{random() % 4 == 0 ? "neighbours" : "scaleAndAdd", random() % 6, random() % 6};
-            const bool sharesMemory = step.from == step.to || (step.from >= 4 && step.to >= 4);
-            if (!sharesMemory) steps.push_back(step);
-        }
-        const auto expected = apply(steps, reference, false);
-        for (int threads = 1; threads <= 3; ++threads) {
-            ASSERT_TRUE(apply(steps, Gpu(threads), true) == expected) << chain << ", " << threads << " threads";
-        }
-    }
-}
 
 TEST(DispatchGroups, AreAsLargeAsTheyMayBe) {
     const Gpu gpu(1);

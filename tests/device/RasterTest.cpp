@@ -3,7 +3,6 @@
 #include <cmath>
 #include <limits>
 #include <numeric>
-#include <random>
 
 #include <gtest/gtest.h>
 
@@ -197,53 +196,6 @@ TEST(Triangles, ShowWhatTheReferenceShows) {
             }
         }
         EXPECT_TRUE(shown >= least && shown <= most) << shown;
-    }
-}
-
-// A net of odd triangles over the whole target: each pixel belongs to exactly one of them. Drawn at once, a triangle
-// must not run over the earlier ones' pixels, either.
-TEST(Triangles, OfANetShowEachPixelOnce) {
-    const Gpu gpu;
-    constexpr std::uint32_t cells = 7, side = 53;
-    std::mt19937 random(5);
-    std::uniform_real_distribution<double> jitter(-3.5, 3.5);
-    const auto target = gpu.texture(side, side);
-    std::vector<Vertex> corners;
-    for (std::size_t row = 0; row <= cells; ++row) {
-        for (std::size_t column = 0; column <= cells; ++column) {
-            double x = static_cast<double>(column * side) / cells, y = static_cast<double>(row * side) / cells;
-            // Some corners lie on pixel centres, where the rule decides.
-            if (column > 0 && column < cells) x = column % 2 == 0 ? std::floor(x) + 0.5 : x + jitter(random);
-            if (row > 0 && row < cells) y = row % 2 == 0 ? std::floor(y) + 0.5 : y + jitter(random);
-            corners.push_back(at(*target, x, y));
-        }
-    }
-    std::vector<Vertex> vertices;  // three a triangle, with its number
-    std::vector<std::uint32_t> all;
-    std::vector<float> owners(side * side);
-    for (std::uint32_t cell = 0; cell < cells * cells; ++cell) {
-        const std::uint32_t first = cell / cells * (cells + 1) + cell % cells, below = first + cells + 1;
-        for (const auto& triangle : {std::array{first, first + 1, below}, std::array{below + 1, first + 1, below}}) {
-            const auto start = static_cast<std::uint32_t>(vertices.size());
-            for (const std::uint32_t corner : triangle) {
-                all.push_back(static_cast<std::uint32_t>(vertices.size()));
-                vertices.push_back(corners[corner]);
-                vertices.back().values[0] = static_cast<float>(start / 3 + 1);
-            }
-            gpu.draw(target, vertices, {start, start + 1, start + 2}, MTLPrimitiveType::triangle);
-            const auto drawn = colors(*target);
-            for (std::size_t pixel = 0; pixel < owners.size(); ++pixel) {
-                if (drawn[pixel] == black) continue;
-                EXPECT_EQ(owners[pixel], 0) << pixel;
-                owners[pixel] = drawn[pixel][0];
-            }
-        }
-    }
-    gpu.draw(target, vertices, all, MTLPrimitiveType::triangle);
-    const auto drawn = colors(*target);
-    for (std::size_t pixel = 0; pixel < owners.size(); ++pixel) {
-        EXPECT_GT(owners[pixel], 0.5F) << pixel;
-        EXPECT_EQ(drawn[pixel][0], owners[pixel]) << pixel;
     }
 }
 

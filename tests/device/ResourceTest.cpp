@@ -10,9 +10,7 @@
 #include <tests/support/LogCapture.h>
 #include <tests/support/TemporaryFolder.h>
 
-#include <ondrix/platform/corevideo/CVPixelBuffer.h>
 #include <ondrix/platform/software/SimdLevel.h>
-#include <ondrix/platform/software/Texture.h>
 
 #include "Gpu.h"
 
@@ -188,17 +186,6 @@ TEST(Devices, RefuseWhatTheyCannotHold) {
     EXPECT_NE(gpu.texture(16384, 1, rgba), nullptr);
     EXPECT_NE(gpu.texture(1, 16384, rgba), nullptr);
 
-    std::shared_ptr<CVPixelBuffer> buffer;
-    CVPixelBufferCreate(12, 8, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange, nullptr, &buffer);
-    const auto isMade = [&](MTLPixelFormat format, std::uint64_t width, std::uint64_t height, std::uint64_t plane) {
-        return gpu.device->makeTexture({format, width, height}, CVPixelBufferGetIOSurface(buffer), plane) != nullptr;
-    };
-    EXPECT_TRUE(isMade(MTLPixelFormat::rg8Unorm, 6, 4, 1));
-    EXPECT_FALSE(isMade(MTLPixelFormat::rg8Unorm, 7, 4, 1));
-    EXPECT_FALSE(isMade(MTLPixelFormat::rg8Unorm, 6, 5, 1));
-    EXPECT_FALSE(isMade(MTLPixelFormat::rg8Unorm, 6, 4, 2));
-    EXPECT_FALSE(isMade(rgba, 2, 2, 1));
-
     using Limits = std::numeric_limits<std::int64_t>;
     for (const std::int64_t length : {std::int64_t{0}, Limits::min(), Limits::max(), std::int64_t{1} << 50}) {
         EXPECT_EQ(gpu.device->makeBuffer(length, 0), nullptr) << length;
@@ -212,19 +199,6 @@ TEST(Devices, RefuseWhatTheyCannotHold) {
         descriptor.maxAnisotropy = anisotropy;
         descriptor.tAddressMode = static_cast<MTLSamplerAddressMode>(mode);
         EXPECT_EQ(gpu.device->makeSamplerState(descriptor) != nullptr, made) << anisotropy << " " << mode;
-    }
-}
-
-// Rows without gaps are copied at once, and rows at the same place of a page evict each other.
-TEST(Textures, RowsAreDenseAndSpread) {
-    for (const std::uint64_t width : {1u, 16u, 251u, 1008u, 1024u, 2048u, 16384u}) {
-        const auto texture = software::Texture::create(std::make_shared<software::RecyclingMemory>(),
-                                                       {MTLPixelFormat::rgba8Unorm, width, 2});
-        const auto& view = texture->view();
-        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(view.bytes) % 64, 0u);
-        EXPECT_EQ(view.bytesPerRow % 64, 0) << width;
-        EXPECT_LE(view.bytesPerRow, static_cast<std::int64_t>(width * 4 + 64));
-        EXPECT_NE(view.bytesPerRow % 4096, 0) << width;
     }
 }
 

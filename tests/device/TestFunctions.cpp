@@ -75,6 +75,12 @@ inline Texel FS_Sample(const Varying2& at, const Texture<0>& image, const Sample
     return image.sample(sampler, at);
 }
 
+/// Two textures, samplers and varyings.
+inline Float4 FS_Mixed(const Varying2& first, const Varying2& second, const Texture<0>& image, const Texture<1>& other,
+                       const Sampler<1>& sampler, const Sampler<2>& otherSampler) {
+    return mix(Float4(image.sample(sampler, second)), Float4(other.sample(otherSampler, first)), 0.3f);
+}
+
 const FunctionTable functions{
     computeFunction<CS_Fill>("fill"),
     computeFunction<CS_ScaleAndAdd>("scaleAndAdd"),
@@ -88,6 +94,7 @@ const FunctionTable functions{
     fragmentFunction<FS_Value>("fragmentValue"),
     fragmentFunction<FS_Constant>("fragmentConstant"),
     fragmentFunction<FS_Sample>("fragmentSample"),
+    fragmentFunction<FS_Mixed>("fragmentMixed"),
 };
 
 }  // namespace

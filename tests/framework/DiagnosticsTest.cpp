@@ -1,5 +1,4 @@
 // What tells how an application does: its resources, its log and its times.
-#include <limits>
 #include <thread>
 
 #include <tests/support/ManualClock.h>
@@ -106,14 +105,6 @@ TEST(Logger, NamesTheProgram) {
     EXPECT_EQ(type, os::LogType::error);
 }
 
-TEST(Utility, MeasuresABlockInMilliseconds) {
-    test::ManualClock clock;
-    testing::internal::CaptureStdout();
-    Utility::measure("render", [&clock] { clock.advance(0.0015); });
-    Utility::measure("nothing", [] {});
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "render took 1.500 ms\nnothing took 0.000 ms\n");
-}
-
 class ProfilerTest : public testing::Test {
 protected:
     void measure(Int timer, double seconds) {
@@ -152,15 +143,6 @@ TEST_F(ProfilerTest, PublishesTheMeansOfAPeriod) {
     profiler->onEnded(1);
     EXPECT_TRUE(profiler->update());
     expectMeans(0, 0);  // an interval that an update interrupts is lost
-}
-
-TEST_F(ProfilerTest, IgnoresTimersThatItDoesNotHave) {
-    for (const Int timer : {Int{-1}, Int{2}, std::numeric_limits<Int>::min()}) {
-        measure(timer, 1);
-        EXPECT_EQ(profiler->getMeanInterval(timer), std::nullopt);
-    }
-    EXPECT_TRUE(Profiler::create(0, 0)->update()) << "a period of 0 is always over";
-    for (const Int count : {Int{-1}, std::numeric_limits<Int>::max()}) EXPECT_EQ(Profiler::create(count, 1), nullptr);
 }
 
 }  // namespace

@@ -1,4 +1,3 @@
-#include <cstring>
 #include <tuple>
 
 #include <tests/support/Picture.h>
@@ -88,14 +87,6 @@ TEST_F(ResourceBindingTest, ConstantsAreOverwrittenFromTheStartOnly) {
     EXPECT_EQ(std::string(contents, 7), "BCDEfgg") << "from a place that overlaps the buffer";
 }
 
-TEST_F(ResourceBindingTest, SamplersCarryWhatWasAskedFor) {
-    const auto made = sampler();
-    const MTLSamplerDescriptor& d = mtlDevice->samplers.back();
-    EXPECT_EQ(std::tuple(d.minFilter, d.magFilter, d.sAddressMode, d.tAddressMode, d.maxAnisotropy, d.borderColor),
-              std::tuple(MTLSamplerMinMagFilter::nearest, MTLSamplerMinMagFilter::linear, MTLSamplerAddressMode::repeat,
-                         MTLSamplerAddressMode::clampToZero, 4u, MTLSamplerBorderColor::opaqueWhite));
-}
-
 TEST_F(ResourceBindingTest, SlotsAreByKindAndIndexAndLetReplacedResourcesGo) {
     const auto encode = [this] { return fragment->encode(renderEncoder); };
     auto replaced = texture(1, 1);
@@ -149,34 +140,6 @@ TEST_F(ResourceBindingTest, EncodingStopsAtAWrongShaderTypeOrTheFirstResourceTha
     fragment->setShaderResource(uniforms, 0);
     fragment->setShaderResource(UniformBuffer::create(device), 1);
     expectErrors({}, [&] { return fragment->encode(renderEncoder); }, {"UniformBuffer: No data to bind."});
-}
-
-TEST(PixelsTest, EveryFormatComesOutAsItWentIn) {
-    const auto device = DeviceManager::shared().defaultDevice();
-    int formats = 0;
-    for (int raw = 0; raw < 300; ++raw) {
-        const auto format = static_cast<MTLPixelFormat>(raw);
-        if (!pixelFormatInfo(format)) continue;
-        ++formats;
-        for (const auto& [width, height] : {std::pair<Int, Int>{1, 1}, {13, 7}, {251, 3}}) {
-            const auto texture = device->makeTexture(width, height, format, MTLTextureUsage::shaderRead);
-            const Int row = width * pixelFormatInfo(format)->bytesPerPixel;
-            const Int bytesPerRow = row + 5;
-            const auto bytes = test::Picture::noise(bytesPerRow, height, 1).bytes;
-            ASSERT_TRUE(writePixels(*texture, bytes.data(), bytesPerRow, nullptr));
-            const auto pixels = readPixels(*texture, nullptr);
-            ASSERT_TRUE(pixels);
-            ASSERT_EQ(pixels->bytes.size(), static_cast<std::size_t>(row * height));
-            EXPECT_EQ(pixels->bytesPerRow, row);
-            for (Int y = 0; y < height; ++y) {
-                EXPECT_EQ(std::memcmp(&pixels->bytes[static_cast<std::size_t>(y * row)],
-                                      &bytes[static_cast<std::size_t>(y * bytesPerRow)], static_cast<std::size_t>(row)),
-                          0)
-                    << description(format) << " " << width << "x" << height << " row " << y;
-            }
-        }
-    }
-    EXPECT_EQ(formats, 14);
 }
 
 TEST(PixelsTest, WhatWasCommittedBeforeIsDone) {

@@ -2,7 +2,7 @@
 // each thread must find its own results. What isn't among the promises below stands behind other tests:
 //
 //     MTLCommandQueue, MTLCommandBuffer  Order.HoldsWithManyWaitingThreads
-//     CVPixelBuffer: the last holder     ApplicationMemory.IsReleasedOnceWhenTheLastHolderLetsGo
+//     CVPixelBuffer: the last holder     PixelBuffer.OverForeignMemoryReleasesItOnceWhenTheLastHolderLetsGo
 //     AVPlayerItem                       PlayerTest.AnItemServesSeveralThreads
 //     MovieReader::cancel                ReaderTest.AnotherThreadMayCancel
 //     LiveSource                         LiveSourceTest.CancelEndsAWaitForAFrame

@@ -1,5 +1,4 @@
 #include <cmath>
-#include <concepts>
 #include <functional>
 #include <limits>
 #include <memory>
@@ -15,28 +14,6 @@ namespace {
 
 constexpr Int smallest = std::numeric_limits<Int>::min();
 constexpr Int largest = std::numeric_limits<Int>::max();
-
-template <class Value, class Scalar>
-concept Multiplies = requires(Value value, Scalar scalar) {
-    value* scalar;
-};
-
-static_assert(std::same_as<decltype(Size2(640, 480)), Size2<Int>>);
-static_assert(Multiplies<Size2<Int>, int> && Multiplies<Vector2<float>, double> && Multiplies<Vector2<double>, int>);
-static_assert(!Multiplies<Size2<Int>, double> && !Multiplies<Vector3<int>, float> && !Multiplies<Size2<Int>, bool>);
-
-TEST(Sizes, OperatorsLookAtEverySide) {
-    EXPECT_EQ((Size2<Int>{5, -7} / 2), (Size2<Int>{2, -3})) << "integer division truncates toward zero";
-    EXPECT_EQ((Size3<int>{1, 2, 3} * 3), (Size3<int>{3, 6, 9}));
-    EXPECT_EQ((Vector2{1.0, 3.0} / 2.0), (Vector2{0.5, 1.5}));
-    EXPECT_EQ((Vector3{1, 2, 3} + 1), (Vector3{2, 3, 4}));
-    EXPECT_EQ((Vector3{1, 2, 3} - 4), (Vector3{-3, -2, -1}));
-    EXPECT_NE((Vector3{1, 2, 3} - 4), (Vector3{-3, -2, 0}));
-    EXPECT_NE((Vector4{1, 2, 3, 4} * 1), (Vector4{0, 2, 3, 4}));
-    EXPECT_FALSE((Size2<Int>{0, 1}.isZero()) || (Size2<Int>{1, 0}.isZero()));
-    EXPECT_EQ((Vector4{1, 2, 3, 4} * 0), (Vector4<int>::zero()));
-    EXPECT_EQ((Vector4<float>::one() / 4.0f), (Vector4{0.25f, 0.25f, 0.25f, 0.25f}));
-}
 
 TEST(Sizes, IntegersOutOfRangeWrap) {
     EXPECT_EQ((Size2<Int>{largest, smallest} + 1), (Size2<Int>{smallest, smallest + 1}));
@@ -60,38 +37,6 @@ TEST(Sizes, PlatformSizesTruncateAndSaturate) {
     EXPECT_EQ(Size2<Int>(CGSize{1e300, -INFINITY}), (Size2<Int>{largest, smallest}));
     EXPECT_EQ(Size2<Int>(CGSize{0x1p63, -0x1p63}), (Size2<Int>{largest, smallest}));
     EXPECT_EQ(Size2<Int>(CGSize{NAN, 3}), (Size2<Int>{0, 3}));
-}
-
-TEST(DebugPrinting, VectorsAreOneLineAndMatricesOnePerColumn) {
-    testing::internal::CaptureStdout();
-    printVector(simd_float2{0, 0}, "%g");
-    printVector(simd_float3{1, 2.5f, 3}, "%.1f");
-    printVector(simd_float4{1, 2, 3, 4}, "<%4.1f>");
-    printMatrix(simd_float2x2{{{1, 2}, {3, 4}}}, "%g");
-    printMatrix(simd_float3x3{{{1, 2, 3}, {4, 5, 6}, {7, 8, 9}}}, "%g");
-    printMatrix(simd_float4x4{{{1, 2, 3, 4}, {5, 6, 7, 8}, {9, 10, 11, 12}, {13, 14, 15, 16}}}, "%g");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "0, 0\n1.0, 2.5, 3.0\n< 1.0>, < 2.0>, < 3.0>, < 4.0>\n"
-              "1, 2\n3, 4\n1, 2, 3\n4, 5, 6\n7, 8, 9\n1, 2, 3, 4\n5, 6, 7, 8\n9, 10, 11, 12\n13, 14, 15, 16\n");
-}
-
-TEST(Enumerations, TextsAreTakenByteForByte) {
-    EXPECT_EQ(makeShaderType("vertex shader"), ShaderType::vertexShader);
-    EXPECT_EQ(makeShaderType("compute shader"), ShaderType::computeShader);
-    for (const char* text : {"Vertex shader", "vertex shader ", "vertexShader", "", "vertex"}) {
-        EXPECT_EQ(makeShaderType(text), std::nullopt) << text;
-    }
-    EXPECT_EQ(makePassType("compute pass"), PassType::computePass);
-    EXPECT_EQ(makePassType("computePass"), std::nullopt);
-    EXPECT_EQ(rawValue(PassType::computePass), "compute pass");
-    EXPECT_EQ(makeShaderResourceType("constant buffer"), ShaderResourceType::constantBuffer);
-    EXPECT_EQ(makeShaderResourceType("constantBuffer"), std::nullopt);
-    EXPECT_EQ(rawValue(ShaderResourceType::uniformBuffer), "uniform buffer");
-}
-
-TEST(Enumerations, RotationsComeFromFourDegreeCountsOnly) {
-    for (const Int degrees : {0, 90, 180, 270}) EXPECT_EQ(rawValue(makeImageRotation(degrees).value()), degrees);
-    for (const Int degrees : {360, -90, 45, 1}) EXPECT_EQ(makeImageRotation(degrees), std::nullopt) << degrees;
 }
 
 // With another rounding of pi, or a constant folded in higher precision, the small entries change size or sign.

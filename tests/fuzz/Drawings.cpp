@@ -1,5 +1,8 @@
-// The same bytes from every SIMD level and number of threads: draws over textures of all formats, sizes and strides,
-// and chains of effects.
+// The same bytes from every SIMD level and number of threads, and from a device that validates: draws and dispatches
+// over textures of all formats, sizes and strides, and chains of effects.
+#include <cmath>
+#include <utility>
+
 #include <tests/device/Gpu.h>
 #include <tests/support/GuardedMemory.h>
 #include <tests/support/SimdLevels.h>
@@ -25,7 +28,7 @@ constexpr MTLPixelFormat formats[] = {
     MTLPixelFormat::rg8Unorm_srgb,   MTLPixelFormat::r32Float,    MTLPixelFormat::rg16Float,
     MTLPixelFormat::rgba8Unorm_srgb, MTLPixelFormat::rg32Float,   MTLPixelFormat::r16Unorm,
     MTLPixelFormat::rg16Unorm,       MTLPixelFormat::rgba16Unorm};
-constexpr std::int64_t mostPixels = 1 << 17;
+constexpr std::int64_t mostPixels = 1 << 14;  // a chain of large neighbourhoods over more takes minutes when sanitized
 
 /// Makes all NaNs the same: which of its NaNs an operation hands on is up to the compiler.
 void unifyNaNs(std::uint8_t* bytes, std::size_t size, MTLPixelFormat format) {
@@ -51,12 +54,22 @@ struct Size {
     std::int64_t width, height;
 };
 
-/// Up to 4096 pixels a side, mostly small.
+/// Up to 16384 pixels a side, mostly small.
 Size size(FuzzInput& input) {
     Size size{input.number(1, 64), input.number(1, 64)};
-    if (input.rarely(8)) (input.flag() ? size.width : size.height) = input.number(1, 4096);
+    if (input.rarely(8)) (input.flag() ? size.width : size.height) = input.number(1, 16384);
     if (size.width * size.height > mostPixels) size.height = std::max<std::int64_t>(mostPixels / size.width, 1);
     return size;
+}
+
+/// Often the same size, turned, half or twice as large, for which there are ways of their own.
+Size size(FuzzInput& input, Size other) {
+    const auto kind = input.number(0, 7);
+    if (kind == 0) return other;
+    if (kind == 1) return {other.height, other.width};
+    if (kind == 2) return {(other.width + 1) / 2, (other.height + 1) / 2};
+    if (kind == 3 && std::max(other.width, other.height) <= 256) return {2 * other.width, 2 * other.height};
+    return size(input);
 }
 
 /// One plane of an application's own memory between pages that can't be touched, with gaps between its rows.
@@ -96,13 +109,15 @@ private:
 /// A device of one level and number of threads, as itself and as the framework's.
 struct Form {
     std::string name;
+    bool isReference;
     Gpu gpu;
     std::shared_ptr<Device> device;
     std::shared_ptr<ShaderLibrary> effects;
 
-    Form(const std::string& level, int threads)
+    Form(const std::string& level, int threads, bool reference = false)
         : name(level + ", " + std::to_string(threads) + " threads"),
-          gpu(threads, level),
+          isReference(reference),
+          gpu(threads, level == "checked" ? "" : level, level == "checked"),
           device(Device::create(gpu.device)),
           effects(effects::makeEffectLibrary(*device)) {}
 };
@@ -116,12 +131,22 @@ Vertex vertex(FuzzInput& input) {
             {input.real(-2, 3), input.real(-2, 3), input.real(-2, 3), input.real(-2, 3)}};
 }
 
-/// One render pass and a dispatch over its result.
+/// Turns and scales, often by hardly anything.
+void turn(FuzzInput& input, std::vector<Vertex>& vertices) {
+    const float angle = input.real(-3, 3) * std::pow(10.0F, static_cast<float>(-input.number(0, 8)));
+    const float scale = input.real(0.3F, 3), c = scale * std::cos(angle), s = scale * std::sin(angle);
+    for (Vertex& vertex : vertices) {
+        vertex.x = c * vertex.x + s * std::exchange(vertex.y, c * vertex.y - s * vertex.x);
+    }
+}
+
+/// One render pass and dispatches over its result, which the reference runs one by one.
 Bytes draw(FuzzInput input, const Form& form) {
     const Gpu& gpu = form.gpu;
     std::vector<std::shared_ptr<ForeignMemory>> memories;
+    Size sides{1, 1};
     const auto texture = [&](MTLPixelFormat format) {
-        const Size sides = size(input);
+        sides = size(input, sides);
         memories.push_back(std::make_shared<ForeignMemory>(input, sides, format));
         return gpu.device->makeTexture({format, static_cast<std::uint64_t>(sides.width),
                                         static_cast<std::uint64_t>(sides.height), false, MTLTextureUsage::unknown},
@@ -138,30 +163,44 @@ Bytes draw(FuzzInput input, const Form& form) {
     sampler.borderColor = static_cast<MTLSamplerBorderColor>(input.number(0, 2));
     std::vector<Vertex> vertices = {
         {-1, 1, 0, 1, {0, 0}}, {-1, -1, 0, 1, {0, 1}}, {1, 1, 0, 1, {1, 0}}, {1, -1, 0, 1, {1, 1}}};
-    if (input.flag()) vertices.clear();
+    if (input.flag()) turn(input, vertices);
+    if (input.rarely(3)) vertices.clear();
     for (auto more = input.number(vertices.empty() ? 3 : 0, 9); more > 0; --more) vertices.push_back(vertex(input));
     std::vector<std::uint16_t> indices;
     for (std::size_t i = 0; i < vertices.size(); ++i) indices.push_back(static_cast<std::uint16_t>(i));
 
-    const auto commands = gpu.queue->makeCommandBuffer();
+    auto commands = gpu.queue->makeCommandBuffer();
     const auto encoder =
         commands->makeRenderCommandEncoder({target,
                                             input.flag() ? MTLLoadAction::clear : MTLLoadAction::load,
                                             MTLStoreAction::store,
                                             {input.real(0, 1), input.real(0, 1), input.real(0, 1), input.real(0, 1)}});
-    encoder->setRenderPipelineState(gpu.render("vertexTwoPairs", "fragmentSample", format));
+    const bool isMixed = input.rarely(3);
+    encoder->setRenderPipelineState(gpu.render("vertexTwoPairs", isMixed ? "fragmentMixed" : "fragmentSample", format));
     encoder->setVertexBuffer(gpu.buffer(vertices), 0, 0);
     encoder->setFragmentTexture(image, 0);
+    encoder->setFragmentTexture(copy, 1);
     encoder->setFragmentSamplerState(gpu.device->makeSamplerState(sampler), 1);
+    encoder->setFragmentSamplerState(gpu.device->makeSamplerState({}), 2);
     encoder->drawIndexedPrimitives(static_cast<MTLPrimitiveType>(input.number(0, 4)),
                                    static_cast<std::int64_t>(indices.size()), MTLIndexType::uint16, gpu.buffer(indices),
                                    0);
     encoder->endEncoding();
-    constexpr const char* functions[] = {"neighbours", "scaleAndAdd", "pattern"};
-    const std::string function = input.oneOf(functions);
-    gpu.dispatch(*commands, function, function == "pattern" ? std::vector{copy} : std::vector{target, copy},
-                 gpu.buffer(std::vector{input.real(-2, 2), input.real(-1, 1)}),
-                 {static_cast<std::uint64_t>(input.number(1, 40)), static_cast<std::uint64_t>(input.number(1, 40)), 1});
+    const std::vector textures = {image, target, copy};
+    for (auto count = input.number(1, 5); count > 0; --count) {
+        if (form.isReference) {
+            run(*commands);
+            commands = gpu.queue->makeCommandBuffer();
+        }
+        constexpr const char* functions[] = {"neighbours", "scaleAndAdd", "pattern"};
+        const std::string function = input.oneOf(functions);
+        const auto from = static_cast<std::size_t>(input.number(0, 2));
+        const auto& to = textures[(from + static_cast<std::size_t>(input.number(1, 2))) % 3];
+        gpu.dispatch(
+            *commands, function, function == "pattern" ? std::vector{to} : std::vector{textures[from], to},
+            gpu.buffer(std::vector{input.real(-2, 2), input.real(-1, 1)}),
+            {static_cast<std::uint64_t>(input.number(1, 40)), static_cast<std::uint64_t>(input.number(1, 40)), 1});
+    }
     commands->commit();
     commands->waitUntilCompleted();
     Bytes result{static_cast<std::uint8_t>(commands->status())};
@@ -199,12 +238,19 @@ Bytes apply(FuzzInput input, const Form& form) {
     };
     const auto source = texture(size(input));
     const auto format = readPixels(*source, nullptr)->pixelFormat;
-    const Int rowBytes = source->width() * pixelFormatInfo(format)->bytesPerPixel;
-    Bytes bytes(static_cast<std::size_t>(rowBytes * source->height()));
+    const Int rowBytes = source->width() * pixelFormatInfo(format)->bytesPerPixel, gap = input.number(0, 9);
+    Bytes bytes(static_cast<std::size_t>((rowBytes + gap) * source->height()));
     input.fill(bytes.data(), bytes.size());
-    require(writePixels(*source, bytes.data(), rowBytes, nullptr), "pixels to write");
+    require(writePixels(*source, bytes.data(), rowBytes + gap, nullptr), "pixels to write");
+    const auto stored = readPixels(*source, nullptr);
+    for (Int row = 0; row < source->height(); ++row) {
+        require(std::memcmp(&stored->bytes[static_cast<std::size_t>(row * stored->bytesPerRow)],
+                            &bytes[static_cast<std::size_t>(row * (rowBytes + gap))],
+                            static_cast<std::size_t>(rowBytes)) == 0,
+                "the pixels that were written");
+    }
 
-    const Size outputSize = size(input);
+    const Size outputSize = size(input, {source->width(), source->height()});
     auto output = texture(outputSize);
     NSError error;
     const auto mode = static_cast<ContentMode>(input.number(0, 2));
@@ -236,7 +282,7 @@ Bytes apply(FuzzInput input, const Form& form) {
 /// The level plain on one thread, which the others are compared with, and all of them.
 std::vector<std::unique_ptr<Form>> makeForms() {
     std::vector<std::unique_ptr<Form>> forms;
-    forms.push_back(std::make_unique<Form>("plain", 1));
+    forms.push_back(std::make_unique<Form>("plain", 1, true));
     for (const std::string& level : builtLevels()) {
         if (!runsHere(level)) continue;
         for (const int threads : {1, 2, 7}) forms.push_back(std::make_unique<Form>(level, threads));

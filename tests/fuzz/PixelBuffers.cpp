@@ -88,6 +88,7 @@ void readForeignMemory(FuzzInput& input, const std::shared_ptr<Device>& device) 
     require((buffer != nullptr) == allowed, "a pixel buffer of exactly what is allowed");
     // A length of rows may be right for memory that is larger than what there is here.
     const bool readable = std::all_of(planes.begin(), planes.end(), [](const Plane& plane) { return plane.memory; });
+    require(*released == 0, "memory that is left to the application, or held as long as it is used");
     if (buffer == nullptr || !readable || descriptions.size() != planes.size()) return;
 
     NSError error;
@@ -102,10 +103,25 @@ void readForeignMemory(FuzzInput& input, const std::shared_ptr<Device>& device) 
                 std::memcmp(pixels->bytes.data() + row * width * 4, theirs, static_cast<std::size_t>(width) * 4) == 0,
                 "the bytes of the pixel buffer");
         }
+    } else {
+        std::shared_ptr<CVPixelBuffer> copy;
+        require(CVPixelBufferCreate(width, height, format, nullptr, &copy) == kCVReturnSuccess, "a copy");
+        for (std::size_t plane = 0; plane < 2; ++plane) {
+            const PixelBufferLock lock(copy);
+            for (std::int64_t row = 0; row < planes[plane].rows; ++row) {
+                const auto* theirs = static_cast<const std::uint8_t*>(descriptions[plane].bytes);
+                std::memcpy(lock.row(row, static_cast<std::int64_t>(plane)), theirs + row * planes[plane].bytesPerRow,
+                            static_cast<std::size_t>(planes[plane].rowBytes));
+            }
+        }
+        const auto converted = Device::create(device->mtlDevice())->textureConverter()->texture(copy, &error);
+        require(readPixels(*device->makeTexture(converted), &error)->bytes == pixels->bytes, "the pixels of a copy");
     }
     require(std::all_of(planes.begin(), planes.end(), [](const Plane& plane) { return plane.isUntouched(); }),
             "memory that reading leaves as it is");
     require(*released == 0, "memory that is held as long as it is used");
+    buffer.reset();
+    require(*released <= 1, "memory that is released once");
 }
 
 void writePool(FuzzInput& input, const std::shared_ptr<Device>& device) {

@@ -186,12 +186,5 @@ TEST(LiveSourceTest, CancelEndsAWaitForAFrame) {
     EXPECT_EQ(source->copyNextSampleBuffer(), nullptr);
 }
 
-// A file taken for a device.
-TEST(LiveSourceTest, NamesOfNoDeviceAreTold) {
-    const char* const wrong[] = {"movie.mp4", "lavfi:", ":x", "nonsense:x", "/a/b:c.mp4"};
-    for (const char* name : wrong) EXPECT_FALSE(LiveSource::isLiveName(name)) << name;
-    EXPECT_TRUE(LiveSource::isLiveName("lavfi:testsrc2"));
-}
-
 }  // namespace
 }  // namespace ondrix::test

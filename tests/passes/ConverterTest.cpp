@@ -69,19 +69,6 @@ TEST_F(ConverterTest, FramesOfOneSizeShareATextureAndAnotherSizeLeavesItToItsHol
     EXPECT_EQ(pictureOf(*first), before);
 }
 
-TEST_F(ConverterTest, PixelBuffersHoldTheTexturesPixels) {
-    const Picture input = Picture::noise(37, 21, 4);
-    const auto texture = textureOf(device, input);
-    const auto pool = converter->makePixelBufferPool(37, 21, bgraFrame);
-    const auto first = converter->makePixelBuffer(*texture, *pool);
-    const auto second = converter->makePixelBuffer(*texture, *pool);
-    ASSERT_NE(first, nullptr);
-    EXPECT_NE(first, second);
-    EXPECT_EQ(CVPixelBufferGetLockCount(*first), 0);
-    for (const auto& buffer : {first, second}) EXPECT_EQ(pictureOf(*converter->texture(buffer)), input);
-    EXPECT_NE(converter->texture(first), converter->texture(first)) << "textures around a buffer are shared";
-}
-
 // Reading it fails on the GPU; a buffer that comes back from the pool then still holds the frame before.
 TEST_F(ConverterTest, WorkThatTheGPURefusesGivesNoPixelBuffer) {
     const auto pool = converter->makePixelBufferPool(4, 4, bgraFrame);
@@ -144,23 +131,6 @@ TEST_F(ConverterFailureTest, EachStepOfAConversionIsReportedAndTriedAgain) {
 
     expectErrors({"makeTexture"}, [&] { return converter->texture(noise(10, 8, videoRange)); }, {unprepared});
     EXPECT_EQ(converter->texture(noise(8, 8, videoRange)), converted) << "what was made stays";
-}
-
-TEST_F(ConverterFailureTest, ConstantsHaveTheirLayoutAndAreWrittenOnAChangeOfRange) {
-    constexpr std::array<float, 20> full = {1, 1, 1, 0, 0, -0.187f, 1.856f, 0, 1.575f, -0.468f, 0, 0, 0.5f, 0.5f};
-    constexpr std::array<float, 20> video = {1.164f,  1.164f, 1.164f, 0,    0,    -0.213f, 2.112f, 0,        1.793f,
-                                             -0.533f, 0,      0,      0.5f, 0.5f, 0,       0,      -0.07275f};
-    expectNoTexture("makeTexture", fullRange, {unprepared});
-    for (const OSType format : {fullRange, videoRange, fullRange}) {
-        const auto buffer = noise(8, 8, format);
-        ASSERT_NE(converter->texture(buffer), nullptr);
-        auto* const constants = static_cast<float*>(mtlDevice->buffers.back()->contents());
-        EXPECT_THAT(std::vector(constants, constants + 20),
-                    testing::ElementsAreArray(format == fullRange ? full : video));
-        constants[0] = 77;
-        ASSERT_NE(converter->texture(buffer), nullptr);
-        EXPECT_EQ(constants[0], 77) << "written without a change of range";
-    }
 }
 
 TEST_F(ConverterFailureTest, EachStepOfAnOutputSaysWhatFailedAndReturnsTheBuffer) {

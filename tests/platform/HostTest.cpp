@@ -1,7 +1,5 @@
 #include <atomic>
 #include <cerrno>
-#include <clocale>
-#include <cstdlib>
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
@@ -101,21 +99,6 @@ TEST(LoggerTest, WritesOneLineToStandardError) {
         expected += "[org.example:device] error: " + text + '\n';
     }
     EXPECT_EQ(GetCapturedStderr(), expected);
-}
-
-/// An application's locale with a decimal comma must neither show in messages nor be lost.
-TEST(LoggerTest, WritesNumbersWithAPoint) {
-    const test::TemporaryFolder folder;
-    const std::string command = "localedef -i de_DE -f UTF-8 " + (folder.path() / "de").string() + " 2>/dev/null";
-    if (std::system(command.c_str()) != 0) GTEST_SKIP() << "this system can't make locales";
-    ::setenv("LOCPATH", folder.path().c_str(), 1);
-    ASSERT_NE(std::setlocale(LC_NUMERIC, "de"), nullptr);
-    const test::LogCapture capture;
-    logger.error("%.3f", 1.5);
-    EXPECT_STREQ(std::localeconv()->decimal_point, ",");
-    std::setlocale(LC_NUMERIC, "C");
-    ::unsetenv("LOCPATH");
-    EXPECT_THAT(capture.messages(), ElementsAre("1.500"));
 }
 
 TEST(LoggerTest, LeavesOutWhatLiesBelowTheLevel) {

@@ -24,8 +24,6 @@ using shading::SamplerView;
 
 namespace {
 
-constexpr Format formats[] = {Format::bgra8, Format::rgba8,   Format::bgra8_srgb, Format::r8,      Format::rg8_srgb,
-                              Format::r16f,  Format::rgba16f, Format::rg32f,      Format::rgba32f, Format::r32f};
 constexpr int sizes[] = {1, 2, 3, 7, 15, 16, 17, 33, 64, 127};
 
 SamplerView sampler(int filter, MTLSamplerAddressMode mode, MTLSamplerBorderColor border = {}) {
@@ -108,139 +106,6 @@ TEST_P(LevelAgreement, UprightScaling) {
     }
 }
 
-// Rows that run along the texture's columns or backwards, exactly or with the small error of a rounded matrix: copies,
-// boxes and blends from cached lines, across the ends of blocks of lines.
-TEST_P(LevelAgreement, TurnedAndMirroredRows) {
-    for (const auto& [w, h] : {std::pair{1, 1}, {16, 33}, {37, 18}, {130, 20}}) {
-        for (const auto& [along, across] :
-             {std::pair{w, h}, {2 * w, 2 * h}, {w / 2 + 1, h}, {w, 3 * h + 1}, {w + 2, h + 2}}) {
-            for (const double skew : {0.0, 1e-9, -4e-8, 1e-3}) {
-                for (const auto& [turned, direction] :
-                     {std::pair{true, 1.0}, {true, -1.0}, {false, 1.0}, {false, -1.0}}) {
-                    const shading::Plane alongPlane{0.5 + direction * (0.5 / w - 0.5), direction / w, skew};
-                    const shading::Plane acrossPlane{0.5 / h, skew, 1.0 / h};
-                    Image source(turned ? across : along, turned ? along : across, Format::bgra8, 8);
-                    Draw d{fill(w, h), {source.view()}, {linearClamp}};
-                    d.mapping.u = turned ? acrossPlane : alongPlane;
-                    d.mapping.v = turned ? alongPlane : acrossPlane;
-                    for (int first : {0, w / 3}) {
-                        d.x0 = first;
-                        expectSameDraw(OWN_LIBRARY, present, d, w, h, Format::bgra8);
-                    }
-                }
-            }
-        }
-    }
-}
-
-// Texels picked from windows of few rows, or fetched one by one, in the middle and at all edges.
-TEST_P(LevelAgreement, TurnsByAnyAngle) {
-    for (const auto& [w, h] : {std::pair{31, 9}, {33, 9}, {75, 40}}) {
-        Image source(w, h, Format::bgra8, 8);
-        for (const double angle : {1e-5, 0.02, -0.12, 0.5, 0.8, -1.5, 3.0}) {
-            for (const double scale : {0.3, 1.0, 2.2}) {
-                const double c = scale * std::cos(angle), s = scale * std::sin(angle);
-                Draw d{fill(w + 5, h + 3), {source.view()}, {linearClamp}};
-                d.mapping = {{0.5 - (c * w - s * h) / 2 / w, c / w, -s / w},
-                             {0.5 - (s * w + c * h) / 2 / h, s / h, c / h}};
-                expectSameDraw(OWN_LIBRARY, present, d, w + 5, h + 3, Format::bgra8);
-            }
-        }
-    }
-}
-
-// Lines of one texel or pixel, long ones, and nearly all of the one in nothing of the other.
-TEST_P(LevelAgreement, ImagesOfEveryShape) {
-    constexpr std::pair<int, int> shapes[] = {{1, 1},   {1, 5},  {5, 1},  {2, 3},     {5, 3},
-                                              {16, 16}, {17, 5}, {64, 2}, {16384, 1}, {1, 16384}};
-    for (const auto& [w, h] : shapes) {
-        Image luma(w, h, Format::r8, 1), chroma((w + 1) / 2, (h + 1) / 2, Format::rg8, 2);
-        const auto constants = conversions().front();
-        expectSameDispatch(OWN_LIBRARY, convert, {luma.view(), chroma.view()}, w, h, Format::bgra8, &constants);
-        for (const auto& [sourceWidth, sourceHeight] : shapes) {
-            Image source(sourceWidth, sourceHeight, Format::bgra8, 8);
-            expectSameDispatch(OWN_LIBRARY, copy, {source.view()}, w, h, Format::bgra8);
-            for (const double part : {1.0, 0.4, 2.5}) {  // of the source that the target shows
-                const auto plane = [part, w = w, h = h](bool alongX, double direction) {
-                    const double step = direction * part / (alongX ? w : h);
-                    return shading::Plane{0.5 + 0.5 * step - 0.5 * direction * part, alongX ? step : 0,
-                                          alongX ? 0 : step};
-                };
-                for (int turn = 0; turn < 8; turn++) {
-                    const double across = turn % 2 == 0 ? 1 : -1, down = turn / 2 % 2 == 0 ? 1 : -1;
-                    Draw d{{plane(turn < 4, across), plane(turn >= 4, down)}, {source.view()}, {linearClamp}};
-                    d.streaming = turn % 3 == 0;
-                    expectSameDraw(OWN_LIBRARY, present, d, w, h, Format::bgra8);
-                }
-            }
-        }
-    }
-}
-
-// At all coordinates, also at those that are no numbers.
-TEST_P(LevelAgreement, EveryFormatFilterAndAddressMode) {
-    const float nan = std::numeric_limits<float>::quiet_NaN(), infinity = std::numeric_limits<float>::infinity();
-    for (Format from : formats) {
-        Image source(13, 9, from, 3);
-        for (int mode = 0; mode <= 5; mode++) {
-            for (int filter = 0; filter <= 1; filter++) {
-                const auto s =
-                    sampler(filter, static_cast<MTLSamplerAddressMode>(mode), MTLSamplerBorderColor::opaqueWhite);
-                Draw d{{{-1.3, 0.11, 0.013}, {-0.7, 0.007, 0.23}}, {source.view()}, {s}};
-                expectSameDraw(OWN_LIBRARY, present, d, 37, 11, Format::bgra8);
-                d.mapping.perspective = true;
-                d.mapping.inverseW = {0.4, 0.01, 0.02};
-                expectSameDraw(OWN_LIBRARY, present, d, 37, 11, Format::rgba16f);
-                for (const float strange : {nan, infinity, -infinity, 1e30f, -3e38f}) {
-                    const float settings[8] = {1, 1, 1, 1, strange, 0, 1, strange};
-                    d = {fill(21, 3), {source.view()}, {s}, settings};
-                    expectSameDraw(TEST_LIBRARY, "Computed", d, 21, 3, Format::bgra8);
-                    d.mapping.u.base = strange;
-                    expectSameDraw(TEST_LIBRARY, "Tinted", d, 21, 3, Format::bgra8);
-                    d.mapping.u.dx = strange;
-                    expectSameDraw(TEST_LIBRARY, "Tinted", d, 21, 3, Format::bgra8);
-                }
-            }
-        }
-    }
-}
-
-TEST_P(LevelAgreement, EveryPairOfFormatsIsCopied) {
-    for (Format from : formats) {
-        for (Format to : formats) {
-            for (int w : {1, 16, 31, 160}) {
-                Image source(w, 5, from, 4);
-                expectSameDraw(OWN_LIBRARY, present, {fill(w, 5), {source.view()}, {linearClamp}}, w, 5, to);
-                expectSameDispatch(OWN_LIBRARY, copy, {source.view()}, w + 3, 4, to);
-                expectSameDispatch(OWN_LIBRARY, copy, {source.view()}, w, 5, to, nullptr, true);
-            }
-        }
-    }
-}
-
-TEST_P(LevelAgreement, OwnFunctions) {
-    const float settings[8] = {1.3f, 0.7f, 2.0f, 0.01f, 0.9f, -0.2f, 0.3f, 1.1f};
-    for (int w : sizes) {
-        Image a(w, 6, Format::bgra8, 1), b(5, 11, Format::rgba32f, 2);
-        const auto repeat = sampler(1, MTLSamplerAddressMode::mirrorRepeat);
-        Draw d{
-            fill(w, 7), {a.view(), b.view()}, {linearClamp, repeat}, settings, {{0.1, 0.02, -0.03}, {0.4, -0.01, 0.2}}};
-        for (const char* name : {"Tinted", "Computed", "Mixed", "Second"}) {
-            for (Format to : {Format::bgra8, Format::rgba32f}) expectSameDraw(TEST_LIBRARY, name, d, w, 7, to);
-        }
-        expectSameDispatch(TEST_LIBRARY, "Neighbours", {a.view()}, w, 6, Format::bgra8);
-        for (const bool bright : {true, false}) {  // of two targets of different sizes
-            expectSame(
-                TEST_LIBRARY, bright ? w : 9, bright ? 6 : 4, Format::bgra8, [&](const auto& module, Image& target) {
-                    Image other(bright ? 9 : w, bright ? 4 : 6, Format::bgra8, 3);
-                    const auto first = (bright ? target : other).view(), second = (bright ? other : target).view();
-                    dispatch(module, "Split", {a.view(), first, second}, w, 6, nullptr);
-                    ASSERT_TRUE(other.guardsIntact());
-                });
-        }
-    }
-}
-
 using Colour = std::array<float, 4>;
 static Colour colourOf(Image& image, std::int64_t x, std::int64_t y) {
     Colour colour{};
@@ -300,21 +165,36 @@ TEST_P(LevelAgreement, YCbCrConversion) {
     }
 }
 
-// What no number can be must still come out the same from packs: negative, huge, infinite and NaN colours.
-TEST_P(EveryLevel, UnusualColoursAreStoredLikeSinglePixels) {
-    const float nan = std::numeric_limits<float>::quiet_NaN(), infinity = std::numeric_limits<float>::infinity();
-    const float values[] = {nan, -nan, infinity, -infinity, -1, 1e30f, -1e30f, 0.49999f, 1.00001f, 0.00196f};
-    for (Format format : {Format::bgra8, Format::rgba8_srgb, Format::r8}) {
-        Image source(19, 1, Format::rgba32f, 1), target(19, 1, format, 0), expected(19, 1, format, 0);
-        for (int i = 0; i < 19 * 4; i++) {
-            std::memcpy(source.pixel(i / 4, 0) + i % 4 * 4, &values[(i / 4 + i % 4) % 10], 4);
+// The plain encodings, which all levels are held to.
+TEST(Reference, EncodingsRoundToNearestAndComeBack) {
+    using namespace shading;
+    for (int i = 0; i < 256; i++) {
+        const auto byte = static_cast<std::uint8_t>(i);
+        for (Format format : {Format::r8, Format::r8_srgb}) {
+            float colour[4];
+            std::uint8_t back = 0;
+            decodePixel(format, &byte, colour);
+            encodePixel(format, colour, &back);
+            EXPECT_EQ(back, byte);
         }
-        dispatch(open(OWN_LIBRARY, level), copy, {source.view(), target.view()}, 19, 1, nullptr);
-        for (int x = 0; x < 19; x++) {
-            shading::encodePixel(format, colourOf(source, x, 0).data(), expected.pixel(x, 0));
-        }
-        ASSERT_EQ(target.bytes(), expected.bytes()) << level;
     }
+    for (unsigned i = 0; i < 65536; i++) {
+        const auto half = static_cast<std::uint16_t>(i);
+        const float value = decodeHalf(half);
+        if (std::isnan(value)) continue;
+        ASSERT_EQ(encodeHalf(value), half);
+        const float next = decodeHalf(static_cast<std::uint16_t>(half + 1));
+        if ((half & 0x7c00) == 0x7c00 || !std::isfinite(next)) continue;
+        ASSERT_EQ(encodeHalf((value + next) / 2), (half & 1) != 0 ? half + 1 : half) << "ties go to even";
+    }
+    const float infinity = std::numeric_limits<float>::infinity(), nan = std::numeric_limits<float>::quiet_NaN();
+    for (const auto& [value, byte] : {std::pair{nan, 0}, {-infinity, 0}, {infinity, 255}, {1e30f, 255}, {0.5f, 128}}) {
+        EXPECT_EQ(encodeUnorm8(value), byte) << value;
+    }
+    EXPECT_EQ(encodeSRGB8(nan), 0);
+    EXPECT_EQ(encodeSRGB8(infinity), 255);
+    EXPECT_EQ(encodeHalf(65520.0f), 0x7c00);
+    EXPECT_EQ(encodeHalf(65519.0f), 0x7bff);
 }
 
 namespace {

@@ -87,8 +87,6 @@ private:
 /// A straight line of a coordinate over the target: value = base + x * dx + y * dy at pixel centres.
 struct Mapping {
     shading::Plane u, v;
-    bool perspective = false;
-    shading::Plane inverseW{1, 0, 0};
 };
 /// The target shows the texture as a whole.
 inline Mapping fill(int width, int height) {
@@ -99,8 +97,6 @@ struct Draw {
     Mapping mapping;
     std::vector<shading::TextureView> textures;
     std::vector<shading::SamplerView> samplers;
-    const void* constants = nullptr;
-    std::vector<shading::Plane> morePlanes{};
     int x0 = 0;  ///< first column that is drawn
     bool streaming = false;
 };
@@ -146,15 +142,11 @@ template <class Task>
 // Touching memory outside of every image is a failure of the running test.
 inline void draw(const shading::ModuleTable& module, const std::string& name, const Draw& draw, Image& target) {
     const shading::Entry& function = entry(module, name);
-    const void* constants[] = {draw.constants};
     shading::FragmentTask task;
-    task.bindings = {draw.textures.data(), draw.samplers.data(), constants};
+    task.bindings = {draw.textures.data(), draw.samplers.data(), nullptr};
     task.target = target.view();
     task.planes[0] = draw.mapping.u;
     task.planes[1] = draw.mapping.v;
-    for (std::size_t i = 0; i < draw.morePlanes.size(); i++) task.planes[2 + i] = draw.morePlanes[i];
-    task.perspective = draw.mapping.perspective;
-    task.inverseW = draw.mapping.inverseW;
     task.serial = ++lastSerial;
     task.streaming = draw.streaming;
     const std::size_t scratchBytes = (function.scratchBytes(&task.bindings, target.width) + 63) / 64 * 64;

@@ -4,52 +4,6 @@ using namespace ondrix::shading;
 
 namespace {
 
-struct Settings {
-    float gain[4];
-    float turn[4];
-};
-
-/// Ordinary arithmetic on what was sampled.
-inline Float4 Tinted(const Varying2& uv, const Texture<0>& image, const Sampler<0>& sampler,
-                     const Constants<Settings, 0>& k) {
-    const Float4 c = image.sample(sampler, uv);
-    return {c.x * k->gain[0], saturate(c.y) * k->gain[1], sqrt(c.z) * k->gain[2], c.w / (c.x + k->gain[3])};
-}
-
-/// Coordinates that are computed, so that no straight line is known.
-inline Texel Computed(const Varying2& uv, const Texture<0>& image, const Sampler<0>& sampler,
-                      const Constants<Settings, 0>& k) {
-    const Float2 at = uv;
-    return image.sample(sampler, Float2{at.x * k->turn[0] + at.y * k->turn[1], at.x * k->turn[2] + at.y * k->turn[3]});
-}
-
-/// Two textures with different samplers and varyings, which rules rows out.
-inline Float4 Mixed(const Varying2& uv, const Varying1& weight, const Texture<0>& a, const Texture<1>& b,
-                    const Sampler<0>& first, const Sampler<1>& second) {
-    return mix(Float4(a.sample(first, uv)), Float4(b.sample(second, uv)), weight);
-}
-
-/// The second varying and the second sampler on the only texture.
-inline Texel Second(const Varying2&, const Varying2& uv, const Texture<0>& image, const Sampler<0>&,
-                    const Sampler<1>& sampler) {
-    return image.sample(sampler, uv);
-}
-
-/// Neighbours beyond the edges, masks and integers.
-inline void Neighbours(const Position& p, const Texture<0>& image, const Target<1>& output) {
-    const Float4 left = image.read(p + Offset{-1, 0}), right = image.read(p + Offset{1, 2});
-    const Float4 far = image.read(Int2(p) + Int2{Int(p.y) - 2, 1});
-    const Mask odd = ((Int2(p).x ^ Int(p.y)) & 1) == 1;
-    output.write(p, select(odd, mix(left, right, 0.25f), far));
-}
-
-/// Two targets of different sizes.
-inline void Split(const Position& p, const Texture<0>& image, const Target<1>& bright, const Target<2>& dark) {
-    const Texel c = image.read(p);
-    bright.write(p, c * 1.5f);
-    dark.write(p, c * 0.5f);
-}
-
 /// Neighbours anywhere: as a run, single, and at half the position.
 inline void ShiftedRun(const Position& p, const Texture<0>& image, const Target<1>& output,
                        const Constants<Offset, 0>& by) {
@@ -78,12 +32,6 @@ inline void WrittenElsewhere(const Position& p, const Texture<0>& image, const T
 }
 
 const FunctionTable functions{
-    fragmentFunction<Tinted>("Tinted"),
-    fragmentFunction<Computed>("Computed"),
-    fragmentFunction<Mixed>("Mixed"),
-    fragmentFunction<Second>("Second"),
-    computeFunction<Neighbours>("Neighbours"),
-    computeFunction<Split>("Split"),
     computeFunction<ShiftedRun>("ShiftedRun"),
     computeFunction<ShiftedPixels>("ShiftedPixels"),
     computeFunction<MovedPosition>("MovedPosition"),

@@ -87,7 +87,6 @@ struct RecordedEncoder final : MTLRenderCommandEncoder, MTLComputeCommandEncoder
 struct RecordingDevice final : MTLDevice {
     Calls calls;
     std::set<std::string> refused;       ///< names of operations, or of functions of a library
-    int callsToRefusal = 0;              ///< that one, and only that, of all that can be refused; 0 for none
     std::optional<NSError> nextError;    ///< of the next command buffer that is committed
     MTLRenderPassDescriptor renderPass;  ///< the last one
     MTLRenderPipelineDescriptor renderPipeline;
@@ -191,8 +190,7 @@ private:
     };
 
     bool refuses(const std::string& operation, const std::string& moreExactly = {}) {
-        const bool isItsTurn = callsToRefusal > 0 && --callsToRefusal == 0;
-        if (!isItsTurn && !refused.contains(operation) && !refused.contains(moreExactly)) return false;
+        if (!refused.contains(operation) && !refused.contains(moreExactly)) return false;
         recordFailureSite();
         return true;
     }

@@ -1,12 +1,10 @@
 // Libraries that the program builds from their sources, once and whenever they are saved.
 #include <signal.h>
-#include <tools/sources/CompilerError.h>
 
 #include "Program.h"
 
 namespace {
 
-using ondrix::tools::CompilerError;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -71,30 +69,6 @@ TEST_F(SourceLibrary, NamesTheLineThatDoesNotCompileOrWhatIsMissing) {
     expectReason(apply(file("missing.cpp"), {"--watch"}), file("missing.cpp"), "No such file");
     EXPECT_EQ(apply(ONDRIX_TEST_LIBRARY, {"--watch"}).status, 2);
     EXPECT_FALSE(std::filesystem::exists(out));
-}
-
-TEST_F(SourceLibrary, PutsErrorsOfEitherCompilerDownToTheSource) {
-    (void)folder.write("a.cpp", "first\n\tsecond\n");
-    const std::string own = file("a.cpp");
-    const std::string marked = "     2 |     second\n       |     ^\n";
-    const std::tuple<std::string, std::string, std::string, std::string> cases[] = {
-        {own + ":1:2: warning: old\n" + own + ":2:2: error: no such\n   2 |  second\n", own + ":2", "no such", marked},
-        {own + ":2:2:   required from here\n/x/h.h:7:3: error: deep\n" + own + ":1:1: error: later\n", own + ":2",
-         "deep", marked},
-        {"/x/h.h:7:3: error: deep\n/x/g.h:1:1: note: asked\n" + own + ":2:2: note: in instantiation\n", own + ":2",
-         "deep", marked},
-        {own + ":9: fatal error: gone\n", own + ":9", "gone", ""},
-        {"/x/h.h:7:3: error: deep\n", "/x/h.h:7", "deep", ""},
-        {"cc1plus: error: bad value\n", "NAME", "bad value", ""},
-        {"undefined\nlinker failed\n", "NAME", "linker failed", ""},
-        {"", "NAME", "the compiler failed without a message", ""},
-    };
-    for (const auto& [output, place, message, excerpt] : cases) {
-        const CompilerError error = CompilerError::parse(output, folder.path(), "NAME");
-        EXPECT_EQ(error.place, place) << output;
-        EXPECT_EQ(error.message, message);
-        EXPECT_EQ(error.excerpt, excerpt);
-    }
 }
 
 // A save that is missed, an old module that is used again, a picture lost by an error, builds that stay behind; saving

@@ -2,12 +2,9 @@
 #include <thread>
 
 #include <fcntl.h>
-#include <pty.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <tests/media/Frames.h>
-#include <tests/support/ManualClock.h>
-#include <tools/video/Progress.h>
 #include <unistd.h>
 
 #include "Program.h"
@@ -259,31 +256,6 @@ TEST_F(VideoCommand, SaysInOneLineWhatIsWrong) {
                  "at 0.040 s: the file can't be written: no space left on device");
     expectWrongUse({"video", clip, moved, "--size", "33x20"}, "--size");
     EXPECT_THAT(names(), UnorderedElementsAre("full.mkv", "in", "movie.mkv"));
-}
-
-TEST(ProgressTest, ShowsTheShareOnATerminalAndAsJSON) {
-    const test::ManualClock clock;
-    MovieInformation movie;
-    movie.duration = CMTimeMake(8, 1);
-    int terminal = 0, end = 0;
-    ASSERT_EQ(openpty(&terminal, &end, nullptr, nullptr, nullptr), 0);
-    const int errors = dup(STDERR_FILENO);
-    dup2(end, STDERR_FILENO);
-    testing::internal::CaptureStdout();
-    for (const auto kind : {tools::ProgressKind::automatic, tools::ProgressKind::json}) {
-        tools::Progress progress(kind, movie);
-        test::ManualClock::ticks += 2'000'000'000;
-        progress.update(10, 4);
-    }
-    dup2(errors, STDERR_FILENO);
-    char bar[256] = {};
-    EXPECT_GT(read(terminal, bar, sizeof bar - 1), 0);
-    for (const int descriptor : {terminal, end, errors}) close(descriptor);
-    EXPECT_STREQ(bar,
-                 "\r\033[K[###############...............]  50 %  10 frames  5.0 frames/s  2.00x  2 s left\r\033[K");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "{\"frames\":10,\"seconds\":4.000000,\"framesPerSecond\":5.00,\"speed\":2.000,\"share\":0.5000,"
-              "\"secondsLeft\":2.0,\"done\":false}\n");
 }
 
 }  // namespace

@@ -62,7 +62,7 @@ fs::path chooseModule(const fs::path& library, const std::string& forcedLevel) {
             if (forcedLevel.empty()) continue;
             throw Refusal("this processor does not run the SIMD level '" + forcedLevel + "'");
         }
-        const fs::path file = moduleFile(library, level);
+        fs::path file = moduleFile(library, level);
         if (fs::exists(file)) return file;
         if (!forcedLevel.empty())
             throw Refusal(quoted(library) + " has no module for the SIMD level '" + forcedLevel + "'");
