@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <charconv>
 #include <optional>
 
 #include <ondrix/frames/FrameColours.h>
@@ -82,6 +84,10 @@ FrameColours FrameColours::of(const CVPixelBuffer& frame) {
     const bool isWide = colours.primaries == ColourPrimaries::BT2020;
     colours.matrix =
         stated(matrices, CVAttachment::YCbCrMatrix).value_or(isWide ? YCbCrMatrix::BT2020 : YCbCrMatrix::BT709);
+    const std::string_view peak = CVBufferGetAttachment(frame, CVAttachment::PeakLuminance);
+    float luminance = 0;
+    std::from_chars(peak.data(), peak.data() + peak.size(), luminance);
+    if (luminance > 0) colours.peakLuminance = std::clamp(luminance, 203.0f, 10000.0f);
     return colours;
 }
 

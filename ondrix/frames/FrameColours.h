@@ -26,6 +26,12 @@ struct FrameColours {
     ChromaSiting siting = ChromaSiting::left;
     TransferFunction transfer = TransferFunction::SDR;
     ColourPrimaries primaries = ColourPrimaries::BT709;
+    float peakLuminance = 1000;  ///< cd/m2, of the display that a frame in PQ was made on: 203 to 10000
+
+    /// Whether textures, which are SDR in BT.709, need other numbers.
+    [[nodiscard]] bool isWide() const {
+        return transfer != TransferFunction::SDR || primaries != ColourPrimaries::BT709;
+    }
 
     friend bool operator==(const FrameColours&, const FrameColours&) = default;
 

@@ -11,6 +11,16 @@ struct FrameReadConstants {
     std::int32_t halvesWidth, halvesHeight, isCentred, isSeparate, unusedBits, largest;  ///< as in PlaneLayout
 };
 
+/// What the functions "Ondrix::Frames::...Wide..." read from buffer 1: how colours that aren't SDR in BT.709 become so.
+/// Luminances are parts of 10000 cd/m2.
+struct FrameToneConstants {
+    std::int32_t transfer;  ///< of the frame: 0 that of sRGB, 1 PQ, 2 HLG
+    float toBT709[3][4];    ///< rows for red, green and blue of light; the fourth is unused
+    float luminance[4];     ///< shares of red, green and blue in the frame's luminance
+    float white;            ///< luminance of white in SDR
+    float peak, target;     ///< of the frame and of SDR, as numbers of PQ
+};
+
 /// What the functions "Ondrix::Frames::Write..." read from buffer 0. A sample of luma is weights * colour + the last,
 /// rounded and limited to `smallest` and `largest`; likewise for both of chroma. It is stored times `scale`.
 struct FrameWriteConstants {

@@ -25,7 +25,7 @@ std::unique_ptr<FrameFunction> FrameFunction::make(MTLDevice& device, const char
 }
 
 bool FrameFunction::encode(MTLCommandBuffer& commandBuffer, const Textures& textures, const MTLTexture& target,
-                           const void* constants, std::int64_t length) const {
+                           Bytes constants, Bytes more) const {
     const auto encoder = commandBuffer.makeComputeCommandEncoder();
     if (encoder == nullptr) {
         Logger::gfx().error("Failed to make a compute command encoder for a frame.");
@@ -35,7 +35,8 @@ bool FrameFunction::encode(MTLCommandBuffer& commandBuffer, const Textures& text
     for (std::size_t slot = 0; slot < textures.size(); ++slot) {
         if (textures[slot] != nullptr) encoder->setTexture(textures[slot], static_cast<std::int64_t>(slot));
     }
-    if (length > 0) encoder->setBytes(constants, length, 0);
+    if (constants.bytes != nullptr) encoder->setBytes(constants.bytes, constants.length, 0);
+    if (more.bytes != nullptr) encoder->setBytes(more.bytes, more.length, 1);
     const auto size = threadGroupDispatchSize(*pipelineState_, target.width(), target.height());
     encoder->dispatchThreadgroups(size.threadGroupsPerGrid, size.threadGroupSize);
     encoder->endEncoding();

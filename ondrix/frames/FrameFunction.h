@@ -17,10 +17,16 @@ public:
     /// Null, with a message, where the framework's library or the function in it is missing.
     [[nodiscard]] static std::unique_ptr<FrameFunction> make(MTLDevice& device, const char* name);
 
-    /// Over a grid of the target's size; textures go to their slots, and null ones nowhere. False, with a message, when
-    /// the command buffer takes no encoder.
+    /// A struct for a buffer slot; none where `bytes` is null.
+    struct Bytes {
+        const void* bytes = nullptr;
+        std::int64_t length = 0;
+    };
+
+    /// Over a grid of the target's size; textures and constants go to their slots, and null ones nowhere. False, with a
+    /// message, when the command buffer takes no encoder.
     [[nodiscard]] bool encode(MTLCommandBuffer& commandBuffer, const Textures& textures, const MTLTexture& target,
-                              const void* constants, std::int64_t length) const;
+                              Bytes constants, Bytes more) const;
 
 private:
     explicit FrameFunction(std::shared_ptr<MTLComputePipelineState> pipelineState);

@@ -1,3 +1,5 @@
+#include <cmath>
+#include <cstring>
 #include <utility>
 
 #include <ondrix/frames/FrameLayout.h>
@@ -97,6 +99,38 @@ FrameReadConstants FrameLayout::readConstants(const FrameColours& colours) const
     constants.isSeparate = kind == Kind::planar;
     constants.unusedBits = unusedBits;
     constants.largest = (1 << bits) - 1;
+    return constants;
+}
+
+FrameToneConstants FrameLayout::toneConstants(const FrameColours& colours) {
+    // Light of each set of primaries as light of BT.709's; white is the same in all.
+    constexpr float fromBT709[3][4] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+    constexpr float fromP3[3][4] = {{1.2249401763f, -0.2249401763f, 0},
+                                    {-0.0420569547f, 1.0420569547f, 0},
+                                    {-0.0196375546f, -0.0786360456f, 1.0982736001f}};
+    constexpr float fromBT2020[3][4] = {{1.6604910021f, -0.5876411388f, -0.0728498633f},
+                                        {-0.1245504745f, 1.1328998971f, -0.0083494226f},
+                                        {-0.0181507634f, -0.1005788980f, 1.1187296614f}};
+    const auto numberOfPQ = [](double light) {
+        const double power = std::pow(light, 0.1593017578125);
+        return static_cast<float>(std::pow((0.8359375 + 18.8515625 * power) / (1 + 18.6875 * power), 78.84375));
+    };
+    FrameToneConstants constants{};
+    constants.transfer = static_cast<std::int32_t>(colours.transfer);
+    std::memcpy(constants.toBT709,
+                colours.primaries == ColourPrimaries::BT2020 ? fromBT2020
+                : colours.primaries == ColourPrimaries::P3   ? fromP3
+                                                             : fromBT709,
+                sizeof constants.toBT709);
+    const Shares shares = sharesOf(YCbCrMatrix::BT2020);
+    constants.luminance[0] = static_cast<float>(shares.red);
+    constants.luminance[1] = static_cast<float>(1 - shares.red - shares.blue);
+    constants.luminance[2] = static_cast<float>(shares.blue);
+    constexpr double white = 203, hybridPeak = 1000;
+    constants.white = static_cast<float>(white / 10000);
+    constants.target = numberOfPQ(white / 10000);
+    const double peak = colours.transfer == TransferFunction::HLG ? hybridPeak : double{colours.peakLuminance};
+    constants.peak = numberOfPQ(peak / 10000);
     return constants;
 }
 

@@ -31,6 +31,7 @@ struct FrameLayout {
     [[nodiscard]] static std::optional<FrameLayout> of(OSType pixelFormat);
 
     [[nodiscard]] FrameReadConstants readConstants(const FrameColours& colours) const;
+    [[nodiscard]] static FrameToneConstants toneConstants(const FrameColours& colours);
     [[nodiscard]] FrameWriteConstants writeConstants(const FrameColours& colours) const;
 
     /// One plane as a texture; null when it can't be wrapped.

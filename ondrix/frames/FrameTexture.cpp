@@ -38,15 +38,18 @@ bool FrameTexture::start() {
         return false;
     }
     images_.reserve(mostImages);
-    return functionFor(*FrameLayout::of(kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange)) != nullptr;
+    return functionFor(*FrameLayout::of(kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange), false) != nullptr;
 }
 
-const FrameFunction* FrameTexture::functionFor(const FrameLayout& layout) {
+const FrameFunction* FrameTexture::functionFor(const FrameLayout& layout, bool isWide) {
     constexpr const char* names[] = {"Ondrix::Frames::ReadNV12", "Ondrix::Frames::ReadI420",
                                      "Ondrix::Frames::ReadP010", "Ondrix::Frames::ReadI010",
-                                     "Ondrix::Frames::Read",     "Ondrix::Frames::ReadGrey"};
+                                     "Ondrix::Frames::Read",     "Ondrix::Frames::ReadGrey",
+                                     "Ondrix::Frames::ReadWide", "Ondrix::Frames::ReadWidePicture"};
     std::size_t index = 4;
-    if (layout.kind == FrameLayout::Kind::grey) {
+    if (isWide) {
+        index = layout.kind == FrameLayout::Kind::picture ? 7 : 6;
+    } else if (layout.kind == FrameLayout::Kind::grey) {
         index = 5;
     } else if (layout.halvesWidth && layout.halvesHeight) {
         index = (layout.bits > 8 ? 2 : 0) + (layout.kind == FrameLayout::Kind::planar ? 1 : 0);
@@ -80,10 +83,6 @@ std::shared_ptr<MTLTexture> FrameTexture::convert(const std::shared_ptr<CVPixelB
     }
     checkAttachments(*frame);
     const FrameColours colours = FrameColours::of(*frame);
-    if (colours.transfer != TransferFunction::SDR) {
-        Logger::gfx().error("Failed to show a frame whose transfer function is that of HDR.");
-        return nullptr;
-    }
     FrameFunction::Textures textures;
     for (int plane = 0; plane < layout->planeCount(); ++plane) {
         textures[static_cast<std::size_t>(plane)] = layout->wrap(*cache_, frame, plane);
@@ -92,19 +91,23 @@ std::shared_ptr<MTLTexture> FrameTexture::convert(const std::shared_ptr<CVPixelB
             return nullptr;
         }
     }
-    if (layout->kind == FrameLayout::Kind::picture) return textures[0];
+    const bool isWide = colours.isWide() && layout->kind != FrameLayout::Kind::grey;
+    if (layout->kind == FrameLayout::Kind::picture && !isWide) return textures[0];
 
     auto image = freeImage(textures[0]->width(), textures[0]->height());
     if (image == nullptr) {
         Logger::gfx().error("Failed to make an image for the frame.");
         return nullptr;
     }
-    const FrameFunction* const function = functionFor(*layout);
+    const FrameFunction* const function = functionFor(*layout, isWide);
     if (function == nullptr) return nullptr;
     if (layout->kind == FrameLayout::Kind::biPlanar) textures[2] = textures[1];
     textures[3] = image;
     const FrameReadConstants constants = layout->readConstants(colours);
-    return function->encode(commandBuffer, textures, *image, &constants, sizeof constants) ? image : nullptr;
+    const FrameToneConstants tone = FrameLayout::toneConstants(colours);
+    const FrameFunction::Bytes toneBytes{isWide ? &tone : nullptr, sizeof tone};
+    return function->encode(commandBuffer, textures, *image, {&constants, sizeof constants}, toneBytes) ? image
+                                                                                                        : nullptr;
 }
 
 std::shared_ptr<MTLTexture> FrameTexture::freeImage(std::uint64_t width, std::uint64_t height) {

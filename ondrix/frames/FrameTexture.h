@@ -19,8 +19,11 @@ struct FrameLayout;
 /// command buffer needs it, so several frames may be on their way, and videos know nothing of each other.
 ///
 /// It takes all formats of CVPixelBuffer.h. Chroma is interpolated to the places of luma as the siting says, and the
-/// result is at most one level of 8 bits (one of 10 bits in a float image) from exact arithmetic. Frames that are red,
-/// green and blue already aren't copied: the image is the frame's own memory. HDR frames are refused.
+/// result is at most one level of 8 bits (one of 10 bits in a float image) from exact arithmetic. Images are SDR in
+/// BT.709. Frames that are red, green and blue in it already aren't copied: the image is the frame's own memory. Other
+/// primaries are brought there by way of light, what they can't show is cut off. HDR is shown as on a display whose
+/// white has 203 cd/m2: the brightest of red, green and blue follows the curve of ITU-R BT.2390, the others keep their
+/// share. HLG is taken as on a display of 1000 cd/m2.
 ///
 /// Used from one thread at a time, each object from its own.
 class FrameTexture : public Texture {
@@ -43,7 +46,7 @@ private:
 
     [[nodiscard]] bool start();
     /// The function for frames of a layout; null, with a message, where it can't be made.
-    [[nodiscard]] const FrameFunction* functionFor(const FrameLayout& layout);
+    [[nodiscard]] const FrameFunction* functionFor(const FrameLayout& layout, bool isWide);
     [[nodiscard]] std::shared_ptr<MTLTexture> convert(const std::shared_ptr<CVPixelBuffer>& frame,
                                                       MTLCommandBuffer& commandBuffer);
     /// One that nobody uses any more.
@@ -53,7 +56,7 @@ private:
 
     const MTLPixelFormat pixelFormat_;
     std::shared_ptr<CVMetalTextureCache> cache_;
-    std::unique_ptr<FrameFunction> functions_[6];      ///< made when they are needed first
+    std::unique_ptr<FrameFunction> functions_[8];      ///< made when they are needed first
     std::vector<std::shared_ptr<MTLTexture>> images_;  ///< those made last, of a few sizes
     Size2<Int> size_{0, 0};                            ///< that the observers know
     std::string unknownText_;                          ///< that was logged

@@ -29,7 +29,7 @@ std::shared_ptr<FrameWriter> FrameWriter::create(std::shared_ptr<Device> device,
             Logger::gfx().error("Failed to make a writer of frames for a pixel format that can't be written.");
             return nullptr;
         }
-        if (colours.transfer != TransferFunction::SDR || colours.primaries != ColourPrimaries::BT709) {
+        if (colours.isWide()) {
             Logger::gfx().error("Failed to make a writer of frames for colours other than SDR in BT.709.");
             return nullptr;
         }
@@ -115,10 +115,10 @@ bool FrameWriter::encode(const std::shared_ptr<MTLTexture>& picture, const std::
         }
     }
     const FrameWriteConstants constants = layout_->writeConstants(colours_);
-    const std::int64_t length = layout_->kind == Kind::picture ? 0 : sizeof constants;
-    if (!luma_->encode(commandBuffer, {picture, planes[0]}, *planes[0], &constants, length)) return false;
-    return chroma_ == nullptr ||
-           chroma_->encode(commandBuffer, {picture, planes[1], planes[2]}, *planes[1], &constants, length);
+    const bool isPicture = layout_->kind == Kind::picture;
+    const FrameFunction::Bytes bytes{isPicture ? nullptr : &constants, sizeof constants};
+    if (!luma_->encode(commandBuffer, {picture, planes[0]}, *planes[0], bytes, {})) return false;
+    return chroma_ == nullptr || chroma_->encode(commandBuffer, {picture, planes[1], planes[2]}, *planes[1], bytes, {});
 }
 
 }  // namespace ondrix

@@ -38,6 +38,77 @@ inline void ReadGrey(const Position& p, const Texture<0, Format::r8, Reach::own>
     output.write(p, k->colour(lumaSamples(luma.view, k->layout, p), Int(0)));
 }
 
+using Tone = ondrix::FrameToneConstants;
+
+ONDRIX_INLINE Float3 perComponent(const Float3& a, auto&& function) {
+    return {function(a.x), function(a.y), function(a.z)};
+}
+
+/// Light of a number of PQ, and the other way.
+ONDRIX_INLINE Float lightOfPQ(Float number) {
+    const Float root = pow(number, 1 / 78.84375f);
+    return pow(max(root - 0.8359375f, 0) / (18.8515625f - 18.6875f * root), 1 / 0.1593017578125f);
+}
+ONDRIX_INLINE Float numberOfPQ(Float light) {
+    const Float power = pow(light, 0.1593017578125f);
+    return pow((0.8359375f + 18.8515625f * power) / (1 + 18.6875f * power), 78.84375f);
+}
+
+/// The brightest light that a display of SDR shows for light of the frame's display: the curve of ITU-R BT.2390, black
+/// staying black.
+ONDRIX_INLINE Float toneMapped(Float light, const Tone& k) {
+    const Float number = numberOfPQ(light) / k.peak, most = k.target / k.peak, knee = most * 1.5f - 0.5f;
+    const Float t = saturate((number - knee) / (Float(1) - knee)), t2 = t * t, t3 = t2 * t;
+    const Float bent = (t3 * 2 - t2 * 3 + 1) * knee + (t3 - t2 * 2 + t) * (Float(1) - knee) + (t2 * 3 - t3 * 2) * most;
+    return select(number < knee, light, lightOfPQ(bent * k.peak));
+}
+
+/// Red, green and blue of SDR in BT.709 as a display of it shows them, of the frame's numbers.
+ONDRIX_INLINE Float3 narrowed(const Float3& numbers, const Tone& k) {
+    Float3 light;
+    const Float3 inRange = perComponent(numbers, [](Float a) { return saturate(a); });
+    if (k.transfer == 0) {
+        light = perComponent(
+            inRange, [](Float a) { return select(a <= 0.04045f, a / 12.92f, pow((a + 0.055f) / 1.055f, 2.4f)); });
+    } else {
+        if (k.transfer == 1) {
+            light = perComponent(inRange, lightOfPQ);
+        } else {
+            const Float3 scene = perComponent(inRange, [](Float a) {
+                return select(a <= 0.5f, a * a / 3, (exp((a - 0.55991073f) / 0.17883277f) + 0.28466892f) / 12);
+            });
+            const Float luminance = dot(scene, Float3{k.luminance[0], k.luminance[1], k.luminance[2]});
+            light = scene * (pow(luminance, 0.2f) * 0.1f);
+        }
+        const Float brightest = max(max(light.x, light.y), light.z);
+        light = light * (select(brightest > 0, toneMapped(brightest, k) / brightest, 0) / k.white);
+    }
+    const auto row = [&](const float(&weights)[4]) {
+        return saturate(light.x * weights[0] + light.y * weights[1] + light.z * weights[2]);
+    };
+    return perComponent({row(k.toBT709[0]), row(k.toBT709[1]), row(k.toBT709[2])}, [](Float a) {
+        return select(a <= 0.0031308f, a * 12.92f, pow(a, 1 / 2.4f) * 1.055f - 0.055f);
+    });
+}
+
+/// Like `Read`, for colours that aren't SDR in BT.709.
+inline void ReadWide(const Position& p, const Texture<0, Format::r16, Reach::own>& luma,
+                     const Texture<1, Format::rg16, Sides::half>& chroma,
+                     const Texture<2, Format::rg16, Sides::half>& red, const Target<3>& output,
+                     const Constants<ondrix::FrameReadConstants, 0, Reading>& k, const Constants<Tone, 1>& tone) {
+    const Float4 colour =
+        k->colour(lumaSamples(luma.view, k->layout, p), chromaSums(chroma.view, red.view, k->layout, p));
+    const Float3 result = narrowed(colour.xyz(), *tone);
+    output.write(p, Float4{result.x, result.y, result.z, 1});
+}
+
+inline void ReadWidePicture(const Position& p, const Texture<0, Reach::own>& picture, const Target<3>& output,
+                            const Constants<Tone, 1>& tone) {
+    const Float4 colour = picture.read(p);
+    const Float3 result = narrowed(colour.xyz(), *tone);
+    output.write(p, Float4{result.x, result.y, result.z, colour.w});
+}
+
 using Writing = ondrix::FrameWriteConstants;
 
 ONDRIX_INLINE Float sample(const Float3& colour, const float (&weights)[4], const float (&range)[2], float scale) {
@@ -87,6 +158,8 @@ const FunctionTable functions{
     computeFunction<Read<Format::r16, Format::r16, Sides::half>>("Ondrix::Frames::ReadI010"),
     computeFunction<Read<Format::r8, Format::r8, Sides::full>>("Ondrix::Frames::Read"),
     computeFunction<ReadGrey>("Ondrix::Frames::ReadGrey"),
+    computeFunction<ReadWide>("Ondrix::Frames::ReadWide"),
+    computeFunction<ReadWidePicture>("Ondrix::Frames::ReadWidePicture"),
     computeFunction<WriteLuma>("Ondrix::Frames::WriteLuma"),
     computeFunction<WriteChroma>("Ondrix::Frames::WriteChroma"),
     computeFunction<WriteSeparateChroma>("Ondrix::Frames::WriteSeparateChroma"),
