@@ -26,6 +26,9 @@ namespace {
 
 constexpr int sizes[] = {1, 2, 3, 7, 15, 16, 17, 33, 64, 127};
 
+constexpr Format formats[] = {Format::bgra8, Format::rgba8,   Format::bgra8_srgb, Format::r8,      Format::rg8_srgb,
+                              Format::r16f,  Format::rgba16f, Format::rg32f,      Format::rgba32f, Format::r32f};
+
 SamplerView sampler(int filter, MTLSamplerAddressMode mode, MTLSamplerBorderColor border = {}) {
     const auto f = static_cast<std::uint8_t>(filter), m = static_cast<std::uint8_t>(mode);
     return {f, f, m, m, static_cast<std::uint8_t>(border)};
@@ -106,6 +109,88 @@ TEST_P(LevelAgreement, UprightScaling) {
     }
 }
 
+// Rows that run along the texture's columns or backwards, exactly or with the small error of a rounded matrix: copies,
+// boxes and blends from cached lines, across the ends of blocks of lines.
+TEST_P(LevelAgreement, TurnedAndMirroredRows) {
+    for (const auto& [w, h] : {std::pair{1, 1}, {16, 33}, {37, 18}, {130, 20}}) {
+        for (const auto& [along, across] :
+             {std::pair{w, h}, {2 * w, 2 * h}, {w / 2 + 1, h}, {w, 3 * h + 1}, {w + 2, h + 2}}) {
+            for (const double skew : {0.0, 1e-9, -4e-8, 1e-3}) {
+                for (const auto& [turned, direction] :
+                     {std::pair{true, 1.0}, {true, -1.0}, {false, 1.0}, {false, -1.0}}) {
+                    const shading::Plane alongPlane{0.5 + direction * (0.5 / w - 0.5), direction / w, skew};
+                    const shading::Plane acrossPlane{0.5 / h, skew, 1.0 / h};
+                    Image source(turned ? across : along, turned ? along : across, Format::bgra8, 8);
+                    Draw d{fill(w, h), {source.view()}, {linearClamp}};
+                    d.mapping.u = turned ? acrossPlane : alongPlane;
+                    d.mapping.v = turned ? alongPlane : acrossPlane;
+                    for (int first : {0, w / 3}) {
+                        d.x0 = first;
+                        expectSameDraw(OWN_LIBRARY, present, d, w, h, Format::bgra8);
+                    }
+                }
+            }
+        }
+    }
+}
+
+// Texels picked from windows of few rows, or fetched one by one, in the middle and at all edges.
+TEST_P(LevelAgreement, TurnsByAnyAngle) {
+    for (const auto& [w, h] : {std::pair{31, 9}, {33, 9}, {75, 40}}) {
+        Image source(w, h, Format::bgra8, 8);
+        for (const double angle : {1e-5, 0.02, -0.12, 0.5, 0.8, -1.5, 3.0}) {
+            for (const double scale : {0.3, 1.0, 2.2}) {
+                const double c = scale * std::cos(angle), s = scale * std::sin(angle);
+                Draw d{fill(w + 5, h + 3), {source.view()}, {linearClamp}};
+                d.mapping = {{0.5 - (c * w - s * h) / 2 / w, c / w, -s / w},
+                             {0.5 - (s * w + c * h) / 2 / h, s / h, c / h}};
+                expectSameDraw(OWN_LIBRARY, present, d, w + 5, h + 3, Format::bgra8);
+            }
+        }
+    }
+}
+
+// Lines of one texel or pixel, long ones, and nearly all of the one in nothing of the other.
+TEST_P(LevelAgreement, ImagesOfEveryShape) {
+    constexpr std::pair<int, int> shapes[] = {{1, 1},   {1, 5},  {5, 1},  {2, 3},     {5, 3},
+                                              {16, 16}, {17, 5}, {64, 2}, {16384, 1}, {1, 16384}};
+    for (const auto& [w, h] : shapes) {
+        Image luma(w, h, Format::r8, 1), chroma((w + 1) / 2, (h + 1) / 2, Format::rg8, 2);
+        const auto constants = conversions().front();
+        expectSameDispatch(OWN_LIBRARY, convert, {luma.view(), chroma.view()}, w, h, Format::bgra8, &constants);
+        for (const auto& [sourceWidth, sourceHeight] : shapes) {
+            Image source(sourceWidth, sourceHeight, Format::bgra8, 8);
+            expectSameDispatch(OWN_LIBRARY, copy, {source.view()}, w, h, Format::bgra8);
+            for (const double part : {1.0, 0.4, 2.5}) {  // of the source that the target shows
+                const auto plane = [part, w = w, h = h](bool alongX, double direction) {
+                    const double step = direction * part / (alongX ? w : h);
+                    return shading::Plane{0.5 + 0.5 * step - 0.5 * direction * part, alongX ? step : 0,
+                                          alongX ? 0 : step};
+                };
+                for (int turn = 0; turn < 8; turn++) {
+                    const double across = turn % 2 == 0 ? 1 : -1, down = turn / 2 % 2 == 0 ? 1 : -1;
+                    Draw d{{plane(turn < 4, across), plane(turn >= 4, down)}, {source.view()}, {linearClamp}};
+                    d.streaming = turn % 3 == 0;
+                    expectSameDraw(OWN_LIBRARY, present, d, w, h, Format::bgra8);
+                }
+            }
+        }
+    }
+}
+
+TEST_P(LevelAgreement, EveryPairOfFormatsIsCopied) {
+    for (Format from : formats) {
+        for (Format to : formats) {
+            for (int w : {1, 16, 31, 160}) {
+                Image source(w, 5, from, 4);
+                expectSameDraw(OWN_LIBRARY, present, {fill(w, 5), {source.view()}, {linearClamp}}, w, 5, to);
+                expectSameDispatch(OWN_LIBRARY, copy, {source.view()}, w + 3, 4, to);
+                expectSameDispatch(OWN_LIBRARY, copy, {source.view()}, w, 5, to, nullptr, true);
+            }
+        }
+    }
+}
+
 using Colour = std::array<float, 4>;
 static Colour colourOf(Image& image, std::int64_t x, std::int64_t y) {
     Colour colour{};
@@ -162,6 +247,23 @@ TEST_P(LevelAgreement, YCbCrConversion) {
                 }
             }
         }
+    }
+}
+
+// What no number can be must still come out the same from packs: negative, huge, infinite and NaN colours.
+TEST_P(EveryLevel, UnusualColoursAreStoredLikeSinglePixels) {
+    const float nan = std::numeric_limits<float>::quiet_NaN(), infinity = std::numeric_limits<float>::infinity();
+    const float values[] = {nan, -nan, infinity, -infinity, -1, 1e30f, -1e30f, 0.49999f, 1.00001f, 0.00196f};
+    for (Format format : {Format::bgra8, Format::rgba8_srgb, Format::r8}) {
+        Image source(19, 1, Format::rgba32f, 1), target(19, 1, format, 0), expected(19, 1, format, 0);
+        for (int i = 0; i < 19 * 4; i++) {
+            std::memcpy(source.pixel(i / 4, 0) + i % 4 * 4, &values[(i / 4 + i % 4) % 10], 4);
+        }
+        dispatch(open(OWN_LIBRARY, level), copy, {source.view(), target.view()}, 19, 1, nullptr);
+        for (int x = 0; x < 19; x++) {
+            shading::encodePixel(format, colourOf(source, x, 0).data(), expected.pixel(x, 0));
+        }
+        ASSERT_EQ(target.bytes(), expected.bytes()) << level;
     }
 }
 
