@@ -38,6 +38,7 @@ typedef std::uint32_t UInts __attribute__((vector_size(count * 4)));
 typedef std::int16_t Halves __attribute__((vector_size(count * 4)));
 typedef std::int8_t Bytes __attribute__((vector_size(count * 4)));
 typedef double Doubles __attribute__((vector_size(count * 8)));
+typedef std::int32_t Four __attribute__((vector_size(16)));
 typedef float FloatsInMemory __attribute__((vector_size(count * 4), aligned(1), may_alias));
 typedef std::int32_t IntsInMemory __attribute__((vector_size(count * 4), aligned(1), may_alias));
 
