@@ -125,8 +125,15 @@ ONDRIX_INLINE Int clamp(Int a, Int low, Int high) {
 ONDRIX_INLINE Float saturate(Float a) {
     return clamp(a, 0, 1);
 }
+/// The 32 bits of each float as an integer, and back: sign, 8 bits of exponent, 23 of the significand.
+ONDRIX_INLINE Int asInt(Float a) {
+    return Int(reinterpret_cast<lanes::Ints>(a.v));
+}
+ONDRIX_INLINE Float asFloat(Int bits) {
+    return Float(reinterpret_cast<lanes::Floats>(bits.v));
+}
 ONDRIX_INLINE Float abs(Float a) {
-    return Float(reinterpret_cast<lanes::Floats>(reinterpret_cast<lanes::Ints>(a.v) & 0x7fffffff));
+    return asFloat(asInt(a) & 0x7fffffff);
 }
 /// Magnitudes below 2^31.
 ONDRIX_INLINE Float floor(Float a) {

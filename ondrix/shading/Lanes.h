@@ -40,6 +40,7 @@ typedef std::int8_t Bytes __attribute__((vector_size(count * 4)));
 typedef double Doubles __attribute__((vector_size(count * 8)));
 typedef std::uint16_t ShortsInMemory __attribute__((vector_size(count * 2), aligned(1), may_alias));
 typedef std::uint8_t BytesInMemory __attribute__((vector_size(count), aligned(1), may_alias));
+typedef std::int32_t Four __attribute__((vector_size(16)));
 typedef float FloatsInMemory __attribute__((vector_size(count * 4), aligned(1), may_alias));
 typedef std::int32_t IntsInMemory __attribute__((vector_size(count * 4), aligned(1), may_alias));
 

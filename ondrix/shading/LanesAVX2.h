@@ -48,6 +48,11 @@ ONDRIX_INLINE void gatherPairs(const void* base, Ints index, Ints& first, Ints& 
     second = reinterpret_cast<Ints>(_mm256_permute2x128_si256(low, high, 0x31));
 }
 
+ONDRIX_INLINE Ints joined(const Four (&parts)[2]) {
+    return reinterpret_cast<Ints>(
+        _mm256_set_m128i(reinterpret_cast<__m128i>(parts[1]), reinterpret_cast<__m128i>(parts[0])));
+}
+
 ONDRIX_INLINE void streamWords(std::uint8_t* p, Ints v) {
     _mm256_stream_si256(reinterpret_cast<__m256i*>(p), reinterpret_cast<__m256i>(v));
 }

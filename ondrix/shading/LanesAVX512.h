@@ -43,6 +43,13 @@ ONDRIX_INLINE void gatherPairs(const void* base, Ints index, Ints& first, Ints& 
     second = reinterpret_cast<Ints>(_mm512_permutex2var_epi32(low, odds, high));
 }
 
+ONDRIX_INLINE Ints joined(const Four (&parts)[4]) {
+    const auto half = [&](int i) __attribute__((always_inline)) {
+        return _mm256_set_m128i(reinterpret_cast<__m128i>(parts[i + 1]), reinterpret_cast<__m128i>(parts[i]));
+    };
+    return reinterpret_cast<Ints>(_mm512_inserti64x4(_mm512_castsi256_si512(half(0)), half(2), 1));
+}
+
 ONDRIX_INLINE void streamWords(std::uint8_t* p, Ints v) {
     _mm512_stream_si512(reinterpret_cast<__m512i*>(p), reinterpret_cast<__m512i>(v));
 }

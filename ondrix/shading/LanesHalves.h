@@ -1,5 +1,6 @@
 #pragma once
 
+#include <type_traits>
 #include <utility>
 
 #include <ondrix/shading/Lanes.h>
@@ -148,6 +149,25 @@ ONDRIX_INLINE void transpose(const Ints (&packs)[4], Ints (&result)[4]) {
     result[1] = pick<detail::Longs, Interleaved<count / 2, 1>>(lower[0], lower[1]);
     result[2] = pick<detail::Longs, Interleaved<count / 2, 0>>(upper[0], upper[1]);
     result[3] = pick<detail::Longs, Interleaved<count / 2, 1>>(upper[0], upper[1]);
+}
+
+/// Texels of `size` bytes, 4, 8 or 16, that begin at base + 4 * index: of every four lanes that of lane k, in 16 bytes
+/// filled up with zeros.
+template <int k, int size>
+ONDRIX_INLINE Ints texelsOfFour(const std::uint8_t* base, const std::int32_t (&index)[count]) {
+    Four parts[count / 4];
+    for (int i = 0; i < count / 4; i++) {
+        const std::uint8_t* texel = base + 4 * static_cast<std::int64_t>(index[4 * i + k]);
+        if constexpr (size == 16) {
+            std::memcpy(&parts[i], texel, 16);
+        } else {
+            typedef std::int64_t Two __attribute__((vector_size(16)));
+            std::conditional_t<size == 8, std::int64_t, std::uint32_t> bytes;
+            std::memcpy(&bytes, texel, size);
+            parts[i] = reinterpret_cast<Four>(Two{static_cast<std::int64_t>(bytes), 0});
+        }
+    }
+    return joined(parts);
 }
 
 /// 4 * count bytes in groups of four, dealt out so that interleaving bytes and then halves brings them back into order:

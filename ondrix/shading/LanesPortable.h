@@ -62,6 +62,13 @@ ONDRIX_INLINE void gatherPairs(const void* base, Ints index, Ints& first, Ints& 
     }
 }
 
+#if !defined(ONDRIX_PLAIN)
+/// Parts of four lanes as a pack, the first part in the lowest lanes.
+ONDRIX_INLINE Ints joined(const Four (&parts)[1]) {
+    return parts[0];
+}
+#endif
+
 /// Like `storeWords` at a multiple of the size of a pack, for results that would only push other data out of the
 /// caches. What is stored so is in order with other memory operations only after `finishStreaming`.
 ONDRIX_INLINE void streamWords(std::uint8_t* p, Ints v) {

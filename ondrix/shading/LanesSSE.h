@@ -48,6 +48,10 @@ ONDRIX_INLINE void gatherPairs(const void* base, Ints index, Ints& first, Ints& 
     second = reinterpret_cast<Ints>(_mm_unpackhi_epi64(low, high));
 }
 
+ONDRIX_INLINE Ints joined(const Four (&parts)[1]) {
+    return parts[0];
+}
+
 ONDRIX_INLINE void streamWords(std::uint8_t* p, Ints v) {
     _mm_stream_si128(reinterpret_cast<__m128i*>(p), reinterpret_cast<__m128i>(v));
 }

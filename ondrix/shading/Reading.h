@@ -69,6 +69,58 @@ struct Run {
             Float(lanes::load(colours[3]))};
 }
 
+#if !defined(ONDRIX_PLAIN)
+
+/// Whether every texel begins at a multiple of 4 bytes, up to 2^31 - 1 times 4, in one of the formats that `components`
+/// knows.
+ONDRIX_INLINE bool areGathered(const TextureView& view) {
+    const auto format = static_cast<Format>(view.format);
+    return (isFourPlainBytes(format) || format == Format::rgba16f || format == Format::rgba32f) &&
+           view.bytesPerRow % 4 == 0 && view.bytesPerRow / 4 * view.height <= INT32_MAX;
+}
+
+/// What `decodeHalf` gives for the lower half of each lane, whose upper half is 0.
+ONDRIX_INLINE Float fromHalf(Int half) {
+    const Int magnitude = (half & 0x7fff) << 13;
+    const Int number = asInt(asFloat(magnitude) * 0x1p112f);
+    return asFloat(select(magnitude < 0x7c00 << 13, number, magnitude | 0x7f800000) | (half & 0x8000) << 16);
+}
+
+/// The components of texels in the order of memory, of each pixel in four lanes side by side, from `texelsOfFour`.
+template <Format format>
+ONDRIX_INLINE Float components(lanes::Ints texels) {
+    if constexpr (format == Format::rgba32f) return asFloat(Int(texels));
+    if constexpr (format == Format::rgba16f) return fromHalf(Int(lanes::interleaveHalves<0>(texels, lanes::Ints{})));
+    const lanes::Ints bytes =
+        lanes::interleaveHalves<0>(lanes::interleaveBytes<0>(texels, lanes::Ints{}), lanes::Ints{});
+    return Float(Int(bytes)) * unormScale;
+}
+
+/// The colours of pixels whose components lie in four lanes side by side, `packs[k]` those of lane k of every four.
+template <Format format>
+ONDRIX_INLINE Float4 turned(const lanes::Ints (&packs)[4]) {
+    lanes::Ints channels[4];
+    lanes::transpose(packs, channels);
+    constexpr int red = isBlueFirst(format) ? 2 : 0;
+    return {asFloat(Int(channels[red])), asFloat(Int(channels[1])), asFloat(Int(channels[2 - red])),
+            asFloat(Int(channels[3]))};
+}
+
+/// Like `generalPixels`, for textures that `areGathered` is true for.
+template <Format format>
+[[gnu::noinline]] inline Float4 gatheredPixels(TextureView view, lanes::Ints x, lanes::Ints y) {
+    constexpr int size = bytesPerPixel(format);
+    alignas(64) std::int32_t at[lanes::count];
+    lanes::store(at, (Int(y) * static_cast<int>(view.bytesPerRow / 4) + Int(x) * (size / 4)).v);
+    const auto pack = [&]<int k>(std::integral_constant<int, k>) __attribute__((always_inline)) {
+        return asInt(components<format>(lanes::texelsOfFour<k, size>(view.bytes, at))).v;
+    };
+    return turned<format>({pack(std::integral_constant<int, 0>{}), pack(std::integral_constant<int, 1>{}),
+                           pack(std::integral_constant<int, 2>{}), pack(std::integral_constant<int, 3>{})});
+}
+
+#endif
+
 /// Single pixels of an 8-bit format as four bytes; one- and two-byte formats give red, green, 0, 255. Positions inside
 /// only.
 ONDRIX_INLINE Int pixelBytes(const TextureView& view, Int x, Int y) {
@@ -128,7 +180,15 @@ ONDRIX_INLINE Texel pixels(const TextureView& view, Int2 at) {
     const Mask inside = (at.x >= 0) & (at.y >= 0) & (at.x < view.width) & (at.y < view.height);
     const Int x = clamp(at.x, 0, view.width - 1), y = clamp(at.y, 0, view.height - 1);
     if (isFourBytes(format)) return texelFromBytes(select(inside, pixelBytes(view, x, y), Int(0)), format);
-    return {select(inside, generalPixels(view, x.v, y.v), Float4{0, 0, 0, 0}), {}, 0};
+    const Float4 colours = [&]() __attribute__((always_inline)) {
+#if !defined(ONDRIX_PLAIN)
+        if (format == Format::rgba32f && areGathered(view)) return gatheredPixels<Format::rgba32f>(view, x.v, y.v);
+        if (format == Format::rgba16f && areGathered(view)) return gatheredPixels<Format::rgba16f>(view, x.v, y.v);
+#endif
+        return generalPixels(view, x.v, y.v);
+    }
+    ();
+    return {select(inside, colours, Float4{0, 0, 0, 0}), {}, 0};
 }
 
 }  // namespace ondrix::shading::reading

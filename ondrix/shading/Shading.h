@@ -7,3 +7,5 @@
 /// `Float2` ...), one value for each of the pixels that are worked on at once. Values of different pixels part ways by
 /// `select`, never by `if`. The same source is compiled once for every SIMD level and gives the same bits on each.
 #include <ondrix/shading/FunctionTable.h>
+#include <ondrix/shading/LookUp.h>
+#include <ondrix/shading/Math.h>

@@ -17,6 +17,8 @@ extern const Constants<Settings, 0>& settings;
 extern const Texture<0>& image;
 extern const Sampler<0>& linear;
 extern const Varying2& uv;
+extern const Texture<2>& curve;
+extern const Texture<3>& cube;
 extern const Float4 colour, dark, light;
 
 // What tables name; a block with functions of its own has them in a namespace of its own.

@@ -31,7 +31,45 @@ inline void WrittenElsewhere(const Position& p, const Texture<0>& image, const T
     output.write(p + *by, image.read(p));
 }
 
+/// Functions of the numbers in red and green.
+inline void Powers(const Position& p, const Texture<0, Format::rgba32f>& in, const Target<1, Format::rgba32f>& out) {
+    const Float x = in.read(p).x;
+    out.write(p, Float4{exp2(x), exp(x), log2(x), log(x)});
+}
+inline void Angles(const Position& p, const Texture<0, Format::rgba32f>& in, const Target<1, Format::rgba32f>& out) {
+    const Float4 number = in.read(p);
+    out.write(p, Float4{sin(number.x), cos(number.x), tan(number.x), atan2(number.x, number.y)});
+}
+inline void Rest(const Position& p, const Texture<0, Format::rgba32f>& in, const Target<1, Format::rgba32f>& out) {
+    const Float4 number = in.read(p);
+    const Float2 both = round(Float2{number.x, number.y});
+    out.write(p, Float4{pow(number.x, number.y), both.x, both.y, sign(number.x)});
+}
+/// A vector that is mirrored by the plane of itself, turned, and another; and how long the plane's normal is.
+inline void Mirrored(const Position& p, const Texture<0, Format::rgba32f>& in, const Target<1, Format::rgba32f>& out) {
+    const Float4 number = in.read(p);
+    const Float3 normal = normalize(cross(number.xyz(), Float3{number.y, number.w, number.x}));
+    const Float3 mirrored = reflect(Float3{number.y, number.z, number.x}, normal);
+    out.write(p, Float4{mirrored.x, mirrored.y, mirrored.z, length(normal)});
+}
+
+/// What tables hold at places on both sides of their ends.
+inline void Curve(const Position& p, const Texture<0, Format::rgba32f>& in, const Texture<1>& table,
+                  const Target<2, Format::rgba32f>& out) {
+    out.write(p, lookUp(table, in.read(p).x * table.width()));
+}
+inline void Cube(const Position& p, const Texture<0, Format::rgba32f>& in, const Texture<1>& table,
+                 const Target<2, Format::rgba32f>& out, const Constants<int, 0>& size) {
+    out.write(p, lookUp(table, in.read(p).xyz() * *size, *size));
+}
+
 const FunctionTable functions{
+    computeFunction<Curve>("Curve"),
+    computeFunction<Cube>("Cube"),
+    computeFunction<Powers>("Powers"),
+    computeFunction<Angles>("Angles"),
+    computeFunction<Rest>("Rest"),
+    computeFunction<Mirrored>("Mirrored"),
     computeFunction<ShiftedRun>("ShiftedRun"),
     computeFunction<ShiftedPixels>("ShiftedPixels"),
     computeFunction<MovedPosition>("MovedPosition"),
