@@ -111,30 +111,6 @@ TEST(DispatchGroups, AreAsLargeAsTheyMayBe) {
     EXPECT_EQ(sizeOfFirst({{own, 0, 1}, {own, 2, 4}}), 1);  // nothing in common
 }
 
-// Quarter turns leave small residues in the matrix, as their angles are rounded.
-TEST(Quads, BecomeOneGroupWithOneSpanARow) {
-    for (const auto& quad :
-         {turnedQuad(0, 1, 1), turnedQuad(0, 1, 0.31640625F), turnedQuad(0, 3.16F, 1), turnedQuad(1.57079625F, 1, 1),
-          turnedQuad(3.1415925F, 0.5625F, 1), turnedQuad(4.7123889F, 1.3F, 0.7F), turnedQuad(0.12F, 0.9F, 0.9F)}) {
-        software::ExecutionContext context(1);
-        const auto found = groups(quad, context);
-        ASSERT_EQ(found.size(), 1u);
-        ASSERT_EQ(found[0].count, 2);
-        std::vector<shading::Span> spans(64 * PrimitiveGroup::maximumSize);
-        for (std::int32_t y = found[0].y0; y < found[0].y1; y += 64) {
-            const std::int32_t end = std::min(y + 64, found[0].y1);
-            EXPECT_LE(software::collectSpans(context.primitives, y, end, spans.data()), end - y);
-        }
-    }
-    // The planes of an upright quad have no trace of the other axis, and start half a pixel from 0.
-    software::ExecutionContext context(1);
-    const auto task = groups(turnedQuad(0, 1, 1), context).at(0).task;
-    const auto& [u, v] = std::tie(task.planes[0], task.planes[1]);
-    EXPECT_EQ(task.perspective, 0);
-    EXPECT_EQ(std::tuple(u.base, u.dx, u.dy), std::tuple(0.5 / 1080, 1.0 / 1080, 0.0));
-    EXPECT_EQ(std::tuple(v.base, v.dx, v.dy), std::tuple(0.5 / 1921, 0.0, 1.0 / 1921));
-}
-
 TEST(Quads, ThatAreFoldedStayApart) {
     auto strip = turnedQuad(0, 1, 1);
     strip[3].values[0] = 1.0001F;

@@ -342,13 +342,5 @@ TEST(Effects, FollowTheSizeOfTheirInput) {
     }
 }
 
-TEST(Effects, TakeAnotherTableBetweenFrames) {
-    const Picture input = Picture::noise(1, 1, 1);
-    const EffectRun run("look-up", input, {{"table", table(3, twisted)}});
-    EXPECT_FALSE(run.result() == input);
-    run.pass->set("table", table(3, same));
-    EXPECT_TRUE(run.result() == input);
-}
-
 }  // namespace
 }  // namespace ondrix::test

@@ -24,14 +24,6 @@ TEST(Sizes, IntegersOutOfRangeWrap) {
     EXPECT_EQ((Vector{65535, 1} * static_cast<unsigned short>(65535)), (Vector{1, 65535}));
 }
 
-TEST(Sizes, DividingIntegersByZeroIsAPrecondition) {
-#ifdef NDEBUG
-    EXPECT_EQ((Size2<Int>{5, -5} / 0), (Size2<Int>{0, 0}));
-#else
-    EXPECT_DEATH((void)(Size2<Int>{5, -5} / 0), "b != 0");
-#endif
-}
-
 TEST(Sizes, PlatformSizesTruncateAndSaturate) {
     EXPECT_EQ(Size2<Int>(CGSize{639.9, -0.5}), (Size2<Int>{639, 0}));
     EXPECT_EQ(Size2<Int>(CGSize{1e300, -INFINITY}), (Size2<Int>{largest, smallest}));

@@ -101,18 +101,6 @@ TEST(LoggerTest, WritesOneLineToStandardError) {
     EXPECT_EQ(GetCapturedStderr(), expected);
 }
 
-TEST(LoggerTest, LeavesOutWhatLiesBelowTheLevel) {
-    const test::LogCapture capture;
-    os::setLogLevel(os::LogType::error);
-    logger.info("quiet");
-    logger.error("loud");
-    os::setLogLevel(os::LogType::fault);
-    logger.error("quiet");
-    EXPECT_FALSE(os::Logger::isEnabled(os::LogType::error));
-    os::setLogLevel(os::LogType::info);
-    EXPECT_THAT(capture.messages(), ElementsAre("loud"));
-}
-
 TEST(LoggerTest, SinksNestAndMayFailOrReplaceThemselves) {
     const test::LogCapture capture;
     {

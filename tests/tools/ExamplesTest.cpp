@@ -42,18 +42,6 @@ TEST_F(Examples, StillShaderSavesTheDarkenedPicture) {
     EXPECT_EQ(runProgram(EXAMPLE_STILL_SHADER, {file("missing.png"), out, "1"}).status, 1);
 }
 
-// The kernel sees the constants of an earlier run, or runs over less than the whole picture.
-TEST_F(Examples, KernelCountsThePixelsThatDifferByMoreThanEachTolerance) {
-    Picture changed = picture();
-    changed.bytes[0] += 1;                            // blue of the first pixel
-    changed.bytes[changed.bytes.size() - 3] ^= 0x80;  // green of the last
-    const Outcome outcome = runProgram(EXAMPLE_KERNEL, {input, folder.write("changed.png", png(changed))});
-    EXPECT_EQ(outcome.output,
-              "2 pixels differ by more than 0\n1 pixels differ by more than 1\n"
-              "1 pixels differ by more than 2\n1 pixels differ by more than 3\n");
-    EXPECT_EQ(runProgram(EXAMPLE_KERNEL, {input, folder.write("small.png", png(Picture(2, 2)))}).status, 1);
-}
-
 // Rows or planes are mixed up on the way in or out, a frame shows the one before, the last one is lost.
 TEST_F(Examples, OwnMemoryMirrorsEveryFrameOfItsInput) {
     const auto run = [this](const std::string& frames) {
