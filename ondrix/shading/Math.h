@@ -5,7 +5,8 @@
 /// Functions of numbers and vectors. They are built from single operations that round once, without branches, tables
 /// or wider numbers, so every level and machine computes the same bits. Errors are given in ULP, the distance between
 /// two neighbouring floats at the exact result, and hold for results below the smallest normal number, too. Where a
-/// function isn't defined, it gives a NaN, always the same one; NaN gives that one, too.
+/// function isn't defined, it gives a NaN, always the same one; NaN gives that one, too. The long ones are called:
+/// inlined, they take compilers minutes and run no faster.
 namespace ondrix::shading {
 
 namespace math {
@@ -132,21 +133,21 @@ ONDRIX_INLINE Float sineAfter(Float a, int quarters) {
 }  // namespace math
 
 /// 2 to the power of `a`: at most 1.2 ULP off.
-ONDRIX_INLINE Float exp2(Float a) {
+[[gnu::noinline]] inline Float exp2(Float a) {
     return select(a == a, math::powerOfTwo(a, 0), math::nan());
 }
 /// e to the power of `a`: at most 1.2 ULP off.
-ONDRIX_INLINE Float exp(Float a) {
+[[gnu::noinline]] inline Float exp(Float a) {
     const Float x = clamp(a, -106, 90), high = math::upper(x);
     const Float low = (x - high) * 1.4423828125f + x * 0x1.47652cp-12f;
     return select(a == a, math::powerOfTwo(high * 1.4423828125f, low), math::nan());
 }
 /// The logarithm to base 2: at most 0.6 ULP off. Zeros give minus infinity, negative numbers NaN.
-ONDRIX_INLINE Float log2(Float a) {
+[[gnu::noinline]] inline Float log2(Float a) {
     return math::orLimit(a, math::logarithm(a).high);
 }
 /// The natural logarithm, with the limits of `log2`: at most 0.6 ULP off.
-ONDRIX_INLINE Float log(Float a) {
+[[gnu::noinline]] inline Float log(Float a) {
     const math::Sum sum = math::logarithm(a);
     const Float high = math::upper(sum.high);
     const Float low = (sum.high - high + sum.low) * 0.693359375f + sum.high * -0x1.bd0106p-13f;
@@ -154,7 +155,7 @@ ONDRIX_INLINE Float log(Float a) {
 }
 /// `a` to the power of `b`: at most 1.5 ULP off. Zeros, infinities, NaN and negative `a` as for `pow` of C: `a` to the
 /// power of 0 and 1 to the power of `b` are 1 in any case, and a negative finite `a` needs an integer `b`.
-ONDRIX_INLINE Float pow(Float a, Float b) {
+[[gnu::noinline]] inline Float pow(Float a, Float b) {
     const Float magnitude = abs(a), exponent = clamp(b, -0x1p32f, 0x1p32f);  // gives 0, 1 or infinity like all beyond
     const math::Sum log = math::logarithm(magnitude);
     const Float high = math::upper(exponent), logHigh = math::upper(log.high);
@@ -173,13 +174,13 @@ ONDRIX_INLINE Float pow(Float a, Float b) {
 /// Sine, cosine and tangent of an angle in radians: at most 1.2, 1.2 and 3 ULP off up to magnitudes of 100000. Beyond,
 /// the error grows as if the angle were a few ULP off; from 2^22 on every finite angle counts as 0. Infinities give
 /// NaN.
-ONDRIX_INLINE Float sin(Float a) {
+[[gnu::noinline]] inline Float sin(Float a) {
     return math::sineAfter(a, 0);
 }
-ONDRIX_INLINE Float cos(Float a) {
+[[gnu::noinline]] inline Float cos(Float a) {
     return math::sineAfter(a, 1);
 }
-ONDRIX_INLINE Float tan(Float a) {
+[[gnu::noinline]] inline Float tan(Float a) {
     const math::Angle angle(a);
     const Mask even = (angle.quarters & 1) == 0;
     const Float result = select(even, angle.sine, -angle.cosine) / select(even, angle.cosine, angle.sine);
@@ -187,7 +188,7 @@ ONDRIX_INLINE Float tan(Float a) {
 }
 /// The angle in radians, from -pi to pi, of the direction (x, y) to the x axis: at most 2 ULP off. Zeros and infinities
 /// as for `atan2` of C.
-ONDRIX_INLINE Float atan2(Float y, Float x) {
+[[gnu::noinline]] inline Float atan2(Float y, Float x) {
     const Float absX = abs(x), absY = abs(y);
     const Float smaller = min(absX, absY), larger = max(absX, absY);
     const Float q = select(smaller == larger, select(larger == 0, 0, Float(1)), smaller / larger), z = q * q;
