@@ -261,7 +261,7 @@ TEST_F(PresentTransformTest, PlacingComparesTheTurnedSides) {
     matrix = static_cast<float*>(mtlDevice->buffers.back()->contents());
     const auto expectTurn = [this](float x) {
         const float expected[] = {0, -1, 0, 0, -x, 0};
-        for (std::size_t i = 0; i < 6; ++i) EXPECT_EQ(matrix[i], expected[i]) << x << ": " << i;
+        for (std::size_t i = 0; i < 6; ++i) EXPECT_NEAR(matrix[i], expected[i], 1e-6) << x << ": " << i;
     };
     expectTurn(1);
     EXPECT_TRUE(high->resize(1080, 960));
