@@ -35,25 +35,12 @@ inline void convolve(const Position& p, const Texture<0>& in, const Target<1>& o
     out.write(p, sum);
 }
 
-/// The colour of an entry of a cubic table of colours: red along the row, green down, one square after another to the
-/// right for blue.
-inline Float3 entry(const Texture<2>& table, Int red, Int green, Int blue) {
-    return table.read({blue * table.height() + red, green}).xyz();
-}
-
-/// Every colour by the table, with linear interpolation between the eight entries around it.
-inline void lookUp(const Position& p, const Texture<0, Reach::own>& in, const Target<1>& out, const Texture<2>& table) {
-    const int last = table.height() - 1;
+/// Every colour by a cubic table of colours: red along the row, green down, one square after another to the right for
+/// blue.
+inline void applyTable(const Position& p, const Texture<0, Reach::own>& in, const Target<1>& out,
+                       const Texture<2>& table) {
     const Float4 colour = in.read(p);
-    const Float3 at = saturate(colour).xyz() * last;
-    const Int red = toInt(at.x), green = toInt(at.y), blue = toInt(at.z);
-    const Int nextRed = min(red + 1, last), nextGreen = min(green + 1, last), nextBlue = min(blue + 1, last);
-    const Float alongRed = fract(at.x), alongGreen = fract(at.y), alongBlue = fract(at.z);
-    const auto square = [&](Int b) {
-        return mix(mix(entry(table, red, green, b), entry(table, nextRed, green, b), alongRed),
-                   mix(entry(table, red, nextGreen, b), entry(table, nextRed, nextGreen, b), alongRed), alongGreen);
-    };
-    const Float3 result = mix(square(blue), square(nextBlue), alongBlue);
+    const Float4 result = lookUp(table, colour.xyz() * (table.height() - 1), table.height());
     out.write(p, Float4{result.x, result.y, result.z, colour.w});
 }
 
@@ -69,7 +56,7 @@ inline Sampled showImage(const Varying2& uv, const Texture<0>& image, const Samp
 const FunctionTable functions{
     computeFunction<applyLevels>("Bench::Levels"),    computeFunction<square>("Bench::Square"),
     computeFunction<mixInverse>("Bench::MixInverse"), computeFunction<convolve>("Bench::Convolve"),
-    computeFunction<lookUp>("Bench::LookUp"),         vertexFunction<placeQuad>("Bench::PlaceQuad"),
+    computeFunction<applyTable>("Bench::LookUp"),     vertexFunction<placeQuad>("Bench::PlaceQuad"),
     fragmentFunction<showImage>("Bench::ShowImage"),
 };
 
