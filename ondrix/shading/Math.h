@@ -103,7 +103,8 @@ struct Angle {
         const Float angle = select(abs(a) < 0x1p22f, a, Float(0));
         const Whole whole(angle * 0.636619746685f);
         quarters = whole.bits;
-        // A quarter turn in parts of 8 bits, so that products with numbers of 16 bits are exact.
+        // A quarter turn in parts of 8 bits, so that products with numbers of 16 bits are exact. Where the rest is the
+        // smaller one, both are whole multiples of the same bit, and so is the difference, which a float holds.
         Sum rest{(angle - whole.number * 0x1.92p0f) - whole.number * 0x1.fcp-12f, 0};
         for (const float part : {-0x1.58p-21f, 0x1.1p-30f, 0x1.68p-39f, 0x1.84698ap-48f}) {
             const Sum less = sumOf(rest.high, whole.number * -part);
@@ -154,7 +155,7 @@ ONDRIX_INLINE Float log(Float a) {
 /// `a` to the power of `b`: at most 1.5 ULP off. Zeros, infinities, NaN and negative `a` as for `pow` of C: `a` to the
 /// power of 0 and 1 to the power of `b` are 1 in any case, and a negative finite `a` needs an integer `b`.
 ONDRIX_INLINE Float pow(Float a, Float b) {
-    const Float magnitude = abs(a), exponent = clamp(b, -0x1p32f, 0x1p32f);  // as much as all beyond it
+    const Float magnitude = abs(a), exponent = clamp(b, -0x1p32f, 0x1p32f);  // gives 0, 1 or infinity like all beyond
     const math::Sum log = math::logarithm(magnitude);
     const Float high = math::upper(exponent), logHigh = math::upper(log.high);
     const Float low = (exponent - high) * log.high + high * (log.high - logHigh) + exponent * log.low;
@@ -162,8 +163,8 @@ ONDRIX_INLINE Float pow(Float a, Float b) {
     const Mask zero = a == 0, infinite = magnitude == math::infinity;
     const Float size =
         select((zero & (b < 0)) | (infinite & (b > 0)), math::infinity, select(zero | infinite, 0, power));
-    const Mask even = abs(b) >= 0x1p24f, whole = even | (floor(b) == b),
-               odd = whole & (!even) & (floor(b * 0.5f) != b * 0.5f);
+    const Mask even = abs(b) >= 0x1p24f, whole = even | (floor(b) == b);
+    const Mask odd = whole & !(even | (floor(b * 0.5f) == b * 0.5f));
     const Float result = asFloat(asInt(size) | select(odd, asInt(a) & math::signBit, Int(0)));
     const Mask defined = (a == a) & (b == b) & (whole | infinite | (a >= 0));
     return select((b == 0) | (a == 1), 1, select(defined, result, math::nan()));

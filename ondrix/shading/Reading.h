@@ -76,7 +76,7 @@ struct Run {
 ONDRIX_INLINE bool areGathered(const TextureView& view) {
     const auto format = static_cast<Format>(view.format);
     return (isFourPlainBytes(format) || format == Format::rgba16f || format == Format::rgba32f) &&
-           view.bytesPerRow % 4 == 0 && view.bytesPerRow / 4 <= INT32_MAX / view.height;
+           view.bytesPerRow % 4 == 0 && view.bytesPerRow / 4 * view.height <= INT32_MAX;
 }
 
 /// What `decodeHalf` gives for the lower half of each lane, whose upper half is 0.
