@@ -53,6 +53,21 @@ TEST(Reference, YCbCrConversionIsWithinOneLevelForEveryInput) {
     }
 }
 
+// Colours for places before, in and after a table; cubes are those of the effect, and tested with it.
+TEST(Reference, CurvesAreStraightBetweenEntries) {
+    Image places(37, 5, Format::rgba32f, 1), table(9, 2, Format::rgba32f, 2), found(37, 5, Format::rgba32f, 0);
+    dispatch(open(TEST_LIBRARY, "plain"), "Curve", {places.view(), table.view(), found.view()}, 37, 5, nullptr);
+    for (int i = 0; i < 37 * 5; i++) {
+        const auto number = [](Image& image, int x, int y) { return reinterpret_cast<float*>(image.pixel(x, y)); };
+        const double place = std::clamp(9.0 * *number(places, i % 37, i / 37), 0.0, 8.0);
+        const int before = static_cast<int>(place), after = std::min(before + 1, 8);
+        for (int c = 0; c < 4; c++) {
+            const double exact = std::lerp(number(table, before, 0)[c], number(table, after, 0)[c], place - before);
+            ASSERT_NEAR(number(found, i % 37, i / 37)[c], exact, 1e-5) << place;
+        }
+    }
+}
+
 TEST(Reference, EncodingsRoundToNearestAndComeBack) {
     using namespace shading;
     for (int i = 0; i < 256; i++) {
