@@ -1,6 +1,5 @@
 #pragma once
 
-#include <type_traits>
 #include <utility>
 
 #include <ondrix/shading/Lanes.h>
@@ -151,7 +150,7 @@ ONDRIX_INLINE void transpose(const Ints (&packs)[4], Ints (&result)[4]) {
     result[3] = pick<detail::Longs, Interleaved<count / 2, 1>>(upper[0], upper[1]);
 }
 
-/// Texels of `size` bytes, 4, 8 or 16, that begin at base + 4 * index: of every four lanes that of lane k, in 16 bytes
+/// Texels of `size` bytes, 8 or 16, that begin at base + 4 * index: of every four lanes that of lane k, in 16 bytes
 /// filled up with zeros.
 template <int k, int size>
 ONDRIX_INLINE Ints texelsOfFour(const std::uint8_t* base, const std::int32_t (&index)[count]) {
@@ -162,9 +161,9 @@ ONDRIX_INLINE Ints texelsOfFour(const std::uint8_t* base, const std::int32_t (&i
             std::memcpy(&parts[i], texel, 16);
         } else {
             typedef std::int64_t Two __attribute__((vector_size(16)));
-            std::conditional_t<size == 8, std::int64_t, std::uint32_t> bytes;
-            std::memcpy(&bytes, texel, size);
-            parts[i] = reinterpret_cast<Four>(Two{static_cast<std::int64_t>(bytes), 0});
+            std::int64_t bytes;
+            std::memcpy(&bytes, texel, 8);
+            parts[i] = reinterpret_cast<Four>(Two{bytes, 0});
         }
     }
     return joined(parts);

@@ -36,45 +36,55 @@ ONDRIX_INLINE Int sum(int corner, const Along& along) {
     return all;
 }
 
-/// Mixes along the first axis, then the second, and so on. The first result is the only one.
-template <int axes, class Colour>
-ONDRIX_INLINE void mixCorners(Colour (&colours)[1 << axes], const Float (&weights)[axes]) {
+/// What `colourAt` gives for each corner, mixed along the first axis, then the second, and so on.
+template <class Colour, int axes, class ColourAt>
+ONDRIX_INLINE Colour mixed(const Float (&weights)[axes], const ColourAt& colourAt) {
+    Colour colours[1 << axes];
+    for (int corner = 0; corner < 1 << axes; corner++) colours[corner] = colourAt(corner);
     for (int axis = 0; axis < axes; axis++) {
         for (int i = 0; i < 1 << (axes - 1 - axis); i++) {
             colours[i] = mix(colours[2 * i], colours[2 * i + 1], weights[axis]);
         }
     }
+    return colours[0];
 }
 
 #if !defined(ONDRIX_PLAIN)
 
 /// All corners must lie inside the texture, which is one that `reading::areGathered` is true for.
 template <Format format, int axes>
-ONDRIX_INLINE Float4 gather(const TextureView& view, const Axis (&along)[axes]) {
+ONDRIX_INLINE Float4 gather(const TextureView& view, const Axis (&along)[axes], const Float (&weights)[axes]) {
     constexpr int corners = 1 << axes, words = bytesPerPixel(format) / 4;
     const int wordsPerRow = static_cast<int>(view.bytesPerRow / 4);
     Int offsets[axes][2];
     for (int axis = 0; axis < axes; axis++) {
         for (int i = 0; i < 2; i++) offsets[axis][i] = along[axis].x[i] * words + along[axis].y[i] * wordsPerRow;
     }
-    alignas(64) std::int32_t at[corners][lanes::count];
-    for (int corner = 0; corner < corners; corner++) {
-        lanes::store(at[corner], sum<axes>(corner, [&](int axis, int i) { return offsets[axis][i]; }).v);
-    }
-    // The components of a pixel are mixed side by side, as they lie in a texel: of every four pixels one at a time.
-    const auto mixed = [&]<int k>(std::integral_constant<int, k>) __attribute__((always_inline)) {
-        Float colours[corners], weights[axes];
-        for (int axis = 0; axis < axes; axis++) {
-            weights[axis] = asFloat(Int(lanes::laneOfFour<k>(asInt(along[axis].weight).v)));
-        }
-        for (int corner = 0; corner < corners; corner++) {
-            colours[corner] = reading::components<format>(lanes::texelsOfFour<k, 4 * words>(view.bytes, at[corner]));
-        }
-        mixCorners<axes>(colours, weights);
-        return asInt(colours[0]).v;
+    const auto indexOf = [&](int corner) __attribute__((always_inline)) {
+        return sum<axes>(
+                   corner, [&](int axis, int i) __attribute__((always_inline)) { return offsets[axis][i]; })
+            .v;
     };
-    return reading::turned<format>({mixed(std::integral_constant<int, 0>{}), mixed(std::integral_constant<int, 1>{}),
-                                    mixed(std::integral_constant<int, 2>{}), mixed(std::integral_constant<int, 3>{})});
+    if constexpr (words == 1) {
+        return mixed<Float4>(
+            weights, [&](int corner) __attribute__((always_inline))->Float4 {
+                return texelFromBytes(Int(lanes::gather(view.bytes, indexOf(corner))), format);
+            });
+    } else {
+        alignas(64) std::int32_t at[corners][lanes::count];
+        for (int corner = 0; corner < corners; corner++) lanes::store(at[corner], indexOf(corner));
+        // The components of a pixel are mixed side by side, as they lie in a texel: of every four pixels one at a time.
+        return reading::turned([&]<int k>(std::integral_constant<int, k>) __attribute__((always_inline)) {
+            Float own[axes];
+            for (int axis = 0; axis < axes; axis++) {
+                own[axis] = asFloat(Int(lanes::laneOfFour<k>(asInt(weights[axis]).v)));
+            }
+            return mixed<Float>(
+                own, [&](int corner) __attribute__((always_inline)) {
+                    return reading::components<format>(lanes::texelsOfFour<k, 4 * words>(view.bytes, at[corner]));
+                });
+        });
+    }
 }
 
 #endif
@@ -82,31 +92,29 @@ ONDRIX_INLINE Float4 gather(const TextureView& view, const Axis (&along)[axes]) 
 /// `isInside` tells that all entries lie inside the texture.
 template <class Table, int axes>
 ONDRIX_INLINE Float4 lookUp(const Table& table, const Axis (&along)[axes], [[maybe_unused]] bool isInside) {
+    Float weights[axes];
+    for (int axis = 0; axis < axes; axis++) weights[axis] = along[axis].weight;
 #if !defined(ONDRIX_PLAIN)
     if (isInside && reading::areGathered(table.view)) {
         switch (static_cast<Format>(table.view.format)) {
             case Format::rgba32f:
-                return gather<Format::rgba32f>(table.view, along);
+                return gather<Format::rgba32f>(table.view, along, weights);
             case Format::rgba16f:
-                return gather<Format::rgba16f>(table.view, along);
+                return gather<Format::rgba16f>(table.view, along, weights);
             case Format::rgba8:
-                return gather<Format::rgba8>(table.view, along);
+                return gather<Format::rgba8>(table.view, along, weights);
             case Format::bgra8:
-                return gather<Format::bgra8>(table.view, along);
+                return gather<Format::bgra8>(table.view, along, weights);
             default:
                 break;
         }
     }
 #endif
-    Float4 colours[1 << axes];
-    for (int corner = 0; corner < 1 << axes; corner++) {
-        colours[corner] = table.read({sum<axes>(corner, [&](int axis, int i) { return along[axis].x[i]; }),
-                                      sum<axes>(corner, [&](int axis, int i) { return along[axis].y[i]; })});
-    }
-    Float weights[axes];
-    for (int axis = 0; axis < axes; axis++) weights[axis] = along[axis].weight;
-    mixCorners<axes>(colours, weights);
-    return colours[0];
+    return mixed<Float4>(
+        weights, [&](int corner) __attribute__((always_inline))->Float4 {
+            return table.read({sum<axes>(corner, [&](int axis, int i) { return along[axis].x[i]; }),
+                               sum<axes>(corner, [&](int axis, int i) { return along[axis].y[i]; })});
+        });
 }
 
 }  // namespace tables

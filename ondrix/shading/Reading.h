@@ -71,8 +71,7 @@ struct Run {
 
 #if !defined(ONDRIX_PLAIN)
 
-/// Whether every texel begins at a multiple of 4 bytes, up to 2^31 - 1 times 4, in one of the formats that `components`
-/// knows.
+/// Whether texels of bgra8, rgba8, rgba16f or rgba32f all begin at multiples of 4 bytes, up to 2^31 - 1 times 4.
 ONDRIX_INLINE bool areGathered(const TextureView& view) {
     const auto format = static_cast<Format>(view.format);
     return (isFourPlainBytes(format) || format == Format::rgba16f || format == Format::rgba32f) &&
@@ -86,24 +85,24 @@ ONDRIX_INLINE Float fromHalf(Int half) {
     return asFloat(select(magnitude < 0x7c00 << 13, number, magnitude | 0x7f800000) | (half & 0x8000) << 16);
 }
 
-/// The components of texels in the order of memory, of each pixel in four lanes side by side, from `texelsOfFour`.
+/// The components of rgba16f or rgba32f texels, of each pixel in four lanes side by side, from `texelsOfFour`.
 template <Format format>
 ONDRIX_INLINE Float components(lanes::Ints texels) {
     if constexpr (format == Format::rgba32f) return asFloat(Int(texels));
-    if constexpr (format == Format::rgba16f) return fromHalf(Int(lanes::interleaveHalves<0>(texels, lanes::Ints{})));
-    const lanes::Ints bytes =
-        lanes::interleaveHalves<0>(lanes::interleaveBytes<0>(texels, lanes::Ints{}), lanes::Ints{});
-    return Float(Int(bytes)) * unormScale;
+    return fromHalf(Int(lanes::interleaveHalves<0>(texels, lanes::Ints{})));
 }
 
-/// The colours of pixels whose components lie in four lanes side by side, `packs[k]` those of lane k of every four.
-template <Format format>
-ONDRIX_INLINE Float4 turned(const lanes::Ints (&packs)[4]) {
+/// The colours of pixels whose components lie in four lanes side by side: `packOf` gives those of lane k of every four.
+template <class PackOf>
+ONDRIX_INLINE Float4 turned(const PackOf& packOf) {
+    const auto pack = [&]<int k>(std::integral_constant<int, k> lane) __attribute__((always_inline)) {
+        return asInt(packOf(lane)).v;
+    };
     lanes::Ints channels[4];
-    lanes::transpose(packs, channels);
-    constexpr int red = isBlueFirst(format) ? 2 : 0;
-    return {asFloat(Int(channels[red])), asFloat(Int(channels[1])), asFloat(Int(channels[2 - red])),
-            asFloat(Int(channels[3]))};
+    lanes::transpose({pack(std::integral_constant<int, 0>{}), pack(std::integral_constant<int, 1>{}),
+                      pack(std::integral_constant<int, 2>{}), pack(std::integral_constant<int, 3>{})},
+                     channels);
+    return {asFloat(Int(channels[0])), asFloat(Int(channels[1])), asFloat(Int(channels[2])), asFloat(Int(channels[3]))};
 }
 
 /// Like `generalPixels`, for textures that `areGathered` is true for.
@@ -112,11 +111,9 @@ template <Format format>
     constexpr int size = bytesPerPixel(format);
     alignas(64) std::int32_t at[lanes::count];
     lanes::store(at, (Int(y) * static_cast<int>(view.bytesPerRow / 4) + Int(x) * (size / 4)).v);
-    const auto pack = [&]<int k>(std::integral_constant<int, k>) __attribute__((always_inline)) {
-        return asInt(components<format>(lanes::texelsOfFour<k, size>(view.bytes, at))).v;
-    };
-    return turned<format>({pack(std::integral_constant<int, 0>{}), pack(std::integral_constant<int, 1>{}),
-                           pack(std::integral_constant<int, 2>{}), pack(std::integral_constant<int, 3>{})});
+    return turned([&]<int k>(std::integral_constant<int, k>) __attribute__((always_inline)) {
+        return components<format>(lanes::texelsOfFour<k, size>(view.bytes, at));
+    });
 }
 
 #endif

@@ -235,45 +235,15 @@ TEST_P(EveryLevel, ZeroOutsideAndNothingWrittenThere) {
 
 // Entries that are mixed up or read beside the table, at both ends of each axis, in each format, and in textures with
 // no room for all squares.
-TEST_P(EveryLevel, TablesHoldTheirEntriesAndWhatLiesBetween) {
-    constexpr float infinity = std::numeric_limits<float>::infinity();
+TEST_P(LevelAgreement, Tables) {
+    Image places(37, 5, Format::rgba32f, 1);
+    const float strange[] = {std::nanf(""), HUGE_VALF, -HUGE_VALF, -0.0f, 1, std::nanf(""), 1, 1};
+    std::memcpy(places.pixel(3, 0), strange, sizeof strange);
     for (Format format : formats) {
         for (const auto& [w, h, size] : {std::tuple{1, 1, 1}, {15, 15, 5}, {100, 9, 9}, {35, 5, 7}, {2, 9, 3}}) {
-            for (const std::string name : {"Curve", "Cube"}) {
-                Image places(37, 5, Format::rgba32f, 1), table(w, h, format, 2);
-                const float strange[] = {std::nanf(""), infinity, -infinity, -0.0f, 1, std::nanf(""), 1, 1};
-                std::memcpy(places.pixel(3, 0), strange, sizeof strange);
-                Image plain(37, 5, Format::rgba32f, 0), result(37, 5, Format::rgba32f, 0);
-                dispatch(open(TEST_LIBRARY, "plain"), name, {places.view(), table.view(), plain.view()}, 37, 5, &size);
-                dispatch(open(TEST_LIBRARY, level), name, {places.view(), table.view(), result.view()}, 37, 5, &size);
-                ASSERT_TRUE(plain.bytes() == result.bytes()) << name << " " << w << " " << static_cast<int>(format);
-                const bool isCurve = name == "Curve";
-                const int entries = isCurve ? w : size, across = std::max(w / size, 1);
-                for (int i = 0; i < 37 * 5; i++) {
-                    const Colour place = colourOf(places, i % 37, i / 37);
-                    int before[3] = {};
-                    double after[3] = {}, expected[4] = {};
-                    for (std::size_t axis = 0; axis < (isCurve ? 1 : 3); axis++) {
-                        const float at = place[axis] * static_cast<float>(entries);
-                        after[axis] = at > 0 ? std::min(at, static_cast<float>(entries - 1)) : 0;
-                        before[axis] = static_cast<int>(after[axis]);
-                        after[axis] -= before[axis];
-                    }
-                    for (int corner = 0; corner < 8; corner++) {
-                        int at[3];
-                        double weight = 1;
-                        for (int axis = 0; axis < 3; axis++) {
-                            at[axis] = before[axis] + (corner >> axis & 1);
-                            weight *= (corner >> axis & 1) != 0 ? after[axis] : 1 - after[axis];
-                        }
-                        if (weight == 0) continue;
-                        const Colour entry =
-                            colourOf(table, at[2] % across * size + at[0], at[2] / across * size + at[1]);
-                        for (std::size_t c = 0; c < 4; c++) expected[c] += weight * entry[c];
-                    }
-                    const Colour got = colourOf(plain, i % 37, i / 37);
-                    for (std::size_t c = 0; c < 4; c++) ASSERT_NEAR(got[c], expected[c], 1e-5) << name << w << " " << i;
-                }
+            Image table(w, h, format, 2);
+            for (const char* name : {"Curve", "Cube"}) {
+                expectSameDispatch(TEST_LIBRARY, name, {places.view(), table.view()}, 37, 5, Format::rgba32f, &size);
             }
         }
     }

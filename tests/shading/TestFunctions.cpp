@@ -45,12 +45,14 @@ inline void Rest(const Position& p, const Texture<0, Format::rgba32f>& in, const
     const Float2 both = round(Float2{number.x, number.y});
     out.write(p, Float4{pow(number.x, number.y), both.x, both.y, sign(number.x)});
 }
-/// A vector that is mirrored by the plane of itself, turned, and another; and how long the plane's normal is.
-inline void Mirrored(const Position& p, const Texture<0, Format::rgba32f>& in, const Target<1, Format::rgba32f>& out) {
+/// A direction's length, and what is zero for directions at right angles and where a mirror turns what meets it.
+inline void Directions(const Position& p, const Texture<0, Format::rgba32f>& in,
+                       const Target<1, Format::rgba32f>& out) {
     const Float4 number = in.read(p);
-    const Float3 normal = normalize(cross(number.xyz(), Float3{number.y, number.w, number.x}));
-    const Float3 mirrored = reflect(Float3{number.y, number.z, number.x}, normal);
-    out.write(p, Float4{mirrored.x, mirrored.y, mirrored.z, length(normal)});
+    const Float3 a = number.xyz(), b{number.y, number.w, number.x}, c = cross(a, b), normal = normalize(a);
+    const Float3 turned = reflect(a, normal) + a, same = reflect(c, normal) - c;
+    out.write(p, Float4{length(normal), dot(c, a) + dot(c, b), length(turned) + length(same),
+                        cross(Float3{a.x, 0, 0}, Float3{0, 1, 0}).z - a.x});
 }
 
 /// What tables hold at places on both sides of their ends.
@@ -69,7 +71,7 @@ const FunctionTable functions{
     computeFunction<Powers>("Powers"),
     computeFunction<Angles>("Angles"),
     computeFunction<Rest>("Rest"),
-    computeFunction<Mirrored>("Mirrored"),
+    computeFunction<Directions>("Directions"),
     computeFunction<ShiftedRun>("ShiftedRun"),
     computeFunction<ShiftedPixels>("ShiftedPixels"),
     computeFunction<MovedPosition>("MovedPosition"),
