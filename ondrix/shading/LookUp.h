@@ -36,17 +36,17 @@ ONDRIX_INLINE Int sum(int corner, const Along& along) {
     return all;
 }
 
-/// What `colourAt` gives for each corner, mixed along the first axis, then the second, and so on.
-template <class Colour, int axes, class ColourAt>
-ONDRIX_INLINE Colour mixed(const Float (&weights)[axes], const ColourAt& colourAt) {
-    Colour colours[1 << axes];
-    for (int corner = 0; corner < 1 << axes; corner++) colours[corner] = colourAt(corner);
-    for (int axis = 0; axis < axes; axis++) {
-        for (int i = 0; i < 1 << (axes - 1 - axis); i++) {
-            colours[i] = mix(colours[2 * i], colours[2 * i + 1], weights[axis]);
-        }
+/// What `colourAt` gives for each corner, mixed along the first axis, then the second, and so on; depth first, so that
+/// few colours are held at a time.
+template <class Colour, int axes, int left = axes, class ColourAt>
+ONDRIX_INLINE Colour mixed(const Float (&weights)[axes], const ColourAt& colourAt, int corner = 0) {
+    if constexpr (left == 0) {
+        return colourAt(corner);
+    } else {
+        const Colour before = mixed<Colour, axes, left - 1>(weights, colourAt, corner);
+        const Colour after = mixed<Colour, axes, left - 1>(weights, colourAt, corner | 1 << (left - 1));
+        return mix(before, after, weights[left - 1]);
     }
-    return colours[0];
 }
 
 #if !defined(ONDRIX_PLAIN)
