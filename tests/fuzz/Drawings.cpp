@@ -28,7 +28,7 @@ constexpr MTLPixelFormat formats[] = {
     MTLPixelFormat::rg8Unorm_srgb,   MTLPixelFormat::r32Float,    MTLPixelFormat::rg16Float,
     MTLPixelFormat::rgba8Unorm_srgb, MTLPixelFormat::rg32Float,   MTLPixelFormat::r16Unorm,
     MTLPixelFormat::rg16Unorm,       MTLPixelFormat::rgba16Unorm};
-constexpr std::int64_t mostPixels = 1 << 14;  // a chain of large neighbourhoods over more takes minutes when sanitized
+constexpr std::int64_t mostPixels = 1 << 12;  // effects that count or reach far take seconds for more, sanitized
 
 /// Makes all NaNs the same: which of its NaNs an operation hands on is up to the compiler.
 void unifyNaNs(std::uint8_t* bytes, std::size_t size, MTLPixelFormat format) {
