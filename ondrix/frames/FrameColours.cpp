@@ -105,12 +105,16 @@ std::string_view FrameColours::unknownOf(const CVPixelBuffer& frame) {
 }
 
 CVReturn FrameColours::attachTo(CVPixelBuffer& frame) const {
+    char digits[32];
+    const char* const end = std::to_chars(digits, std::end(digits), peakLuminance).ptr;
+    const std::string_view peak(digits, transfer == TransferFunction::PQ ? static_cast<std::size_t>(end - digits) : 0);
     const std::pair<CVAttachment, std::string_view> texts[] = {
         {CVAttachment::YCbCrMatrix, textOf(matrices, matrix)},
         {CVAttachment::TransferFunction, textOf(transfers, transfer)},
         {CVAttachment::ColorPrimaries, textOf(primariesNames, primaries)},
         {CVAttachment::ChromaLocation, textOf(sitings, siting)},
         {CVAttachment::ColorRange, textOf(ranges, range)},
+        {CVAttachment::PeakLuminance, peak},
     };
     for (const auto& [attachment, text] : texts) {
         const CVReturn status = CVBufferSetAttachment(frame, attachment, text);

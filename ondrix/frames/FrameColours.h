@@ -45,7 +45,7 @@ struct FrameColours {
     /// The first text among the frame's attachments that states colours unknown to this class; empty without one.
     [[nodiscard]] static std::string_view unknownOf(const CVPixelBuffer& frame);
 
-    /// States these colours as the frame's attachments. Fails without memory only.
+    /// States these colours as the frame's attachments, the peak luminance for PQ only. Fails without memory only.
     CVReturn attachTo(CVPixelBuffer& frame) const;
 };
 

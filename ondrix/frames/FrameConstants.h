@@ -22,10 +22,10 @@ struct FrameToneConstants {
 };
 
 /// What the functions "Ondrix::Frames::Write..." read from buffer 0. A sample of luma is weights * colour + the last,
-/// rounded and limited to `smallest` and `largest`; likewise for both of chroma. It is stored times `scale`.
+/// limited to 0...`largest` and rounded; likewise for both of chroma. It is stored times `scale`.
 struct FrameWriteConstants {
     float luma[4], blue[4], red[4];  ///< weights of red, green and blue as samples, and what is added
-    float lumaRange[2], chromaRange[2];
+    float largest;
     float scale;  ///< what a sample of 1 is stored as, of 1 for all bits
     std::int32_t halvesWidth, halvesHeight, isCentred;
 };

@@ -149,7 +149,7 @@ FrameWriteConstants FrameLayout::writeConstants(const FrameColours& colours) con
     constants.luma[3] = static_cast<float>(scale.black);
     constants.blue[3] = constants.red[3] = static_cast<float>(scale.grey);
     // Colours beyond black and white take the numbers that are left for them, as pictures scaled with overshoot do.
-    constants.lumaRange[1] = constants.chromaRange[1] = static_cast<float>(scale.largest);
+    constants.largest = static_cast<float>(scale.largest);
     const bool isWords = planes[0] == r16Unorm;
     constants.scale = isWords ? static_cast<float>(1 << unusedBits) / 65535.0f : 1.0f / 255.0f;
     constants.halvesWidth = halvesWidth;

@@ -91,7 +91,7 @@ std::shared_ptr<MTLTexture> FrameTexture::convert(const std::shared_ptr<CVPixelB
             return nullptr;
         }
     }
-    const bool isWide = colours.isWide() && layout->kind != FrameLayout::Kind::grey;
+    const bool isWide = colours.isWide();
     if (layout->kind == FrameLayout::Kind::picture && !isWide) return textures[0];
 
     auto image = freeImage(textures[0]->width(), textures[0]->height());
@@ -101,10 +101,12 @@ std::shared_ptr<MTLTexture> FrameTexture::convert(const std::shared_ptr<CVPixelB
     }
     const FrameFunction* const function = functionFor(*layout, isWide);
     if (function == nullptr) return nullptr;
-    if (layout->kind == FrameLayout::Kind::biPlanar) textures[2] = textures[1];
+    // Functions take three planes; the weights of what a grey frame lacks are 0.
+    if (layout->kind == FrameLayout::Kind::grey) textures[1] = textures[0];
+    if (layout->kind != FrameLayout::Kind::planar) textures[2] = textures[1];
     textures[3] = image;
     const FrameReadConstants constants = layout->readConstants(colours);
-    const FrameToneConstants tone = FrameLayout::toneConstants(colours);
+    const FrameToneConstants tone = isWide ? FrameLayout::toneConstants(colours) : FrameToneConstants{};
     const FrameFunction::Bytes toneBytes{isWide ? &tone : nullptr, sizeof tone};
     return function->encode(commandBuffer, textures, *image, {&constants, sizeof constants}, toneBytes) ? image
                                                                                                         : nullptr;

@@ -96,8 +96,7 @@ std::shared_ptr<CVPixelBuffer> FrameWriter::makeFrame(std::int64_t width, std::i
         poolHeight_ = height;
     }
     std::shared_ptr<CVPixelBuffer> frame;
-    if (CVPixelBufferPoolCreatePixelBuffer(*pool_, &frame) != kCVReturnSuccess ||
-        colours_.attachTo(*frame) != kCVReturnSuccess) {
+    if (CVPixelBufferPoolCreatePixelBuffer(*pool_, &frame) != kCVReturnSuccess) {
         Logger::gfx().error("Failed to take a frame from its pool.");
         return nullptr;
     }
@@ -113,6 +112,10 @@ bool FrameWriter::encode(const std::shared_ptr<MTLTexture>& picture, const std::
             Logger::gfx().error("Failed to wrap a plane of the frame as a texture.");
             return false;
         }
+    }
+    if (colours_.attachTo(*frame) != kCVReturnSuccess) {
+        Logger::gfx().error("Failed to state the colours of a frame.");
+        return false;
     }
     const FrameWriteConstants constants = layout_->writeConstants(colours_);
     const bool isPicture = layout_->kind == Kind::picture;

@@ -14,14 +14,14 @@ class FrameFunction;
 struct FrameLayout;
 
 /// Turns textures into frames of a pixel format as part of the caller's command buffer: nothing is committed and
-/// nothing waits. Chroma is the mean around its place as the siting says; samples are at most one from exact
-/// arithmetic.
+/// nothing waits. Frames state the writer's colours. Chroma is the mean around its place as the siting says; samples
+/// are at most one from exact arithmetic.
 ///
 /// Used from one thread at a time, each object from its own.
 class FrameWriter {
 public:
-    /// For frames in BGRA or in any YCbCr format of CVPixelBuffer.h. The range is the format's where its name tells it;
-    /// `colours` are stated in each frame, and must be SDR with the primaries of BT.709, as textures are. Null, with
+    /// For frames in BGRA, in grey (luma alone) or in any YCbCr format of CVPixelBuffer.h. The range is the format's
+    /// where its name tells it; `colours` must be SDR with the primaries of BT.709, as textures are. Null, with
     /// the reason in `error` (may be null), for other ones and where the device makes no function for them.
     [[nodiscard]] static std::shared_ptr<FrameWriter> create(std::shared_ptr<Device> device, OSType pixelFormat,
                                                              const FrameColours& colours, NSError* error);
@@ -34,10 +34,11 @@ public:
 
     /// A frame of the picture's size from a pool of this object, for the last size only. It has its pixels once the
     /// command buffer ran, and is held until then. Null, with the reason in `error` (may be null), when that isn't
-    /// possible; nothing was encoded then.
+    /// possible; a command buffer that takes no more encoders may have luma alone in it then.
     [[nodiscard]] std::shared_ptr<CVPixelBuffer> write(const Texture& picture, MTLCommandBuffer& commandBuffer,
                                                        NSError* error);
-    /// The same into a frame of the caller's, which must have the format and the picture's size.
+    /// The same into a frame of the caller's, which must have the format and the picture's size; what it stated before
+    /// is replaced.
     [[nodiscard]] bool write(const Texture& picture, const std::shared_ptr<CVPixelBuffer>& frame,
                              MTLCommandBuffer& commandBuffer, NSError* error);
 

@@ -111,14 +111,14 @@ inline void ReadWidePicture(const Position& p, const Texture<0, Reach::own>& pic
 
 using Writing = ondrix::FrameWriteConstants;
 
-ONDRIX_INLINE Float sample(const Float3& colour, const float (&weights)[4], const float (&range)[2], float scale) {
+ONDRIX_INLINE Float sample(const Float3& colour, const float (&weights)[4], const Writing& k) {
     const Float value = colour.x * weights[0] + colour.y * weights[1] + colour.z * weights[2] + weights[3];
-    return floor(clamp(value, range[0], range[1]) + 0.5f) * scale;
+    return floor(clamp(value, 0, k.largest) + 0.5f) * k.scale;
 }
 
 inline void WriteLuma(const Position& p, const Texture<0, Reach::own>& picture, const Target<1, Format::r8>& luma,
                       const Constants<Writing, 0>& k) {
-    const Float value = sample(picture.read(p).xyz(), k->luma, k->lumaRange, k->scale);
+    const Float value = sample(picture.read(p).xyz(), k->luma, *k);
     luma.write(p, Float4{value, 0, 0, 1});
 }
 
@@ -140,15 +140,14 @@ ONDRIX_INLINE Float3 around(const Texture<0>& picture, Int2 at, const Writing& k
 inline void WriteChroma(const Position& p, const Texture<0>& picture, const Target<1, Format::rg8>& chroma,
                         const Constants<Writing, 0>& k) {
     const Float3 colour = around(picture, p, *k);
-    chroma.write(p, Float4{sample(colour, k->blue, k->chromaRange, k->scale),
-                           sample(colour, k->red, k->chromaRange, k->scale), 0, 1});
+    chroma.write(p, Float4{sample(colour, k->blue, *k), sample(colour, k->red, *k), 0, 1});
 }
 
 inline void WriteSeparateChroma(const Position& p, const Texture<0>& picture, const Target<1, Format::r8>& blue,
                                 const Target<2, Format::r8>& red, const Constants<Writing, 0>& k) {
     const Float3 colour = around(picture, p, *k);
-    blue.write(p, Float4{sample(colour, k->blue, k->chromaRange, k->scale), 0, 0, 1});
-    red.write(p, Float4{sample(colour, k->red, k->chromaRange, k->scale), 0, 0, 1});
+    blue.write(p, Float4{sample(colour, k->blue, *k), 0, 0, 1});
+    red.write(p, Float4{sample(colour, k->red, *k), 0, 0, 1});
 }
 
 const FunctionTable functions{

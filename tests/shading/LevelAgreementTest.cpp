@@ -27,7 +27,8 @@ namespace {
 constexpr int sizes[] = {1, 2, 3, 7, 15, 16, 17, 33, 64, 127};
 
 constexpr Format formats[] = {Format::bgra8, Format::rgba8,   Format::bgra8_srgb, Format::r8,      Format::rg8_srgb,
-                              Format::r16f,  Format::rgba16f, Format::rg32f,      Format::rgba32f, Format::r32f};
+                              Format::r16f,  Format::rgba16f, Format::rg32f,      Format::rgba32f, Format::r32f,
+                              Format::rg8,   Format::r16,     Format::rg16,       Format::rgba16};
 
 SamplerView sampler(int filter, MTLSamplerAddressMode mode, MTLSamplerBorderColor border = {}) {
     const auto f = static_cast<std::uint8_t>(filter), m = static_cast<std::uint8_t>(mode);
@@ -270,7 +271,8 @@ TEST_P(LevelAgreement, YCbCrConversion) {
 TEST_P(EveryLevel, UnusualColoursAreStoredLikeSinglePixels) {
     const float nan = std::numeric_limits<float>::quiet_NaN(), infinity = std::numeric_limits<float>::infinity();
     const float values[] = {nan, -nan, infinity, -infinity, -1, 1e30f, -1e30f, 0.49999f, 1.00001f, 0.00196f};
-    for (Format format : {Format::bgra8, Format::rgba8_srgb, Format::r8}) {
+    for (Format format :
+         {Format::bgra8, Format::rgba8_srgb, Format::r8, Format::rg8, Format::r16, Format::rg16, Format::rgba16}) {
         Image source(19, 1, Format::rgba32f, 1), target(19, 1, format, 0), expected(19, 1, format, 0);
         for (int i = 0; i < 19 * 4; i++) {
             std::memcpy(source.pixel(i / 4, 0) + i % 4 * 4, &values[(i / 4 + i % 4) % 10], 4);
