@@ -200,14 +200,14 @@ TEST(MediaOutOfMemory, InARound) {
             return std::to_string(FailingMemory::count());
         });
         ASSERT_GT(std::atol(count.c_str()), 0) << name << ": " << count;
-        constexpr long quickStep = 37;  // each is a process, and a look at the stack for each allocation
+        constexpr long quickStep = 37, step = 7;  // each is a process, and a look at the stack for each allocation
         const auto tryOne = [&, round = round](long n, bool allThatFollow) {
             return inChild([&] {
                 Program program(inputs);
                 return tryRound(program, round, n, allThatFollow);
             });
         };
-        tryAll(name, std::atol(count.c_str()), tryOne, quickStep);
+        tryAll(name, std::atol(count.c_str()), tryOne, quickStep, step);
     }
 }
 

@@ -41,12 +41,12 @@ inline bool runsInFull() {
     return wanted != nullptr && std::string(wanted) == "full";
 }
 
-/// Tries every allocation of a round, or one in `quickStep`; `outcome` returns what went wrong, or nothing.
+/// Tries one allocation of a round in `step`, or in `quickStep`; `outcome` returns what went wrong, or nothing.
 inline void tryAll(const char* name, long count, const std::function<std::string(long n, bool allThatFollow)>& outcome,
-                   long quickStep = 7) {
+                   long quickStep = 7, long step = 1) {
     int tried = 0, survived = 0;
     for (const bool allThatFollow : {false, true}) {
-        for (long n = 1; n <= count; n += runsInFull() ? 1 : quickStep) {
+        for (long n = 1; n <= count; n += runsInFull() ? step : quickStep) {
             ++tried;
             const std::string problem = outcome(n, allThatFollow);
             EXPECT_EQ(problem, "") << name << ", allocation " << n << (allThatFollow ? " and all that follow" : "");

@@ -23,6 +23,9 @@ struct MovieWriterSettings {
     /// Encoder's own speed setting where it has one ("ultrafast" to "veryslow"); empty: its default.
     std::string preset;
     int threadCount = 0;  ///< of the encoder; 0: as many as it finds best
+    /// Bytes that H.264's encoder may hold at once, about. Where the picture is so large that its usual way takes more,
+    /// it looks less far ahead, has fewer threads and at last compares with one picture only: the file gets larger.
+    std::int64_t maximumEncodingMemory = std::int64_t{640} << 20;
     /// Sound, subtitles, chapters and descriptions are copied from this movie unchanged, as far as the format can hold
     /// them, which is logged, and as far as the pictures go; to its end if it has no later picture itself. Empty: none.
     std::optional<URL> copyOthersFrom;
