@@ -2,6 +2,7 @@
 #include <cstring>
 #include <utility>
 
+#include <ondrix/core/Logger.h>
 #include <ondrix/frames/FrameLayout.h>
 
 namespace ondrix {
@@ -158,13 +159,15 @@ FrameWriteConstants FrameLayout::writeConstants(const FrameColours& colours) con
     return constants;
 }
 
-std::shared_ptr<MTLTexture> FrameLayout::wrap(CVMetalTextureCache& cache, const std::shared_ptr<CVPixelBuffer>& frame,
+std::shared_ptr<MTLTexture> FrameLayout::wrap(MTLDevice& device, const std::shared_ptr<CVPixelBuffer>& frame,
                                               int plane) const {
-    std::shared_ptr<CVMetalTexture> wrapper;
-    const CVReturn status = CVMetalTextureCacheCreateTextureFromImage(
-        cache, frame, planes[plane], CVPixelBufferGetWidthOfPlane(*frame, plane),
-        CVPixelBufferGetHeightOfPlane(*frame, plane), plane, &wrapper);
-    return status == kCVReturnSuccess ? CVMetalTextureGetTexture(*wrapper) : nullptr;
+    auto descriptor = MTLTextureDescriptor::texture2DDescriptor(
+        planes[plane], static_cast<std::uint64_t>(CVPixelBufferGetWidthOfPlane(*frame, plane)),
+        static_cast<std::uint64_t>(CVPixelBufferGetHeightOfPlane(*frame, plane)), false);
+    descriptor.usage = MTLTextureUsage::unknown;
+    auto texture = device.makeTexture(descriptor, CVPixelBufferGetIOSurface(frame), static_cast<std::uint64_t>(plane));
+    if (texture == nullptr) Logger::gfx().error("Failed to wrap a plane of the frame as a texture.");
+    return texture;
 }
 
 }  // namespace ondrix

@@ -5,7 +5,7 @@
 
 #include <ondrix/frames/FrameColours.h>
 #include <ondrix/frames/FrameConstants.h>
-#include <ondrix/platform/corevideo/CVMetalTextureCache.h>
+#include <ondrix/platform/metal/MTLDevice.h>
 #include <ondrix/platform/metal/MTLPixelFormat.h>
 
 namespace ondrix {
@@ -34,9 +34,10 @@ struct FrameLayout {
     [[nodiscard]] static FrameToneConstants toneConstants(const FrameColours& colours);
     [[nodiscard]] FrameWriteConstants writeConstants(const FrameColours& colours) const;
 
-    /// One plane as a texture; null when it can't be wrapped.
-    [[nodiscard]] std::shared_ptr<MTLTexture> wrap(CVMetalTextureCache& cache,
-                                                   const std::shared_ptr<CVPixelBuffer>& frame, int plane) const;
+    /// One plane as a texture; null, with a message, when it can't be wrapped. Without a texture cache, whose objects
+    /// take memory for each frame.
+    [[nodiscard]] std::shared_ptr<MTLTexture> wrap(MTLDevice& device, const std::shared_ptr<CVPixelBuffer>& frame,
+                                                   int plane) const;
 };
 
 }  // namespace ondrix

@@ -32,11 +32,6 @@ std::shared_ptr<FrameTexture> FrameTexture::create(std::shared_ptr<Device> devic
 }
 
 bool FrameTexture::start() {
-    const auto& mtlDevice = device()->mtlDevice();
-    if (CVMetalTextureCacheCreate(mtlDevice, &cache_) != kCVReturnSuccess) {
-        Logger::gfx().error("Failed to make the texture cache for frames.");
-        return false;
-    }
     images_.reserve(mostImages);
     return functionFor(*FrameLayout::of(kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange), false) != nullptr;
 }
@@ -85,11 +80,8 @@ std::shared_ptr<MTLTexture> FrameTexture::convert(const std::shared_ptr<CVPixelB
     const FrameColours colours = FrameColours::of(*frame);
     FrameFunction::Textures textures;
     for (int plane = 0; plane < layout->planeCount(); ++plane) {
-        textures[static_cast<std::size_t>(plane)] = layout->wrap(*cache_, frame, plane);
-        if (textures[static_cast<std::size_t>(plane)] == nullptr) {
-            Logger::gfx().error("Failed to wrap a plane of the frame as a texture.");
-            return nullptr;
-        }
+        textures[static_cast<std::size_t>(plane)] = layout->wrap(*device()->mtlDevice(), frame, plane);
+        if (textures[static_cast<std::size_t>(plane)] == nullptr) return nullptr;
     }
     const bool isWide = colours.isWide();
     if (layout->kind == FrameLayout::Kind::picture && !isWide) return textures[0];

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include <ondrix/frames/FrameColours.h>
-#include <ondrix/platform/corevideo/CVMetalTextureCache.h>
+#include <ondrix/platform/corevideo/CVPixelBuffer.h>
 #include <ondrix/platform/metal/MTLCommandQueue.h>
 #include <ondrix/resources/Texture.h>
 
@@ -55,7 +55,6 @@ private:
     void checkAttachments(const CVPixelBuffer& frame);
 
     const MTLPixelFormat pixelFormat_;
-    std::shared_ptr<CVMetalTextureCache> cache_;
     std::unique_ptr<FrameFunction> functions_[8];      ///< made when they are needed first
     std::vector<std::shared_ptr<MTLTexture>> images_;  ///< those made last, of a few sizes
     Size2<Int> size_{0, 0};                            ///< that the observers know

@@ -42,10 +42,6 @@ std::shared_ptr<FrameWriter> FrameWriter::create(std::shared_ptr<Device> device,
 
 bool FrameWriter::start() {
     const auto& mtlDevice = device_->mtlDevice();
-    if (CVMetalTextureCacheCreate(mtlDevice, &cache_) != kCVReturnSuccess) {
-        Logger::gfx().error("Failed to make the texture cache for frames.");
-        return false;
-    }
     const bool isPicture = layout_->kind == Kind::picture;
     luma_ = FrameFunction::make(*mtlDevice, isPicture ? "Ondrix::Blit::CS_Main" : "Ondrix::Frames::WriteLuma");
     if (luma_ == nullptr || isPicture || layout_->kind == Kind::grey) return luma_ != nullptr;
@@ -107,11 +103,8 @@ bool FrameWriter::encode(const std::shared_ptr<MTLTexture>& picture, const std::
                          MTLCommandBuffer& commandBuffer) {
     std::shared_ptr<MTLTexture> planes[3];
     for (int plane = 0; plane < layout_->planeCount(); ++plane) {
-        planes[plane] = layout_->wrap(*cache_, frame, plane);
-        if (planes[plane] == nullptr) {
-            Logger::gfx().error("Failed to wrap a plane of the frame as a texture.");
-            return false;
-        }
+        planes[plane] = layout_->wrap(*device_->mtlDevice(), frame, plane);
+        if (planes[plane] == nullptr) return false;
     }
     if (colours_.attachTo(*frame) != kCVReturnSuccess) {
         Logger::gfx().error("Failed to state the colours of a frame.");

@@ -3,7 +3,6 @@
 #include <memory>
 
 #include <ondrix/frames/FrameColours.h>
-#include <ondrix/platform/corevideo/CVMetalTextureCache.h>
 #include <ondrix/platform/corevideo/CVPixelBufferPool.h>
 #include <ondrix/platform/metal/MTLCommandQueue.h>
 #include <ondrix/resources/Texture.h>
@@ -55,7 +54,6 @@ private:
     const OSType pixelFormat_;
     const FrameColours colours_;
     const std::unique_ptr<FrameLayout> layout_;
-    std::shared_ptr<CVMetalTextureCache> cache_;
     std::unique_ptr<FrameFunction> luma_;    ///< or the copy of a picture
     std::unique_ptr<FrameFunction> chroma_;  ///< null for pictures and grey
     std::shared_ptr<CVPixelBufferPool> pool_;
