@@ -122,8 +122,11 @@ inline void WriteLuma(const Position& p, const Texture<0, Reach::own>& picture, 
     luma.write(p, Float4{value, 0, 0, 1});
 }
 
+/// What a sample of chroma is made from: the same row, or two.
+using Picture = Texture<0, NearRows{0, 1, 2}>;
+
 /// The mean colour around a sample of chroma.
-ONDRIX_INLINE Float3 around(const Texture<0>& picture, Int2 at, const Writing& k) {
+ONDRIX_INLINE Float3 around(const Picture& picture, Int2 at, const Writing& k) {
     const auto read = [&](Int x, Int y) __attribute__((always_inline)) {
         return picture.read(Int2{clamp(x, 0, picture.width() - 1), clamp(y, 0, picture.height() - 1)}).xyz();
     };
@@ -137,14 +140,14 @@ ONDRIX_INLINE Float3 around(const Texture<0>& picture, Int2 at, const Writing& k
     return (row(at.y * 2) + row(at.y * 2 + 1)) * 0.5f;
 }
 
-inline void WriteChroma(const Position& p, const Texture<0>& picture, const Target<1, Format::rg8>& chroma,
+inline void WriteChroma(const Position& p, const Picture& picture, const Target<1, Format::rg8>& chroma,
                         const Constants<Writing, 0>& k) {
     const Float3 colour = around(picture, p, *k);
     chroma.write(p, Float4{sample(colour, k->blue, k->chromaRange, k->scale),
                            sample(colour, k->red, k->chromaRange, k->scale), 0, 1});
 }
 
-inline void WriteSeparateChroma(const Position& p, const Texture<0>& picture, const Target<1, Format::r8>& blue,
+inline void WriteSeparateChroma(const Position& p, const Picture& picture, const Target<1, Format::r8>& blue,
                                 const Target<2, Format::r8>& red, const Constants<Writing, 0>& k) {
     const Float3 colour = around(picture, p, *k);
     blue.write(p, Float4{sample(colour, k->blue, k->chromaRange, k->scale), 0, 0, 1});
