@@ -23,12 +23,16 @@ struct Reading : ondrix::FrameReadConstants {
     }
 };
 
+/// What a row of luma reads of chroma, whether that has as many rows or half of them.
+constexpr NearRows chromaRows{1, 1, 1, 2};
+
 /// A frame with luma in texture 0 and chroma in texture 1, or Cb in 1 and Cr in 2. Any formats and sizes work; those
 /// named are fast.
 template <Format ofLuma, Format ofChroma, Sides sides>
 inline void Read(const Position& p, const Texture<0, ofLuma, Reach::own>& luma,
-                 const Texture<1, ofChroma, sides>& chroma, const Texture<2, ofChroma, sides>& red,
-                 const Target<3>& output, const Constants<ondrix::FrameReadConstants, 0, Reading>& k) {
+                 const Texture<1, ofChroma, sides, chromaRows>& chroma,
+                 const Texture<2, ofChroma, sides, chromaRows>& red, const Target<3>& output,
+                 const Constants<ondrix::FrameReadConstants, 0, Reading>& k) {
     output.write(p, k->colour(lumaSamples(luma.view, k->layout, p), chromaSums(chroma.view, red.view, k->layout, p)));
 }
 
@@ -93,8 +97,8 @@ ONDRIX_INLINE Float3 narrowed(const Float3& numbers, const Tone& k) {
 
 /// Like `Read`, for colours that aren't SDR in BT.709.
 inline void ReadWide(const Position& p, const Texture<0, Format::r16, Reach::own>& luma,
-                     const Texture<1, Format::rg16, Sides::half>& chroma,
-                     const Texture<2, Format::rg16, Sides::half>& red, const Target<3>& output,
+                     const Texture<1, Format::rg16, Sides::half, chromaRows>& chroma,
+                     const Texture<2, Format::rg16, Sides::half, chromaRows>& red, const Target<3>& output,
                      const Constants<ondrix::FrameReadConstants, 0, Reading>& k, const Constants<Tone, 1>& tone) {
     const Float4 colour =
         k->colour(lumaSamples(luma.view, k->layout, p), chromaSums(chroma.view, red.view, k->layout, p));
