@@ -11,15 +11,17 @@ using namespace ondrix::effects::functions;
 namespace {
 
 /// The pixels `offset` away from a position inside the texture; beyond an edge those at the edge.
-inline Texel readClamped(const Texture<0>& texture, const Position& p, Offset offset) {
+inline Texel readClamped(const auto& texture, const Position& p, Offset offset) {
     const int x = p.x + offset.x, y = std::clamp(p.y + offset.y, 0, texture.height() - 1);
     if (x >= 0 && x + p.count <= texture.width()) return texture.read(p + Offset{offset.x, y - p.y});
     const Int columns = clamp(Int2(p).x + offset.x, 0, texture.width() - 1);
     return texture.read(Int2{columns, y});
 }
 
+constexpr NearRows columnRows{GaussianWeights::largestRadius, GaussianWeights::largestRadius};
+
 /// The pixels blurred along a row, with {1, 0}, or a column, with {0, 1}.
-inline Float4 blurred(const Texture<0>& in, const Position& p, const GaussianWeights& gaussian, Offset along) {
+inline Float4 blurred(const auto& in, const Position& p, const GaussianWeights& gaussian, Offset along) {
     Float4 sum = in.read(p) * gaussian.weights[0];
     for (int i = 1; i <= gaussian.reach; ++i) {
         const Float4 before = readClamped(in, p, {-i * along.x, -i * along.y});
@@ -30,7 +32,7 @@ inline Float4 blurred(const Texture<0>& in, const Position& p, const GaussianWei
 }
 
 // Sobel's operator on the brightness of the eight neighbours.
-inline void CS_Edges(const Position& p, const Texture<0>& in, const Target<1>& out,
+inline void CS_Edges(const Position& p, const Texture<0, NearRows{1, 1}>& in, const Target<1>& out,
                      const Constants<Edges, 0>& settings) {
     const auto neighbour = [&](int x, int y) { return luminance(readClamped(in, p, {x, y}).xyz()); };
     const Float topLeft = neighbour(-1, -1), topRight = neighbour(1, -1);
@@ -41,18 +43,18 @@ inline void CS_Edges(const Position& p, const Texture<0>& in, const Target<1>& o
     out.write(p, Float4{edge, edge, edge, in.read(p).w});
 }
 
-inline void CS_BlurRows(const Position& p, const Texture<0>& in, const Target<1>& out,
+inline void CS_BlurRows(const Position& p, const Texture<0, NearRows{}>& in, const Target<1>& out,
                         const Constants<GaussianWeights, 0>& gaussian) {
     out.write(p, blurred(in, p, *gaussian, {1, 0}));
 }
 
-inline void CS_BlurColumns(const Position& p, const Texture<0>& in, const Target<1>& out,
+inline void CS_BlurColumns(const Position& p, const Texture<0, columnRows>& in, const Target<1>& out,
                            const Constants<GaussianWeights, 0>& gaussian) {
     out.write(p, blurred(in, p, *gaussian, {0, 1}));
 }
 
 // `rows` is `in` blurred along its rows.
-inline void CS_UnsharpMask(const Position& p, const Texture<0>& rows, const Texture<1, Reach::own>& in,
+inline void CS_UnsharpMask(const Position& p, const Texture<0, columnRows>& rows, const Texture<1, Reach::own>& in,
                            const Target<2>& out, const Constants<UnsharpMask, 0>& settings) {
     const Texel colour = in.read(p);
     const Float4 blur = blurred(rows, p, settings->gaussian, {0, 1});

@@ -23,12 +23,16 @@ struct Reading : ondrix::FrameReadConstants {
     }
 };
 
+/// What a row of luma reads of chroma, whether that has as many rows or half of them.
+constexpr NearRows chromaRows{1, 1, 1, 2};
+
 /// A frame with luma in texture 0 and chroma in texture 1, or Cb in 1 and Cr in 2. Any formats and sizes work; those
 /// named are fast.
 template <Format ofLuma, Format ofChroma, Sides sides>
 inline void Read(const Position& p, const Texture<0, ofLuma, Reach::own>& luma,
-                 const Texture<1, ofChroma, sides>& chroma, const Texture<2, ofChroma, sides>& red,
-                 const Target<3>& output, const Constants<ondrix::FrameReadConstants, 0, Reading>& k) {
+                 const Texture<1, ofChroma, sides, chromaRows>& chroma,
+                 const Texture<2, ofChroma, sides, chromaRows>& red, const Target<3>& output,
+                 const Constants<ondrix::FrameReadConstants, 0, Reading>& k) {
     output.write(p, k->colour(lumaSamples(luma.view, k->layout, p), chromaSums(chroma.view, red.view, k->layout, p)));
 }
 
@@ -93,8 +97,8 @@ ONDRIX_INLINE Float3 narrowed(const Float3& numbers, const Tone& k) {
 
 /// Like `Read`, for colours that aren't SDR in BT.709.
 inline void ReadWide(const Position& p, const Texture<0, Format::r16, Reach::own>& luma,
-                     const Texture<1, Format::rg16, Sides::half>& chroma,
-                     const Texture<2, Format::rg16, Sides::half>& red, const Target<3>& output,
+                     const Texture<1, Format::rg16, Sides::half, chromaRows>& chroma,
+                     const Texture<2, Format::rg16, Sides::half, chromaRows>& red, const Target<3>& output,
                      const Constants<ondrix::FrameReadConstants, 0, Reading>& k, const Constants<Tone, 1>& tone) {
     const Float4 colour =
         k->colour(lumaSamples(luma.view, k->layout, p), chromaSums(chroma.view, red.view, k->layout, p));
@@ -122,8 +126,11 @@ inline void WriteLuma(const Position& p, const Texture<0, Reach::own>& picture, 
     luma.write(p, Float4{value, 0, 0, 1});
 }
 
+/// What a sample of chroma is made from: the same row, or two.
+using Picture = Texture<0, NearRows{0, 1, 2}>;
+
 /// The mean colour around a sample of chroma.
-ONDRIX_INLINE Float3 around(const Texture<0>& picture, Int2 at, const Writing& k) {
+ONDRIX_INLINE Float3 around(const Picture& picture, Int2 at, const Writing& k) {
     const auto read = [&](Int x, Int y) __attribute__((always_inline)) {
         return picture.read(Int2{clamp(x, 0, picture.width() - 1), clamp(y, 0, picture.height() - 1)}).xyz();
     };
@@ -137,13 +144,13 @@ ONDRIX_INLINE Float3 around(const Texture<0>& picture, Int2 at, const Writing& k
     return (row(at.y * 2) + row(at.y * 2 + 1)) * 0.5f;
 }
 
-inline void WriteChroma(const Position& p, const Texture<0>& picture, const Target<1, Format::rg8>& chroma,
+inline void WriteChroma(const Position& p, const Picture& picture, const Target<1, Format::rg8>& chroma,
                         const Constants<Writing, 0>& k) {
     const Float3 colour = around(picture, p, *k);
     chroma.write(p, Float4{sample(colour, k->blue, *k), sample(colour, k->red, *k), 0, 1});
 }
 
-inline void WriteSeparateChroma(const Position& p, const Texture<0>& picture, const Target<1, Format::r8>& blue,
+inline void WriteSeparateChroma(const Position& p, const Picture& picture, const Target<1, Format::r8>& blue,
                                 const Target<2, Format::r8>& red, const Constants<Writing, 0>& k) {
     const Float3 colour = around(picture, p, *k);
     blue.write(p, Float4{sample(colour, k->blue, *k), 0, 0, 1});

@@ -53,9 +53,20 @@ inline std::int64_t distanceOutside(const TextureView& view, std::int64_t x, std
     return distance;
 }
 
+/// Whether a position is one that the parameter promised.
+inline bool isPromised(std::uint32_t reachNumber, const TextureView& view, std::int32_t x, std::int32_t y) {
+    const Reach reach = reachOf(reachNumber);
+    if (reach == Reach::own) return x == place.x && y == place.y;
+    if (reach != Reach::near || y < 0 || y >= view.height) return true;
+    const NearRows rows = nearRowsOf(reachNumber);
+    const auto inside = [&](std::int64_t row) { return row < 0 ? 0 : row < view.height ? row : view.height - 1; };
+    return y >= inside(place.y / rows.divisor - rows.above) &&
+           y <= inside(std::int64_t{place.y} * rows.factor + rows.below);
+}
+
 inline void read(Report* report, int slot, const TextureView& view, std::int32_t x, std::int32_t y,
-                 Reach reach = Reach::anywhere) {
-    if (reach == Reach::own && (x != place.x || y != place.y)) note(report, Check::readElsewhere, slot, x, y, 0);
+                 std::uint32_t reachNumber) {
+    if (!isPromised(reachNumber, view, x, y)) note(report, Check::readElsewhere, slot, x, y, 0);
     const std::int64_t distance = distanceOutside(view, x, y);
     if (distance > 0) note(report, Check::readOutside, slot, x, y, distance);
 }

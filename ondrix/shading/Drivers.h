@@ -132,9 +132,10 @@ struct Fragment<function> {
     /// and coordinate belong together: for functions of one texture, that with the first sampler and the first varying.
     static constexpr bool rowsApply = !lanes::plain && textures == 1 && hasSampler;
     /// Whether the function returns what its one texture shows at its one varying, unchanged.
-    static constexpr bool handsOn = rowsApply && std::is_same_v<Colour, Sampled> &&
-                                    (0 + ... + (isSampler<Plain<A>> ? 1 : 0)) == 1 &&
-                                    (0 + ... + (isVarying<Plain<A>> ? 1 : 0)) == 1;
+    static constexpr bool showsTexture =
+        textures == 1 && std::is_same_v<Colour, Sampled> && (0 + ... + (isSampler<Plain<A>> ? 1 : 0)) == 1 &&
+        (0 + ... + (isVarying<Plain<A>> ? 1 : 0)) == 1 && (false || ... || std::is_same_v<Plain<A>, Varying2>);
+    static constexpr bool handsOn = rowsApply && showsTexture;
 
     static std::size_t scratchBytes(const Bindings* bindings, std::int32_t width) {
         if constexpr (rowsApply) {

@@ -39,7 +39,7 @@ constexpr Entry fragmentFunction(const char* name) {
     return {name,
             FunctionKind::fragment,
             List::describedCount,
-            List::description.entries,
+            Driver::showsTexture ? List::descriptionAtVarying.entries : List::description.entries,
             0,
             nullptr,
             nullptr,

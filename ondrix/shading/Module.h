@@ -134,15 +134,43 @@ struct VertexTask {
     std::int32_t resultStride = 0;
 };
 
-/// Where a function reads a texture. With `own` only at the position that it writes, row for row, so a device may run
-/// it on the first rows of a texture while the last ones are not written yet.
-enum class Reach : std::uint32_t { anywhere = 0, own = 1 };
+/// Where a function reads a texture. With all but `anywhere` a device may run it on the first rows of a texture while
+/// the last ones are not written yet.
+enum class Reach : std::uint32_t {
+    anywhere = 0,
+    own = 1,      ///< only at the position that it writes, row for row
+    near = 2,     ///< only in rows near to its own, see `NearRows`
+    varying = 3,  ///< fragment functions: only where the first varying points, filtered by the only sampler
+};
+
+/// The rows that a function reads for its row y: none before y / divisor - above, none after y * factor + below. Those
+/// beyond an edge count as the row at the edge. `above` and `below` are 0 to 255, the others 1 to 16.
+struct NearRows {
+    int above = 0, below = 0;
+    int factor = 1, divisor = 1;
+};
+
+/// The number that a parameter says it with: the reach in its lowest byte, and for `near` the rows above. Devices that
+/// don't know a reach take it for `anywhere`.
+[[nodiscard]] constexpr std::uint32_t reachNumber(Reach reach, NearRows rows) {
+    const auto bits = [](int number, int place) { return static_cast<std::uint32_t>(number) << place; };
+    if (reach != Reach::near) return static_cast<std::uint32_t>(reach);
+    return static_cast<std::uint32_t>(reach) | bits(rows.above, 8) | bits(rows.below, 16) | bits(rows.factor - 1, 24) |
+           bits(rows.divisor - 1, 28);
+}
+[[nodiscard]] constexpr Reach reachOf(std::uint32_t number) {
+    return static_cast<Reach>(number & 255);
+}
+[[nodiscard]] constexpr NearRows nearRowsOf(std::uint32_t number) {
+    const auto bits = [number](int place, std::uint32_t mask) { return static_cast<int>(number >> place & mask); };
+    return {bits(8, 255), bits(16, 255), bits(24, 15) + 1, bits(28, 15) + 1};
+}
 
 enum class FunctionKind : std::uint32_t { vertex = 1, fragment = 2, compute = 3 };
 
 /// What a parameter of a GPU function is.
 enum class ParameterKind : std::uint32_t {
-    texture = 1,      ///< read; size: its Reach
+    texture = 1,      ///< read; size: its `reachNumber`
     target = 2,       ///< written; size unused
     sampler = 3,      ///< size unused
     constants = 4,    ///< size: bytes that the buffer must provide

@@ -40,8 +40,7 @@ struct Bind<UInt> : Bind<Position> {};
 template <int slot, auto... options>
 struct Bind<Texture<slot, options...>> {
     static constexpr bool described = true;
-    static constexpr Parameter parameter{ParameterKind::texture, slot,
-                                         static_cast<std::uint32_t>(Texture<slot, options...>::reach)};
+    static constexpr Parameter parameter{ParameterKind::texture, slot, Texture<slot, options...>::reachNumber};
     static_assert(isSlot<slot, textureSlots>, "texture slots are 0 to 30");
     static Texture<slot, options...> make(const Bindings& b) {
         Texture<slot, options...> texture{b.textures[slot], {}, -1};
@@ -125,9 +124,9 @@ inline constexpr bool isTexture = false;
 template <int slot, auto... options>
 inline constexpr bool isTexture<Texture<slot, options...>> = true;
 template <class T>
-inline constexpr Reach reachOf = Reach::own;
+inline constexpr bool readsOwnOnly = true;
 template <int slot, auto... options>
-inline constexpr Reach reachOf<Texture<slot, options...>> = Texture<slot, options...>::reach;
+inline constexpr bool readsOwnOnly<Texture<slot, options...>> = Texture<slot, options...>::reach == Reach::own;
 template <class T>
 inline constexpr bool isTarget = false;
 template <int slot, Format format>
@@ -174,7 +173,16 @@ struct ParameterList {
         return false;
     }
     /// Whether some texture may be read at other positions than the function's own.
-    static constexpr bool readsAnywhere = (false || ... || (isTexture<P> && reachOf<P> == Reach::anywhere));
+    static constexpr bool readsAnywhere = (false || ... || !readsOwnOnly<P>);
+    /// The description of a function that reads its textures only where its first varying points.
+    static constexpr Description describeAtVarying() {
+        Description d = describe();
+        for (std::uint32_t i = 0; i < describedCount; i++) {
+            if (d.entries[i].kind == ParameterKind::texture) d.entries[i].size = reachNumber(Reach::varying, {});
+        }
+        return d;
+    }
+    static constexpr Description descriptionAtVarying = describeAtVarying();
     /// False when a slot is written that is also read or written by another parameter.
     static constexpr bool targetsAreApart() {
         const auto isBound = [](ParameterKind kind) {

@@ -19,20 +19,31 @@ constexpr T option(T value, First first, Rest... rest) {
     if constexpr (std::is_same_v<T, First>) value = first;
     return option(value, rest...);
 }
+template <class T, class... Options>
+constexpr bool hasOption(Options...) {
+    return (false || ... || std::is_same_v<T, Options>);
+}
 }  // namespace detail
 
 /// A texture that a function reads. `slotIndex` is its slot; options may follow in any order. A `Format` (bgra8 without
 /// one) and `Sides::half`, for a texture of half the sides such as chroma in `Texture<1, Format::rg8, Sides::half>`,
 /// say what is fast; other formats and sizes work as well. `Reach::own` promises that the texture is only read at the
-/// function's own position: all other ways to read it don't compile. The device then runs passes that follow one
-/// another on a few rows at a time, while these are in a core's cache.
+/// function's own position: all other ways to read it don't compile. `NearRows{above, below}` promises that only so
+/// many rows around the function's own are read. The device then runs passes that follow one another on a few rows at a
+/// time, while these are in a core's cache.
 template <int slotIndex, auto... options>
 struct Texture {
     static constexpr int slot = slotIndex;
     static constexpr Format expected = detail::option(Format::bgra8, options...);
     static constexpr Sides sides = detail::option(Sides::full, options...);
-    static constexpr Reach reach = detail::option(Reach::anywhere, options...);
-    static_assert(reach == Reach::anywhere || sides == Sides::full, "half the position is not the function's own");
+    static constexpr Reach reach =
+        detail::hasOption<NearRows>(options...) ? Reach::near : detail::option(Reach::anywhere, options...);
+    static constexpr NearRows nearRows = detail::option(NearRows{}, options...);
+    static constexpr std::uint32_t reachNumber = shading::reachNumber(reach, nearRows);
+    static_assert(reach != Reach::own || sides == Sides::full, "half the position is not the function's own");
+    static_assert(nearRows.above >= 0 && nearRows.above < 256 && nearRows.below >= 0 && nearRows.below < 256 &&
+                      nearRows.factor >= 1 && nearRows.factor <= 16 && nearRows.divisor >= 1 && nearRows.divisor <= 16,
+                  "up to 255 rows away, and 16 rows for one");
 
     TextureView view;
     rows::Row row;
@@ -44,7 +55,7 @@ struct Texture {
 
     /// The pixels at these positions; zero in all four components outside the texture.
     ONDRIX_INLINE Texel read(const Position& p) const {
-        ONDRIX_CHECK(if (p.count > 0) checks::read(report, slot, view, p.x, p.y, reach);)
+        ONDRIX_CHECK(if (p.count > 0) checks::read(report, slot, view, p.x, p.y, reachNumber);)
         // What is known of positions is known at half of them here.
         if constexpr (sides == Sides::half) return reading::run(view, {p.x, p.y, p.count});
         return reading::run(view, p);
@@ -55,7 +66,7 @@ struct Texture {
     }
     ONDRIX_INLINE Texel read(Int2 at) const {
         onlyReadAnywhere();
-        ONDRIX_CHECK(checks::read(report, slot, view, at.x.v[0], at.y.v[0]);)
+        ONDRIX_CHECK(checks::read(report, slot, view, at.x.v[0], at.y.v[0], reachNumber);)
         return reading::pixels(view, at);
     }
 
@@ -75,7 +86,7 @@ struct Texture {
 
 private:
     static constexpr void onlyReadAnywhere() {
-        static_assert(reach == Reach::anywhere,
+        static_assert(reach != Reach::own,
                       "a texture with Reach::own is only read by read(p), p being the function's own position");
     }
 

@@ -154,8 +154,8 @@ ONDRIX_INLINE void convertHalf(lanes::Ints luma, lanes::Ints chroma, const YCbCr
 template <class Luma, class Chroma>
 ONDRIX_INLINE Texel convertYCbCr(const Luma& luma, const Chroma& chroma, const Position& p,
                                  const YCbCrWeights& weights) {
-    ONDRIX_CHECK(checks::read(luma.report, Luma::slot, luma.view, p.x, p.y, Luma::reach);
-                 checks::read(chroma.report, Chroma::slot, chroma.view, p.x >> 1, p.y >> 1);)
+    ONDRIX_CHECK(checks::read(luma.report, Luma::slot, luma.view, p.x, p.y, Luma::reachNumber);
+                 checks::read(chroma.report, Chroma::slot, chroma.view, p.x >> 1, p.y >> 1, Chroma::reachNumber);)
     const lanes::Ints y = lumaBytes(luma.view, p).v, blueAndRed = chromaBytes(chroma.view, p).v;
     if (__builtin_expect(!weights.isFixed, 0)) {
         return texelFromBytes(Int(detail::exactColours(y, blueAndRed, weights)), Format::bgra8);

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 
 #include <ondrix/shading/Shading.h>
@@ -29,8 +30,20 @@ inline void CS_Neighbours(const Position& p, const Texture<0>& in, const Target<
     out.write(p, in.read(p + Offset{0, -2}) * 0.5f + in.read(p + Offset{1, 2}) * 0.5f);
 }
 
+/// The same, and says so.
+inline void CS_NearRows(const Position& p, const Texture<0, NearRows{2, 2}>& in, const Target<1>& out) {
+    out.write(p, in.read(p + Offset{0, -2}) * 0.5f + in.read(p + Offset{1, 2}) * 0.5f);
+}
+
+/// Half the height from two rows each.
+inline void CS_HalfRows(const Position& p, const Texture<0, NearRows{0, 1, 2}>& in, const Target<1>& out) {
+    const auto row = [&](int y) { return Int(std::min(y, in.height() - 1)); };
+    out.write(p, in.read(Int2{Int2(p).x, row(2 * p.y)}) * 0.5f + in.read(Int2{Int2(p).x, row(2 * p.y + 1)}) * 0.5f);
+}
+
 /// Reads the row below, against what its parameter says.
-inline void CS_Straying(const Position& p, const Texture<0, Reach::own>& in, const Target<1>& out) {
+template <auto reach>
+inline void CS_Straying(const Position& p, const Texture<0, reach>& in, const Target<1>& out) {
     Position below = p;
     below.y++;
     out.write(p, in.read(below));
@@ -75,6 +88,10 @@ inline Texel FS_Sample(const Varying2& at, const Texture<0>& image, const Sample
     return image.sample(sampler, at);
 }
 
+inline Sampled FS_Shown(const Varying2& at, const Texture<0>& image, const Sampler<1>& sampler) {
+    return image.sample(sampler, at);
+}
+
 /// Two textures, samplers and varyings.
 inline Float4 FS_Mixed(const Varying2& first, const Varying2& second, const Texture<0>& image, const Texture<1>& other,
                        const Sampler<1>& sampler, const Sampler<2>& otherSampler) {
@@ -85,7 +102,10 @@ const FunctionTable functions{
     computeFunction<CS_Fill>("fill"),
     computeFunction<CS_ScaleAndAdd>("scaleAndAdd"),
     computeFunction<CS_Neighbours>("neighbours"),
-    computeFunction<CS_Straying>("straying"),
+    computeFunction<CS_NearRows>("nearRows"),
+    computeFunction<CS_HalfRows>("halfRows"),
+    computeFunction<CS_Straying<Reach::own>>("straying"),
+    computeFunction<CS_Straying<NearRows{1, 0}>>("strayingNear"),
     computeFunction<CS_Pattern>("pattern"),
     computeFunction<CS_Careless>("careless"),
     vertexFunction<VS_Main>("vertexValue"),
@@ -94,6 +114,7 @@ const FunctionTable functions{
     fragmentFunction<FS_Value>("fragmentValue"),
     fragmentFunction<FS_Constant>("fragmentConstant"),
     fragmentFunction<FS_Sample>("fragmentSample"),
+    fragmentFunction<FS_Shown>("fragmentShown"),
     fragmentFunction<FS_Mixed>("fragmentMixed"),
 };
 

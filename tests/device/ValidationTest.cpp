@@ -91,6 +91,12 @@ TEST_P(Validation, TellsReadsAgainstTheReach) {
     EXPECT_THAT(log.messages(),
                 Contains(HasSubstr("reads texture slot 0 (40x70) at positions other than its own, against Reach::own, "
                                    "so the result depends on threads: 2800 times, first (0, 1) for pixel (0, 0)")));
+    commands = gpu.queue->makeCommandBuffer();
+    gpu.dispatch(*commands, "strayingNear", {gpu.texture(40, 70), gpu.texture(40, 70)}, nullptr);
+    test::run(*commands);
+    EXPECT_THAT(log.messages(),
+                Contains(HasSubstr("reads texture slot 0 (40x70) in rows further away than its NearRows say, so the "
+                                   "result depends on threads: 2760 times, first (0, 1) for pixel (0, 0)")));
 }
 
 INSTANTIATE_TEST_SUITE_P(Threads, Validation, testing::Values(1, 4));

@@ -54,9 +54,10 @@ struct Size {
     std::int64_t width, height;
 };
 
-/// Up to 16384 pixels a side, mostly small.
+/// Up to 16384 pixels a side, mostly small, or with the rows of several strips.
 Size size(FuzzInput& input) {
     Size size{input.number(1, 64), input.number(1, 64)};
+    if (input.rarely(3)) size = {input.number(1, 16), input.number(64, 256)};
     if (input.rarely(8)) (input.flag() ? size.width : size.height) = input.number(1, 16384);
     if (size.width * size.height > mostPixels) size.height = std::max<std::int64_t>(mostPixels / size.width, 1);
     return size;
@@ -140,7 +141,7 @@ void turn(FuzzInput& input, std::vector<Vertex>& vertices) {
     }
 }
 
-/// One render pass and dispatches over its result, which the reference runs one by one.
+/// A render pass, and more of them and dispatches over its result, which the reference runs one by one.
 Bytes draw(FuzzInput input, const Form& form) {
     const Gpu& gpu = form.gpu;
     std::vector<std::shared_ptr<ForeignMemory>> memories;
@@ -192,10 +193,24 @@ Bytes draw(FuzzInput input, const Form& form) {
             run(*commands);
             commands = gpu.queue->makeCommandBuffer();
         }
-        constexpr const char* functions[] = {"neighbours", "scaleAndAdd", "pattern"};
+        constexpr const char* functions[] = {"neighbours", "scaleAndAdd", "pattern", "nearRows", "halfRows"};
         const std::string function = input.oneOf(functions);
         const auto from = static_cast<std::size_t>(input.number(0, 2));
         const auto& to = textures[(from + static_cast<std::size_t>(input.number(1, 2))) % 3];
+        if (input.rarely(3)) {
+            const auto shown = commands->makeRenderCommandEncoder({to, MTLLoadAction::load, MTLStoreAction::store, {}});
+            shown->setRenderPipelineState(gpu.render("vertexTwoPairs", "fragmentShown", to->pixelFormat()));
+            const float x = input.real(-2, 2), y = input.real(-2, 2);
+            const std::vector<Vertex> quad = {
+                {-x, y, 0, 1, {0, 0}}, {-x, -y, 0, 1, {0, 1}}, {x, y, 0, 1, {1, 0}}, {x, -y, 0, 1, {1, 1}}};
+            shown->setVertexBuffer(gpu.buffer(quad), 0, 0);
+            shown->setFragmentTexture(textures[from], 0);
+            shown->setFragmentSamplerState(gpu.device->makeSamplerState(sampler), 1);
+            shown->drawIndexedPrimitives(MTLPrimitiveType::triangleStrip, 4, MTLIndexType::uint16,
+                                         gpu.buffer(std::vector<std::uint16_t>{0, 1, 2, 3}), 0);
+            shown->endEncoding();
+            continue;
+        }
         gpu.dispatch(
             *commands, function, function == "pattern" ? std::vector{to} : std::vector{textures[from], to},
             gpu.buffer(std::vector{input.real(-2, 2), input.real(-1, 1)}),

@@ -4,11 +4,10 @@
 #include <ondrix/platform/os/OutOfMemory.h>
 #include <ondrix/platform/software/CommandBuffer.h>
 #include <ondrix/platform/software/ComputeCommandEncoder.h>
-#include <ondrix/platform/software/DispatchGroup.h>
 #include <ondrix/platform/software/Executor.h>
 #include <ondrix/platform/software/ProblemLog.h>
 #include <ondrix/platform/software/RenderCommandEncoder.h>
-#include <ondrix/platform/software/RenderPassRun.h>
+#include <ondrix/platform/software/StepChain.h>
 
 namespace ondrix::software {
 
@@ -140,14 +139,10 @@ void CommandBuffer::execute(ExecutionContext& context) noexcept {
     status_.store(MTLCommandBufferStatus::scheduled, std::memory_order_relaxed);
     try {
         bool done = true;
-        for (Command* command = first_; command != nullptr && done; command = command->next) {
-            if (command->kind == Command::Kind::dispatch) {
-                const DispatchGroup group(static_cast<DispatchCommand&>(*command));
-                done = group.run(context);
-                command = group.last;
-            } else {
-                done = RenderPassRun(static_cast<const RenderPassCommand&>(*command), context).run();
-            }
+        for (Command* command = first_; command != nullptr && done;) {
+            StepChain chain(*command, context);
+            done = chain.run();
+            command = chain.last()->next;
         }
         if (!done) outOfMemory_ = true;
     } catch (const std::exception&) {  // of memory or of a size beyond it

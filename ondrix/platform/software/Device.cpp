@@ -47,12 +47,12 @@ int threadsToUse() {
 }
 
 /// The value of a variable that is 1 or 0; for others `consequence` is logged.
-bool flag(const char* name, const char* consequence) {
+bool flag(const char* name, const char* consequence, bool usual = false) {
     const std::string_view text = environment(name);
     if (!text.empty() && text != "0" && text != "1") {
         software::deviceLogger().error("%s is \"%s\", but must be 1 or 0. %s", name, text.data(), consequence);
     }
-    return text == "1";
+    return usual ? text != "0" : text == "1";
 }
 
 }  // namespace
@@ -71,7 +71,8 @@ std::shared_ptr<Device> Device::create(int threadCount, std::string levelName, b
     assert(threadCount >= 1 && threadCount <= mostThreads);
     return os::orAbsent([&] {
         prepareToDistrust();
-        auto executor = std::make_shared<Executor>(threadCount, validates);
+        const bool fuses = flag("ONDRIX_FUSION", "Commands run together.", true);
+        auto executor = std::make_shared<Executor>(threadCount, validates, fuses);
         return std::shared_ptr<Device>(new Device(std::move(executor), threadCount, std::move(levelName)));
     });
 }

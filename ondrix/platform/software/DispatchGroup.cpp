@@ -11,29 +11,6 @@ namespace {
 /// Few enough that comparing each dispatch with all others of its group is cheap, and that their rows fit into a cache.
 constexpr int mostDispatches = 8;
 
-/// A texture that a dispatch reads or writes.
-struct Use {
-    const shading::TextureView& view;
-    bool written;
-    bool ownPosition;  ///< the work on a row touches no other row
-};
-
-/// Calls `visit` for each texture of a dispatch.
-template <typename Visit>
-void forEachUse(const DispatchCommand& command, Visit visit) {
-    for (const shading::Parameter& parameter : parameters(*command.function.entry)) {
-        const bool written = parameter.kind == shading::ParameterKind::target;
-        if (!written && parameter.kind != shading::ParameterKind::texture) continue;
-        const bool own = written || parameter.size == static_cast<std::uint32_t>(shading::Reach::own);
-        visit(Use{command.function.bindings.textures[parameter.slot], written, own});
-    }
-}
-
-bool same(const shading::TextureView& a, const shading::TextureView& b) noexcept {
-    return a.bytes == b.bytes && a.bytesPerRow == b.bytesPerRow && a.width == b.width && a.height == b.height &&
-           a.format == b.format;
-}
-
 /// What two dispatches have in common.
 struct Common {
     bool memory = false;      ///< both use some memory
@@ -43,13 +20,14 @@ struct Common {
 
 Common common(const DispatchCommand& earlier, const DispatchCommand& later) noexcept {
     Common result;
-    forEachUse(earlier, [&](const Use& a) {
-        forEachUse(later, [&](const Use& b) {
+    forEachUse(earlier.function, [&](const TextureUse& a) {
+        forEachUse(later.function, [&](const TextureUse& b) {
             if (!overlap(a.view, b.view)) return;
             result.memory = true;
             result.handedOver = result.handedOver || a.written;
             if (!a.written && !b.written) return;
-            if (!same(a.view, b.view) || !a.ownPosition || !b.ownPosition) result.rowByRow = false;
+            constexpr auto own = shading::Reach::own;
+            if (!same(a.view, b.view) || a.reach != own || b.reach != own) result.rowByRow = false;
         });
     });
     return result;
@@ -61,21 +39,15 @@ struct GroupRun {
 
     static void strip(void* context, int strip, void* scratch) {
         const auto& run = *static_cast<const GroupRun*>(context);
-        run.group.forEach([&](const DispatchCommand& command) {
-            const BoundFunction& function = command.function;
-            const shading::ComputeTask task{function.bindings,     command.width,  run.strips.begin(strip),
-                                            run.strips.end(strip), command.serial, scratch,
-                                            command.streaming};
-            function.entry->runCompute(&task);
-        });
+        run.group.work({run.strips.begin(strip), run.strips.end(strip)}, scratch);
     }
 };
 
 }  // namespace
 
-DispatchGroup::DispatchGroup(DispatchCommand& begin) noexcept : first(&begin) {
+DispatchGroup::DispatchGroup(DispatchCommand& begin, bool fuses) noexcept : first(&begin) {
     take(begin);
-    while (last->next != nullptr && last->next->kind == Command::Kind::dispatch) {
+    while (fuses && last->next != nullptr && last->next->kind == Command::Kind::dispatch) {
         auto& next = static_cast<DispatchCommand&>(*last->next);
         if (!canTake(next)) break;
         take(next);
@@ -114,13 +86,26 @@ void DispatchGroup::take(DispatchCommand& command) noexcept {
     ++count;
 }
 
-bool DispatchGroup::run(ExecutionContext& context) const {
+bool DispatchGroup::prepare(ExecutionContext& context) const {
     bool reserved = true;
     forEach([&](const DispatchCommand& command) {
         command.function.copyConstants();
         reserved = reserved && context.pool.reserveScratch(command.function.scratchBytes(command.width));
     });
-    if (!reserved) return false;
+    return reserved;
+}
+
+void DispatchGroup::work(RowRange rows, void* scratch) const {
+    forEach([&](const DispatchCommand& command) {
+        const BoundFunction& function = command.function;
+        const shading::ComputeTask task{function.bindings, command.width, rows.y0,          rows.y1,
+                                        command.serial,    scratch,       command.streaming};
+        function.entry->runCompute(&task);
+    });
+}
+
+bool DispatchGroup::run(ExecutionContext& context) const {
+    if (!prepare(context)) return false;
     const WrittenPixels written(*first);  // a dispatch that is watched is alone in its group
     GroupRun run{*this, Strips(0, first->height, bytesPerRow, context.pool.threadCount())};
     context.pool.run(run.strips.count(), GroupRun::strip, &run, bytes);

@@ -2,11 +2,10 @@
 
 #include <cstdint>
 
-#include <ondrix/platform/software/Commands.h>
+#include <ondrix/platform/software/ExecutionContext.h>
+#include <ondrix/platform/software/TextureUse.h>
 
 namespace ondrix::software {
-
-struct ExecutionContext;
 
 /// Consecutive dispatches of a command buffer, one or more, that run together: all of them on the first rows, then all
 /// on the next ones, while what one writes and the next reads is still in the core's own cache.
@@ -18,9 +17,13 @@ struct DispatchGroup {
     std::int64_t bytes = 0;        ///< of all dispatches
 
     /// Takes as many dispatches from `begin` on as give the same bytes when they run together, and decides which of
-    /// them store their results past the caches.
-    explicit DispatchGroup(DispatchCommand& begin) noexcept;
+    /// them store their results past the caches. Only the first one unless it `fuses`.
+    explicit DispatchGroup(DispatchCommand& begin, bool fuses = true) noexcept;
 
+    /// Gets them ready to `work`; false without memory for it.
+    [[nodiscard]] bool prepare(ExecutionContext& context) const;
+    /// Runs them for some rows, on any thread.
+    void work(RowRange rows, void* scratch) const;
     /// Runs them on all threads of the context; false without memory for it.
     [[nodiscard]] bool run(ExecutionContext& context) const;
 

@@ -49,7 +49,7 @@ enum class Runner { nobody, executorsThread, waitingCaller };
 /// Whenever command buffers are pending, either somebody runs one, who then looks after the rest, or a waiting caller
 /// has been woken to, or the executor's thread has the order or finds them in its next round.
 struct Executor::State {
-    explicit State(int threadCount) : context(threadCount) {}
+    State(int threadCount, bool fuses) : context(threadCount, fuses) {}
 
     ExecutionContext context;  // for whoever runs a command buffer
     CompletionThread completion;
@@ -183,9 +183,9 @@ void Executor::State::waitForOrder(Lock& lock) {
     runOnAnyCore();
 }
 
-Executor::Executor(int threadCount, bool validates)
+Executor::Executor(int threadCount, bool validates, bool fuses)
     : memory_(std::make_shared<RecyclingMemory>()),
-      state_(std::make_shared<State>(threadCount)),
+      state_(std::make_shared<State>(threadCount, fuses)),
       validates_(validates) {}
 
 Executor::~Executor() {

@@ -15,8 +15,9 @@ class CommandBuffer;
 /// any thread, also the executor's own. Safe to use from any thread.
 class Executor {
 public:
-    /// `threadCount` threads, 1 to 256, share the work of one command buffer; see `Device::create` for `validates`.
-    explicit Executor(int threadCount, bool validates);
+    /// `threadCount` threads, 1 to 256, share the work of one command buffer; see `Device::create` for `validates`, and
+    /// `ExecutionContext` for `fuses`.
+    Executor(int threadCount, bool validates, bool fuses);
     ~Executor();
     Executor(const Executor&) = delete;
     Executor& operator=(const Executor&) = delete;

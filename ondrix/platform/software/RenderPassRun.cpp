@@ -1,7 +1,9 @@
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <span>
 
+#include <ondrix/platform/metal/MTLSampler.h>
 #include <ondrix/platform/software/PrimitiveSetup.h>
 #include <ondrix/platform/software/RenderPassRun.h>
 #include <ondrix/platform/software/Validation.h>
@@ -14,6 +16,10 @@ namespace {
 
 /// The most primitives that are set up before strips are drawn, which bounds the memory that a draw needs.
 constexpr std::int64_t primitivesAtOnce = 4096;
+
+/// A pass of a chain is set up before the steps before it run, and its groups are gone through for each of its strips.
+constexpr std::int64_t mostIndicesInChains = 32;
+constexpr std::size_t mostGroupsInChains = 4;
 
 /// How many indices a primitive has, and how many the next one begins after it.
 struct Assembly {
@@ -63,10 +69,10 @@ void RenderPassRun::ClearPixel::fill(const shading::TextureView& target, std::in
 RenderPassRun::RenderPassRun(const RenderPassCommand& pass, ExecutionContext& context)
     : pass_(pass), context_(context), clears_(pass.loadAction == MTLLoadAction::clear) {
     if (clears_) clearPixel_ = ClearPixel(pass.target, pass.clearColor);
-    reset();
 }
 
 bool RenderPassRun::run() {
+    reset();
     for (const DrawCommand* draw = pass_.firstDraw; draw != nullptr; draw = draw->next) {
         draw->vertex.copyConstants();
         draw->fragment.copyConstants();
@@ -105,15 +111,8 @@ void RenderPassRun::setUp(const DrawCommand& draw) {
 
 /// Draws what is set up. The first time this goes over all rows if they are to be cleared.
 void RenderPassRun::flush() {
-    std::int32_t y0 = pass_.target.height, y1 = 0;
-    for (const PrimitiveGroup& group : context_.groups) {
-        y0 = std::min(y0, group.y0);
-        y1 = std::max(y1, group.y1);
-    }
-    if (clears_) {
-        y0 = 0;
-        y1 = pass_.target.height;
-    }
+    groupCount_ = context_.groups.size();
+    const auto [y0, y1] = rows();
     if (y0 < y1) {
         strips_ = Strips(y0, y1, bytesPerRow_, context_.pool.threadCount());
         const std::int64_t bytes = bytes_ + pass_.target.bytesPerRow * (y1 - y0);
@@ -131,6 +130,80 @@ void RenderPassRun::reset() {
     bytes_ = 0;
 }
 
+std::span<const PrimitiveGroup> RenderPassRun::groups() const noexcept {
+    return std::span<const PrimitiveGroup>(context_.groups).subspan(firstGroup_, groupCount_);
+}
+
+RowRange RenderPassRun::rows() const noexcept {
+    if (clears_) return {0, pass_.target.height};
+    RowRange rows{pass_.target.height, 0};
+    for (const PrimitiveGroup& group : groups()) {
+        rows = {std::min(rows.y0, group.y0), std::max(rows.y1, group.y1)};
+    }
+    return rows.y0 < rows.y1 ? rows : RowRange{0, 0};
+}
+
+bool RenderPassRun::fitsChains(const RenderPassCommand& pass) noexcept {
+    const DrawCommand* const draw = pass.firstDraw;
+    if (draw == nullptr || draw->next != nullptr || draw->indexCount > mostIndicesInChains) return false;
+    const auto staysInside = [](std::uint8_t raw) {
+        const auto mode = static_cast<MTLSamplerAddressMode>(raw);
+        return mode == MTLSamplerAddressMode::clampToEdge || mode == MTLSamplerAddressMode::clampToZero ||
+               mode == MTLSamplerAddressMode::clampToBorderColor;
+    };
+    const auto declared = parameters(*draw->fragment.entry);
+    return std::all_of(declared.begin(), declared.end(), [&](const shading::Parameter& parameter) {
+        return parameter.kind != shading::ParameterKind::sampler ||
+               staysInside(draw->fragment.bindings.samplers[parameter.slot].tAddressMode);
+    });
+}
+
+bool RenderPassRun::prepare() {
+    const DrawCommand& draw = *pass_.firstDraw;
+    firstGroup_ = context_.groups.size();
+    bytesPerRow_ = pass_.target.bytesPerRow;
+    draw.vertex.copyConstants();
+    draw.fragment.copyConstants();
+    if (!context_.pool.reserveScratch(draw.fragment.scratchBytes(pass_.target.width))) return false;
+    setUp(draw);
+    groupCount_ = context_.groups.size() - firstGroup_;
+    streaming_ = exceedsCaches(bytes());
+    return groupCount_ <= mostGroupsInChains;
+}
+
+RenderPassRun::Course RenderPassRun::course() const noexcept {
+    auto course = Course::none;
+    for (const PrimitiveGroup& group : groups()) {
+        const shading::Plane& v = group.task.planes[1];
+        const auto ofGroup = v.dy < 0 ? Course::opposite : Course::along;
+        const bool isStraight =
+            group.task.perspective == 0 && std::isfinite(v.base) && std::isfinite(v.dx) && std::isfinite(v.dy);
+        if (!isStraight || (course != Course::none && course != ofGroup)) return Course::none;
+        course = ofGroup;
+    }
+    return course;
+}
+
+RowRange RenderPassRun::sampledRows(RowRange rows, std::int32_t height) const noexcept {
+    constexpr double around = 4;  // filters read one row more, and fast paths up to three that they don't use
+    double lowest = height, highest = -1;
+    for (const PrimitiveGroup& group : groups()) {
+        const std::int32_t from = std::max(rows.y0, group.y0), to = std::min(rows.y1, group.y1) - 1;
+        if (from > to) continue;
+        const shading::Plane& v = group.task.planes[1];
+        for (const std::int32_t x : {group.x0, group.x1 - 1}) {
+            for (const std::int32_t y : {from, to}) {
+                const double row = std::clamp((v.base + x * v.dx + y * v.dy) * height, 0.0, height - 1.0);
+                lowest = std::min(lowest, row);
+                highest = std::max(highest, row);
+            }
+        }
+    }
+    if (lowest > highest) return {0, 0};
+    return {static_cast<std::int32_t>(std::max(lowest - around, 0.0)),
+            static_cast<std::int32_t>(std::min(highest + around, height - 1.0)) + 1};
+}
+
 void RenderPassRun::strip(void* context, int strip, void* scratch) {
     const auto& self = *static_cast<const RenderPassRun*>(context);
     self.draw(self.strips_.begin(strip), self.strips_.end(strip), scratch);
@@ -138,13 +211,13 @@ void RenderPassRun::strip(void* context, int strip, void* scratch) {
 
 void RenderPassRun::draw(std::int32_t y0, std::int32_t y1, void* scratch) const {
     shading::Span spans[Strips::mostRows * PrimitiveGroup::maximumSize];
-    if (clears_ && context_.groups.empty()) clear(y0, y1, nullptr, 0);
-    for (const PrimitiveGroup& group : context_.groups) {
+    if (clears_ && groups().empty()) clear(y0, y1, nullptr, 0);
+    for (const PrimitiveGroup& group : groups()) {
         const std::int32_t from = std::max(y0, group.y0);
         const std::int32_t to = std::min(y1, group.y1);
         const std::span primitives(context_.primitives.data() + group.first, static_cast<std::size_t>(group.count));
         const int count = from < to ? collectSpans(primitives, from, to, spans) : 0;
-        if (clears_ && &group == &context_.groups.front()) clear(y0, y1, spans, count);
+        if (clears_ && &group == &groups().front()) clear(y0, y1, spans, count);
         if (count == 0) continue;
         shading::FragmentTask task = group.task;
         task.spans = spans;

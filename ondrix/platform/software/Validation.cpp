@@ -32,7 +32,7 @@ os::LogType typeOf(Check check) {
     return check == Check::readOutside || check == Check::writtenOutside ? os::LogType::info : os::LogType::error;
 }
 
-std::string describe(Check check, const Finding& finding, const std::string& texture) {
+std::string describe(Check check, const Finding& finding, const std::string& texture, shading::Reach reach) {
     const std::string count = std::to_string(finding.count), position = pair(finding.x, finding.y);
     switch (check) {
         case Check::readOutside:
@@ -47,6 +47,11 @@ std::string describe(Check check, const Finding& finding, const std::string& tex
                    " at positions other than its own, so the result depends on threads and SIMD " + "level: " + count +
                    " times, first " + position + " " + place(finding);
         case Check::readElsewhere:
+            if (reach == shading::Reach::near) {
+                return "reads " + texture +
+                       " in rows further away than its NearRows say, so the result depends on threads: " + count +
+                       " times, first " + position + " " + place(finding);
+            }
             return "reads " + texture +
                    " at positions other than its own, against Reach::own, so the result depends on threads: " + count +
                    " times, first " + position + " " + place(finding);
@@ -81,7 +86,7 @@ void tellFindings(const BoundFunction& function) noexcept {
                 const std::string name = std::string(function.entry->name) + ": ";
                 const std::string texture = slotAndSize(slot, function.bindings.textures[slot]);
                 function.problems->finding(typeOf(check), name + std::to_string(index) + "/" + std::to_string(slot),
-                                           name + describe(check, finding, texture));
+                                           name + describe(check, finding, texture, shading::reachOf(parameter.size)));
             }
         }
     } catch (const std::bad_alloc&) {
