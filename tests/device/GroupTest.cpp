@@ -229,7 +229,7 @@ TEST(StepChains, GiveTheBytesOfCommandsOneByOne) {
         const Gpu gpu(threads);
         std::mt19937 random(static_cast<unsigned>(threads));
         const auto number = [&](unsigned end) { return random() % end; };
-        for (int round = 0; round < 40; ++round) {
+        for (int round = 0; round < 20; ++round) {
             std::vector<Step> steps;
             for (std::size_t to = number(8); steps.size() < 6;) {
                 const std::size_t from = number(4) == 0 ? number(8) : to;
