@@ -42,6 +42,8 @@ public:
                             NSError* error);
 
 private:
+    friend class VideoTexture;
+
     FrameTexture(std::shared_ptr<Device> device, MTLPixelFormat pixelFormat);
 
     [[nodiscard]] bool start();

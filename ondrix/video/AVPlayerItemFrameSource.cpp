@@ -9,17 +9,34 @@
 
 namespace ondrix {
 
+namespace {
+
+CVAttributes inBGRA() {
+    return {{kCVPixelBufferPixelFormatTypeKey, std::int64_t{kCVPixelFormatType_32BGRA}}};
+}
+
+}  // namespace
+
 AVPlayerItemFrameSource::AVPlayerItemFrameSource(std::shared_ptr<AVPlayerItem> playerItem)
+    : AVPlayerItemFrameSource(std::move(playerItem), inBGRA()) {}
+
+AVPlayerItemFrameSource::AVPlayerItemFrameSource(std::shared_ptr<AVPlayerItem> playerItem,
+                                                 CVAttributes pixelBufferAttributes)
     : playerItem_(std::move(playerItem)),
-      videoOutput_(AVPlayerItemVideoOutput::create(
-          {{kCVPixelBufferPixelFormatTypeKey, std::int64_t{kCVPixelFormatType_32BGRA}}})) {
+      videoOutput_(AVPlayerItemVideoOutput::create(std::move(pixelBufferAttributes))) {
     assert(playerItem_ != nullptr);
     if (videoOutput_ == nullptr) throw std::bad_alloc();
 }
 
 std::shared_ptr<AVPlayerItemFrameSource> AVPlayerItemFrameSource::create(std::shared_ptr<AVPlayerItem> playerItem) {
+    return Failure::wholeOrAbsent([&] { return create(std::move(playerItem), inBGRA()); });
+}
+
+std::shared_ptr<AVPlayerItemFrameSource> AVPlayerItemFrameSource::create(std::shared_ptr<AVPlayerItem> playerItem,
+                                                                         CVAttributes pixelBufferAttributes) {
     return Failure::wholeOrAbsent([&] {
-        std::shared_ptr<AVPlayerItemFrameSource> source(new AVPlayerItemFrameSource(std::move(playerItem)));
+        std::shared_ptr<AVPlayerItemFrameSource> source(
+            new AVPlayerItemFrameSource(std::move(playerItem), std::move(pixelBufferAttributes)));
         try {
             source->start();
         } catch (const std::bad_alloc&) {

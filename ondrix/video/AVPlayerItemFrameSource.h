@@ -10,13 +10,16 @@
 
 namespace ondrix {
 
-/// The frames of a player item as BGRA pixel buffers: at every refresh of the display the one for the item's present
-/// time, if it is new. It runs from its construction, and its display link keeps it alive: it goes only after
-/// `destroy()`, which the application must call. For the main thread, on whose run loop it delivers.
+/// The frames of a player item as BGRA pixel buffers, or as it has them: at every refresh of the display the one for
+/// the item's present time, if it is new. It runs from its construction, and its display link keeps it alive: it goes
+/// only after `destroy()`, which the application must call. For the main thread, on whose run loop it delivers.
 class AVPlayerItemFrameSource : public VideoFrameSource, public std::enable_shared_from_this<AVPlayerItemFrameSource> {
 public:
     /// Attaches a video output to the item.
     [[nodiscard]] static std::shared_ptr<AVPlayerItemFrameSource> create(std::shared_ptr<AVPlayerItem> playerItem);
+    /// With attributes of the output for which the item has frames; with none they come in the item's own format.
+    [[nodiscard]] static std::shared_ptr<AVPlayerItemFrameSource> create(std::shared_ptr<AVPlayerItem> playerItem,
+                                                                         CVAttributes pixelBufferAttributes);
     AVPlayerItemFrameSource(const AVPlayerItemFrameSource&) = delete;
     AVPlayerItemFrameSource& operator=(const AVPlayerItemFrameSource&) = delete;
 
@@ -27,6 +30,7 @@ public:
 
 protected:
     explicit AVPlayerItemFrameSource(std::shared_ptr<AVPlayerItem> playerItem);
+    AVPlayerItemFrameSource(std::shared_ptr<AVPlayerItem> playerItem, CVAttributes pixelBufferAttributes);
     /// The second half of construction: attaches the output and starts the display link.
     void start();
 

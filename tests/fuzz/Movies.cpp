@@ -43,7 +43,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const auto end = std::chrono::steady_clock::now() + longest;
     const MemoryFile file(bytes, size);
     NSError error;
-    const auto format = size % 2 == 0 ? MovieFrameFormat::native : MovieFrameFormat::BGRA;
+    constexpr MovieFrameFormat formats[] = {MovieFrameFormat::BGRA, MovieFrameFormat::native,
+                                            MovieFrameFormat::decoded};
+    const auto format = formats[size % 3];
     const auto reader = MovieReader::open(URL(file.path()), format, &error);
     require((reader == nullptr) == !error.localizedDescription().empty(), "a reader, or else a reason");
     if (reader == nullptr) return 0;

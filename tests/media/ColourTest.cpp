@@ -1,5 +1,11 @@
 #include <algorithm>
 
+extern "C" {
+#include <libavutil/frame.h>
+}
+#include <ondrix/frames/FrameColours.h>
+#include <ondrix/platform/ffmpeg/read/DecoderPlanes.h>
+
 #include "Frames.h"
 
 namespace ondrix::test {
@@ -14,6 +20,10 @@ constexpr YCbCr someColours[] = {{16, 128, 128},  {128, 128, 128}, {235, 128, 12
 
 using Weights = std::pair<double, double>;  ///< of red and blue in luma
 constexpr Weights bt601{0.299, 0.114}, bt709{0.2126, 0.0722}, bt2020{0.2627, 0.0593};
+
+Weights matrixOf(const FrameColours& colours) {
+    return colours.matrix == YCbCrMatrix::BT709 ? bt709 : colours.matrix == YCbCrMatrix::BT601 ? bt601 : bt2020;
+}
 
 /// Exact numbers.
 std::vector<double> expectedBGRA(YCbCr colour, Weights weights, bool isFullRange) {
@@ -35,28 +45,31 @@ struct Storage {
     int width, height;
     Weights weights;
     bool isFullRange;
-    OSType native;  ///< what comes when native frames are asked for
+    OSType native, decoded;  ///< what comes when such frames are asked for
     const char* encoder = "ffv1";
 };
 
 constexpr auto p420 = AV_PIX_FMT_YUV420P;
 constexpr auto untagged = AVCOL_SPC_UNSPECIFIED;
+constexpr OSType y420 = kCVPixelFormatType_420YpCbCr8Planar, y444 = kCVPixelFormatType_444YpCbCr8Planar,
+                 l008 = kCVPixelFormatType_OneComponent8, z420 = kCVPixelFormatType_420YpCbCr10Planar;
+constexpr OSType fullY420 = kCVPixelFormatType_420YpCbCr8PlanarFullRange;
 constexpr auto unknown = AVCOL_RANGE_UNSPECIFIED, video = AVCOL_RANGE_MPEG, full = AVCOL_RANGE_JPEG;
 const Storage storages[] = {
-    {"601", p420, AVCOL_SPC_SMPTE170M, video, 64, 48, bt601, false, bgra},
-    {"709", p420, AVCOL_SPC_BT709, video, 64, 48, bt709, false, v420},
-    {"709Odd", p420, AVCOL_SPC_BT709, video, 37, 23, bt709, false, v420},
-    {"709Full", p420, AVCOL_SPC_BT709, full, 64, 48, bt709, true, f420},
-    {"2020", p420, AVCOL_SPC_BT2020_NCL, video, 64, 48, bt2020, false, bgra},
-    {"UntaggedSmall", p420, untagged, unknown, 64, 48, bt601, false, bgra},
-    {"UntaggedHigh", p420, untagged, unknown, 16, 720, bt709, false, v420},
-    {"UntaggedWide", p420, untagged, unknown, 1280, 16, bt709, false, v420},
-    {"JPEG", AV_PIX_FMT_YUVJ420P, AVCOL_SPC_BT470BG, full, 64, 48, bt601, true, bgra, "mjpeg"},
-    {"709TenBits", AV_PIX_FMT_YUV420P10, AVCOL_SPC_BT709, video, 64, 48, bt709, false, bgra},
-    {"709Whole", AV_PIX_FMT_YUV444P, AVCOL_SPC_BT709, full, 37, 23, bt709, true, bgra},
-    {"Grey", AV_PIX_FMT_GRAY8, untagged, unknown, 37, 23, bt601, true, bgra},
-    {"GreyVideo", AV_PIX_FMT_GRAY8, untagged, video, 64, 48, bt601, false, bgra},
-    {"RGB", AV_PIX_FMT_GBRP, AVCOL_SPC_RGB, full, 64, 48, bt601, true, bgra, "utvideo"},
+    {"601", p420, AVCOL_SPC_SMPTE170M, video, 64, 48, bt601, false, bgra, y420},
+    {"709", p420, AVCOL_SPC_BT709, video, 64, 48, bt709, false, v420, y420},
+    {"709Odd", p420, AVCOL_SPC_BT709, video, 37, 23, bt709, false, v420, y420},
+    {"709Full", p420, AVCOL_SPC_BT709, full, 64, 48, bt709, true, f420, fullY420},
+    {"2020", p420, AVCOL_SPC_BT2020_NCL, video, 64, 48, bt2020, false, bgra, y420},
+    {"UntaggedSmall", p420, untagged, unknown, 64, 48, bt601, false, bgra, y420},
+    {"UntaggedHigh", p420, untagged, unknown, 16, 720, bt709, false, v420, y420},
+    {"UntaggedWide", p420, untagged, unknown, 1280, 16, bt709, false, v420, y420},
+    {"JPEG", AV_PIX_FMT_YUVJ420P, AVCOL_SPC_BT470BG, full, 64, 48, bt601, true, bgra, fullY420, "mjpeg"},
+    {"709TenBits", AV_PIX_FMT_YUV420P10, AVCOL_SPC_BT709, video, 64, 48, bt709, false, bgra, z420},
+    {"709Whole", AV_PIX_FMT_YUV444P, AVCOL_SPC_BT709, full, 37, 23, bt709, true, bgra, y444},
+    {"Grey", AV_PIX_FMT_GRAY8, untagged, unknown, 37, 23, bt601, true, bgra, l008},
+    {"GreyVideo", AV_PIX_FMT_GRAY8, untagged, video, 64, 48, bt601, false, bgra, l008},
+    {"RGB", AV_PIX_FMT_GBRP, AVCOL_SPC_RGB, full, 64, 48, bt601, true, bgra, bgra, "utvideo"},
 };
 
 // A wrong matrix or range, swapped chroma, odd ends that aren't written, an untold guess, RGB that isn't kept exactly.
@@ -71,7 +84,7 @@ TEST_F(ColourTest, EveryPixelHasTheColourThatIsStored) {
         clip.range = storage.range;
         clip.value = [&](int frame, int plane, int, int) { return someColours[frame][plane] * scale; };
         const auto file = clip.write(path("clip.mkv"));
-        for (const auto format : {MovieFrameFormat::BGRA, MovieFrameFormat::native}) {
+        for (const auto format : {MovieFrameFormat::BGRA, MovieFrameFormat::native, MovieFrameFormat::decoded}) {
             log.clear();
             const Samples samples = readAll(*open(file, format));
             EXPECT_THAT(log.messages(), testing::SizeIs(storage.matrix == untagged && !isGrey ? 1 : 0));
@@ -82,11 +95,25 @@ TEST_F(ColourTest, EveryPixelHasTheColourThatIsStored) {
                 YCbCr colour = someColours[index];
                 if (isGrey) colour[1] = colour[2] = 128;
                 const auto image = imageOf(samples[index]);
-                const bool isConverted = format == MovieFrameFormat::BGRA || storage.native == bgra;
-                ASSERT_EQ(CVPixelBufferGetPixelFormatType(*image), isConverted ? bgra : storage.native);
+                const OSType type = format == MovieFrameFormat::BGRA     ? bgra
+                                    : format == MovieFrameFormat::native ? storage.native
+                                                                         : storage.decoded;
+                const bool isConverted = type == bgra;
+                ASSERT_EQ(CVPixelBufferGetPixelFormatType(*image), type);
                 std::vector<std::vector<double>> planes = {expectedBGRA(colour, storage.weights, storage.isFullRange)};
                 if (isRGB) planes = {{1.0 * colour[1], 1.0 * colour[0], 1.0 * colour[2], 255}};  // stored as G, B, R
                 if (!isConverted) planes = {{1.0 * colour[0]}, {1.0 * colour[1], 1.0 * colour[2]}};
+                if (format == MovieFrameFormat::decoded && !isConverted) {
+                    const FrameColours stated = FrameColours::of(*image);
+                    EXPECT_TRUE(isGrey || matrixOf(stated) == storage.weights);
+                    EXPECT_EQ(stated.range == ColourRange::full, storage.isFullRange);
+                    planes.clear();
+                    for (int plane = 0; plane < (isGrey ? 1 : 3); ++plane) {
+                        const int number = colour[plane] * scale;
+                        planes.push_back({number % 256 * 1.0});
+                        if (scale > 1) planes.back().push_back(number / 256);
+                    }
+                }
                 const double tolerance = isRGB || !isConverted ? 0 : 1.5;
                 for (std::size_t plane = 0; plane < planes.size(); ++plane) {
                     const std::vector<int> bytes = bytesOf(image, plane);
@@ -96,6 +123,60 @@ TEST_F(ColourTest, EveryPixelHasTheColourThatIsStored) {
                 }
             }
         }
+    }
+}
+
+// Memory outside a picture's that is read, rows upside down, a picture freed too early or never; a plane that is turned
+// into another format's.
+TEST_F(ColourTest, DecodersPlanesAreWrappedCopiedOrRefused) {
+    constexpr int width = 6, height = 4;
+    static int freed;
+    const struct {
+        const char* name;
+        AVPixelFormat format;
+        int stride, firstRow;  ///< of luma
+        int quarters;
+        OSType type;  ///< 0: refused
+        bool isCopied;
+    } cases[] = {{"wrapped", p420, 8, 0, 0, y420, false},
+                 {"upwards", p420, -8, height - 1, 0, y420, true},
+                 {"odd", AV_PIX_FMT_YUV420P10, 13, 0, 0, z420, true},
+                 {"overlapping", p420, width - 1, 0, 0, 0, false},
+                 {"beyond the end", p420, 8, height, 0, 0, false},
+                 {"before the beginning", p420, -8, height - 2, 0, 0, false},
+                 {"turned", p420, 8, 0, 1, y420, true},
+                 {"turned 4:2:2", AV_PIX_FMT_YUV422P, 8, 0, 1, y444, true}};
+    for (const auto& [name, format, stride, firstRow, quarters, type, isCopied] : cases) {
+        SCOPED_TRACE(name);
+        freed = 0;
+        AVFrame* picture = av_frame_alloc();
+        picture->width = width, picture->height = height, picture->format = format;
+        std::vector<std::uint8_t> memory[3];
+        for (int plane = 0; plane < 3; ++plane) {
+            memory[plane].resize(plane == 0 ? std::abs(stride) * height : 16 * height);
+            for (std::size_t i = 0; i < memory[plane].size(); ++i)
+                memory[plane][i] = static_cast<std::uint8_t>(i % 251);
+            picture->buf[plane] = av_buffer_create(
+                memory[plane].data(), memory[plane].size(), [](void*, std::uint8_t*) { ++freed; }, nullptr, 0);
+            picture->linesize[plane] = plane == 0 ? stride : 16;
+            picture->data[plane] = memory[plane].data() + (plane == 0 ? firstRow * std::abs(stride) : 0);
+        }
+        std::string reason;
+        auto buffer = ffmpeg::DecoderPlanes().make(*picture, {AVCOL_SPC_BT709, false}, {false, quarters}, reason);
+        av_frame_free(&picture);
+        EXPECT_EQ(reason.empty(), type != 0);
+        EXPECT_EQ(freed, type != 0 && !isCopied ? 0 : 3);
+        if (type == 0) continue;
+        ASSERT_EQ(CVPixelBufferGetPixelFormatType(*buffer), type);
+        EXPECT_EQ(CVPixelBufferGetWidth(*buffer), quarters == 0 ? width : height);
+        const int from =
+            quarters == 0 ? firstRow : height - 1;  // the row of the first pixel, and that of the one below
+        const int below = quarters == 0 ? stride : 1;
+        const std::vector<int> bytes = test::bytesOf(buffer, 0);
+        EXPECT_EQ(bytes[0], memory[0][from * std::abs(stride)]);
+        EXPECT_EQ(bytes[bytes.size() / (quarters == 0 ? height : width)], memory[0][from * std::abs(stride) + below]);
+        buffer.reset();
+        EXPECT_EQ(freed, 3);
     }
 }
 

@@ -76,7 +76,7 @@ TEST_F(ReaderTest, FramesAreHandedOutUpright) {
             EXPECT_EQ(CVPixelBufferGetWidth(*image), clockwise % 180 == 0 ? storedWidth : storedHeight);
             const auto [a, b, c, d] = matrix;
             for (Int plane = 0; plane < (isPlanar ? 2 : 1); ++plane) {
-                const Int size = bytesPerElement(*image, plane), storedRow = storedWidth / (plane + 1);
+                const Int size = bytesPerElement(image, plane), storedRow = storedWidth / (plane + 1);
                 const Int width = CVPixelBufferGetWidthOfPlane(*image, plane);
                 const Int height = CVPixelBufferGetHeightOfPlane(*image, plane);
                 const std::vector<int> source = bytesOf(imageOf(stored[0]), plane), result = bytesOf(image, plane);

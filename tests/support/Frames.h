@@ -27,13 +27,13 @@ inline std::shared_ptr<CMSampleBuffer> sample(const std::shared_ptr<CVPixelBuffe
     EXPECT_EQ(CMSampleBufferCreateReadyWithImageBuffer(image, description(image), timing, &buffer), noErr);
     return buffer;
 }
-inline Int bytesPerElement(const CVPixelBuffer& pixels, Int plane) {
-    return CVPixelBufferIsPlanar(pixels) ? plane + 1 : 4;
+inline Int bytesPerElement(const std::shared_ptr<CVPixelBuffer>& pixels, Int plane) {
+    return static_cast<Int>(CVPixelBufferGetIOSurface(pixels)->bytesPerElementOfPlane(plane));
 }
 /// Bytes of a plane without gaps.
 inline std::vector<int> bytesOf(const std::shared_ptr<CVPixelBuffer>& pixels, Int plane) {
     std::vector<int> bytes;
-    const Int size = bytesPerElement(*pixels, plane);
+    const Int size = bytesPerElement(pixels, plane);
     forEachElement(*pixels, plane, size,
                    [&](const std::uint8_t* element, Int, Int) { bytes.insert(bytes.end(), element, element + size); });
     return bytes;
@@ -43,7 +43,7 @@ inline std::shared_ptr<CVPixelBuffer> noise(Int width, Int height, OSType format
     const auto pixels = frame(width, height, format);
     std::mt19937 random(seed);
     for (Int plane = 0; plane < (CVPixelBufferIsPlanar(*pixels) ? 2 : 1); ++plane) {
-        const Int size = bytesPerElement(*pixels, plane);
+        const Int size = bytesPerElement(pixels, plane);
         forEachElement(*pixels, plane, size, [&](std::uint8_t* element, Int, Int) {
             std::generate_n(element, size, [&random] { return static_cast<std::uint8_t>(random()); });
         });

@@ -1,4 +1,6 @@
 // Movies through the program, and what a user reads when that can't be.
+#include <algorithm>
+#include <cmath>
 #include <thread>
 
 #include <fcntl.h>
@@ -55,6 +57,61 @@ TEST_F(VideoCommand, DrawsEveryFrameAtItsTime) {
         EXPECT_NEAR(bytes[(20 * 96 + 48) * 4 + 1], 0, 2) << index;
         EXPECT_NEAR(bytes[(108 * 96 + 48) * 4 + 1], level(static_cast<int>(index)), 2) << index;
     }
+}
+
+// Colours that are lost or moved on the way of a format's planes, turned, drawn or handed on as they are; chroma of the
+// nearest sample, or between samples that lie elsewhere.
+TEST_F(VideoCommand, KeepsTheColoursOfEveryFormat) {
+    const std::vector<std::vector<std::string>> ways{
+        {}, {"--size", "32x24"}, {"--rotate", "90"}, {"--effect", "colour"}};
+    for (const auto format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P, AV_PIX_FMT_YUV420P10,
+                              AV_PIX_FMT_YUV422P10, AV_PIX_FMT_YUV420P12}) {
+        const int scale = format == AV_PIX_FMT_YUV420P12 ? 16 : format > AV_PIX_FMT_YUV444P ? 4 : 1;
+        test::Clip clip{.format = format, .matrix = AVCOL_SPC_BT709, .range = AVCOL_RANGE_MPEG};
+        clip.value = [&](int, int plane, int, int) { return scale * (plane == 0 ? 120 : plane == 1 ? 160 : 100); };
+        const std::string movie = clip.write(file("movie.mkv"));
+        for (const auto& way : ways) {
+            std::vector<std::string> arguments{"video", movie, moved, "--quality", "0"};
+            arguments.insert(arguments.end(), way.begin(), way.end());
+            EXPECT_EQ(runOndrix(arguments).errors, "");
+            const auto pixels = test::imageOf(test::open(moved)->copyNextSampleBuffer());
+            const std::vector<int> bytes = test::bytesOf(pixels, 0);
+            for (const std::size_t at : {std::size_t{0}, bytes.size() / 8 * 4, bytes.size() - 4}) {
+                EXPECT_NEAR(bytes[at], 121.1 + 67.3, 2) << format << testing::PrintToString(way);
+                EXPECT_NEAR(bytes[at + 1], 121.1 + 14.9 - 6.8, 2) << format << testing::PrintToString(way);
+                EXPECT_NEAR(bytes[at + 2], 121.1 - 50.2, 2) << format << testing::PrintToString(way);
+            }
+        }
+    }
+    const auto chroma = [](int plane, int x, int y) { return 128 + (x * 29 + y * 43 + plane * 11) % 81 - 40; };
+    test::Clip clip{.matrix = AVCOL_SPC_BT709, .range = AVCOL_RANGE_MPEG};
+    clip.value = [&](int, int plane, int x, int y) { return plane == 0 ? 128 : chroma(plane, x, y); };
+    EXPECT_EQ(runOndrix({"frame", clip.write(file("movie.mkv")), out, "--at", "0"}).errors, "");
+    const Picture picture = shown();
+    double error = 0, errorOfNearest = 0;  // sums of squares, of blue and red
+    for (int y = 0; y < clip.height; ++y) {
+        for (int x = 0; x < clip.width; ++x) {
+            for (const int plane : {1, 2}) {
+                const auto at = [&](int column, int row) {
+                    return chroma(plane, std::clamp(column, 0, 31), std::clamp(row, 0, 23));
+                };
+                const double down = (y - 0.5) / 2, across = x / 2.0;  // beside the left column, amid the rows
+                const int row = static_cast<int>(std::floor(down)), column = x / 2;
+                const double ofRow = down - row, ofColumn = across - column;
+                const double exact =
+                    (1 - ofRow) * ((1 - ofColumn) * at(column, row) + ofColumn * at(column + 1, row)) +
+                    ofRow * ((1 - ofColumn) * at(column, row + 1) + ofColumn * at(column + 1, row + 1));
+                const auto shownFor = [&](double sample) {
+                    return std::clamp(112 * 255 / 219.0 + (sample - 128) * 255 / 224 * (plane == 1 ? 1.8556 : 1.5748),
+                                      0.0, 255.0);
+                };
+                error += std::pow(picture.at(x, y, plane == 1 ? 0 : 2) - shownFor(exact), 2);
+                errorOfNearest += std::pow(shownFor(at(x / 2, y / 2)) - shownFor(exact), 2);
+            }
+        }
+    }
+    EXPECT_LT(error / (2 * clip.width * clip.height), 0.34) << "more than of rounding";
+    EXPECT_GT(errorOfNearest, 100 * error);
 }
 
 // The frame after, the nearest key frame, or a time that counts from the file's zero.

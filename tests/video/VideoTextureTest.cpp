@@ -108,6 +108,41 @@ TEST_F(VideoTextureTest, ACallbackMayReleaseOrDropItsTexture) {
     EXPECT_TRUE(observer.expired());
 }
 
+// Images that are lost to another video or to the next frame, a wait, a frame that is told of but not shown.
+TEST_F(VideoTextureTest, OwnImagesKeepTheirPicturesAndNeverWait) {
+    for (const OSType format : {kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange, kCVPixelFormatType_420YpCbCr8Planar}) {
+        const auto gpu = DeviceManager::shared().defaultDevice();
+        int count = 0;
+        const std::shared_ptr<VideoTexture> videos[] = {VideoTexture::create(
+                                                            gpu, bgra, [&](VideoTexture&) { ++count; }, nullptr),
+                                                        VideoTexture::create(
+                                                            gpu, bgra, [&](VideoTexture&) { ++count; }, nullptr)};
+        for (const int level : {60, 200}) {
+            const auto frame = test::frame(6, 4, format);
+            for (Int plane = 0; plane < CVPixelBufferGetPlaneCount(*frame); ++plane) {
+                const Int size = test::bytesPerElement(frame, plane);
+                test::forEachElement(*frame, plane, size, [&](std::uint8_t* element, Int, Int) {
+                    std::fill_n(element, size, static_cast<std::uint8_t>(plane == 0 ? level : 128));
+                });
+            }
+            videos[level == 200]->videoFrameSource(*source, frame);
+        }
+        EXPECT_EQ(count, 2);
+        for (const int level : {60, 200})
+            EXPECT_NEAR(pictureOf(*videos[level == 200]).at(3, 2, 1), (level - 16) * 255 / 219.0, 1) << level;
+    }
+    const auto video = VideoTexture::create(device, bgra, nullptr, nullptr);
+    const auto nv12 = test::frame(6, 4, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange);
+    takeCalls();
+    video->videoFrameSource(*source, nv12);
+    const auto made = takeCalls();
+    EXPECT_THAT(made, testing::Contains(testing::HasSubstr("commit")));
+    EXPECT_THAT(made, testing::Not(testing::Contains(testing::HasSubstr("waitUntilCompleted"))));
+    EXPECT_EQ(video->size(), (Size2<Int>{6, 4}));
+    expectErrors({"makeCommandQueue"}, [&] { return VideoTexture::create(device, bgra, nullptr, nullptr); },
+                 {"Failed to create the command queue for a video's frames."});
+}
+
 class RenderViewTextureTest : public testing::Test {
 protected:
     RenderViewTextureTest() { texture->add(sizes); }

@@ -25,9 +25,12 @@ public:
         if (!allowsPlaylists_) sandbox_.enter({input_}, output_);
         const Interruption interruption;
         FrameInput input(input_, movieOptions(allowsPlaylists_, interruption));
-        FrameTexture texture(device, input_);
-        texture.show(input.frameAt(seconds_));
-        writePicture(output_, pixelsOf(*texture.texture(), output_));
+        const auto texture = makeFrameTexture(device, input_);
+        const auto work = session.makeCommandBuffer(input_);
+        show(*texture, *input.frameAt(seconds_), *work, input_);
+        work->commit();
+        waitFor(*work, input_);
+        writePicture(output_, pixelsOf(*texture, output_));
     }
 
 private:

@@ -21,8 +21,11 @@ public:
         sandbox_.enter({input_}, output_, effects_);
         const auto picture = session.loadPicture(input_);
         EffectChain chain(session, effects_, size_, output_);
-        Presentation(picture, chain.input(), MTLPixelFormat::bgra8Unorm, presentation_, input_).draw();
-        chain.run();
+        const auto work = session.makeCommandBuffer(output_);
+        Presentation(picture, chain.input(), MTLPixelFormat::bgra8Unorm, presentation_, input_).encode(*work);
+        chain.encode(*work);
+        work->commit();
+        waitFor(*work, chain.subject());
         writePicture(output_, pixelsOf(*chain.output(), output_));
     }
 

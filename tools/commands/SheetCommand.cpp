@@ -43,9 +43,9 @@ public:
         if (bytesPerRow * cell.height * rows_ > largestSheet)
             throw CLI::ValidationError("--size", "the sheet is too large");
 
-        FrameTexture texture(device, input_);
+        const auto texture = makeFrameTexture(device, input_);
         const auto drawn = session.makeOutput(cell, output_);
-        Presentation presentation(texture.texture(), drawn, MTLPixelFormat::bgra8Unorm, {}, input_);
+        Presentation presentation(texture, drawn, MTLPixelFormat::bgra8Unorm, {}, input_);
         Pixels sheet{MTLPixelFormat::bgra8Unorm, cell.width * columns_, cell.height * rows_, bytesPerRow, {}};
         sheet.bytes.resize(static_cast<std::size_t>(bytesPerRow * sheet.height));
 
@@ -53,8 +53,12 @@ public:
         for (int index = 0; index < count; ++index) {
             // The middle of each of as many equal stretches: neither the first frame nor the last, often black, is
             // among them.
-            texture.show(input.frameAt(CMTimeGetSeconds(movie.duration) * (index + 0.5) / count));
-            presentation.draw();
+            const auto frame = input.frameAt(CMTimeGetSeconds(movie.duration) * (index + 0.5) / count);
+            const auto work = session.makeCommandBuffer(input_);
+            show(*texture, *frame, *work, input_);
+            presentation.encode(*work);
+            work->commit();
+            waitFor(*work, input_);
             const Pixels pixels = pixelsOf(*drawn, output_);
             std::byte* to = sheet.bytes.data() + index / columns_ * cell.height * bytesPerRow +
                             index % columns_ * pixels.bytesPerRow;

@@ -3,7 +3,7 @@
 #include <optional>
 #include <system_error>
 
-#include <ondrix/conversion/MetalTextureConverter.h>
+#include <ondrix/frames/FrameWriter.h>
 #include <ondrix/platform/ffmpeg/MovieWriter.h>
 
 #include "CommandLine.h"
@@ -25,8 +25,8 @@ std::string jsonDetails(const VideoJob::Result& result, std::int64_t lostFrames)
     std::snprintf(text, sizeof text,
                   ",\"convertMilliseconds\":%.3f,\"effectMilliseconds\":%.3f,\"readBackMilliseconds\":%.3f,"
                   "\"lostFrames\":%lld,\"interrupted\":%s",
-                  result.convert * 1000, result.effect * 1000, result.readBack * 1000,
-                  static_cast<long long>(lostFrames), result.interrupted ? "true" : "false");
+                  result.record * 1000, result.run * 1000, result.wait * 1000, static_cast<long long>(lostFrames),
+                  result.interrupted ? "true" : "false");
     return text;
 }
 
@@ -63,9 +63,9 @@ public:
         FrameInput input(input_, movieOptions);
         const MovieInformation& movie = input.information();
         const PictureSize size = outputSize(movie);
-        FrameTexture texture(device, input_);
+        const auto texture = makeFrameTexture(device, input_);
         EffectChain chain(session, effects_, size, output_);
-        Presentation presentation(texture.texture(), chain.input(), MTLPixelFormat::bgra8Unorm, presentation_, input_);
+        Presentation presentation(texture, chain.input(), MTLPixelFormat::bgra8Unorm, presentation_, input_);
         std::optional<SourceLibrary> source;
         if (!library_.library.empty()) {
             const auto folder = SourceLibrary::folderOf(library_.library, *device, interruption.event(), source);
@@ -94,7 +94,11 @@ public:
         const auto writer = MovieWriter::create(URL(file.path()), settings, &error);
         if (writer == nullptr) throw Failure(output_, error.localizedDescription());
 
-        VideoJob job({input, texture, presentation, chain, *device->textureConverter(), *writer, output_});
+        const auto frameWriter = orFail(output_, [&](NSError* reason) {
+            return FrameWriter::create(device, writer->pixelFormat(), FrameColours{}, reason);
+        });
+
+        VideoJob job({session, input, *texture, presentation, chain, *frameWriter, *writer, output_});
         Progress progress(progress_, movie);
         const auto result = job.run(interruption, progress);
         const bool isBeside = result.interrupted && !replaceShortened_ && file.hasOlder();

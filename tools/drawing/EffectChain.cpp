@@ -95,9 +95,12 @@ void EffectChain::resize(PictureSize size) {
     }
 }
 
-void EffectChain::run() {
-    if (!passes_.empty()) runToEnd(*effects_, file_);
-    if (function_ != nullptr) runToEnd(*function_, library_);
+void EffectChain::encode(MTLCommandBuffer& commandBuffer) {
+    const auto encode = [&commandBuffer](Effect& effect, const std::string& file) {
+        orFail(file, [&](NSError* error) { return effect.encode(commandBuffer, error); });
+    };
+    if (!passes_.empty()) encode(*effects_, file_);
+    if (function_ != nullptr) encode(*function_, library_);
 }
 
 }  // namespace ondrix::tools

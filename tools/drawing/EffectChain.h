@@ -29,7 +29,7 @@ struct EffectRequest {
 };
 
 /// What happens to a picture after it was drawn: effects in the user's order, then a function of the user's own. Two
-/// textures of the output's size take turns. Each run ends with the GPU's work. Failures are `Failure`s.
+/// textures of the output's size take turns. Failures are `Failure`s.
 class EffectChain {
 public:
     /// Needs the session, which is kept, with its device open. Failures are put down to `file`.
@@ -37,14 +37,18 @@ public:
 
     /// What the picture is drawn into.
     [[nodiscard]] const std::shared_ptr<Texture>& input() const noexcept { return textures_[0]; }
-    /// Where the picture is after a run. The first `setFunction` makes it the other texture.
+    /// Where the picture is after all that. The first `setFunction` makes it the other texture.
     [[nodiscard]] const std::shared_ptr<Texture>& output() const noexcept;
 
-    /// From now on a run ends with the function of the library in `folder`, which replaces that of an earlier call. The
-    /// earlier one stays where the new one can't be made or can't run with these two textures.
+    /// From now on the chain ends with the function of the library in `folder`, which replaces that of an earlier call.
+    /// The earlier one stays where the new one can't be made or can't run with these two textures.
     void setFunction(const LibraryOptions& options, const std::filesystem::path& folder);
     void resize(PictureSize size);
-    void run();
+    [[nodiscard]] bool isEmpty() const noexcept { return passes_.empty() && function_ == nullptr; }
+    /// Records all of it.
+    void encode(MTLCommandBuffer& commandBuffer);
+    /// What a failure of that work is put down to.
+    [[nodiscard]] const std::string& subject() const noexcept { return function_ != nullptr ? library_ : file_; }
 
 private:
     Session& session_;

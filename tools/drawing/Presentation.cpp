@@ -12,14 +12,14 @@ Presentation::Presentation(std::shared_ptr<Texture> input, std::shared_ptr<Textu
       options_(options),
       file_(std::move(file)) {}
 
-void Presentation::draw(std::shared_ptr<MTLDrawable> drawable) {
+void Presentation::encode(MTLCommandBuffer& commandBuffer) {
     if (place_ == nullptr) {
         place_ = orFail(file_, [&](NSError* error) {
-            return PlaceTextureEffect::create(input_->device(), input_, output_, outputPixelFormat_, options_.mode,
-                                              options_.rotation, options_.flip, error);
+            return PlaceTexturePass::create(input_->device(), input_, output_, outputPixelFormat_, options_.mode,
+                                            options_.rotation, options_.flip, error);
         });
     }
-    runToEnd(*place_, file_, std::move(drawable));
+    orFail(file_, [&](NSError* error) { return place_->encode(commandBuffer, error); });
 }
 
 }  // namespace ondrix::tools

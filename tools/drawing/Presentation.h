@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include <ondrix/passes/PlaceTextureEffect.h>
+#include <ondrix/passes/PlaceTexturePass.h>
 #include <ondrix/types/ContentMode.h>
 #include <ondrix/types/ImageRotation.h>
 
@@ -17,6 +17,8 @@ struct PresentationOptions {
     ImageRotation rotation = ImageRotation::degrees0;
     bool flip = false;
 
+    /// Whether a picture looks the same in another one of its size.
+    [[nodiscard]] bool changesNothing() const noexcept { return rotation == ImageRotation::degrees0 && !flip; }
     /// Whether the turn exchanges width and height.
     [[nodiscard]] bool isQuarterTurn() const noexcept {
         return rotation == ImageRotation::degrees90 || rotation == ImageRotation::degrees270;
@@ -31,8 +33,9 @@ public:
     Presentation(std::shared_ptr<Texture> input, std::shared_ptr<Texture> output, MTLPixelFormat outputPixelFormat,
                  PresentationOptions options, std::string file);
 
-    /// Draws the input's present image and waits for the end; then the device shows `drawable` if it isn't null.
-    void draw(std::shared_ptr<MTLDrawable> drawable = nullptr);
+    [[nodiscard]] const PresentationOptions& options() const noexcept { return options_; }
+    /// Records the drawing of the input's present image.
+    void encode(MTLCommandBuffer& commandBuffer);
 
 private:
     std::shared_ptr<Texture> input_;
@@ -40,7 +43,7 @@ private:
     MTLPixelFormat outputPixelFormat_;
     PresentationOptions options_;
     std::string file_;
-    std::shared_ptr<PlaceTextureEffect> place_;  ///< made by the first drawing
+    std::shared_ptr<Pass> place_;  ///< made by the first drawing
 };
 
 }  // namespace ondrix::tools

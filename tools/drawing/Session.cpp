@@ -47,6 +47,13 @@ std::shared_ptr<Texture> Session::makeOutput(PictureSize size, const std::string
     });
 }
 
+std::shared_ptr<MTLCommandBuffer> Session::makeCommandBuffer(const std::string& file) {
+    if (queue_ == nullptr) queue_ = device_->mtlDevice()->makeCommandQueue();
+    auto commandBuffer = queue_ != nullptr ? queue_->makeCommandBuffer() : nullptr;
+    if (commandBuffer == nullptr) throw Failure(file, "the GPU takes no work");
+    return commandBuffer;
+}
+
 std::shared_ptr<Effect> Session::makeFunctionEffect(const LibraryOptions& options, const std::filesystem::path& folder,
                                                     const std::shared_ptr<Texture>& from,
                                                     const std::shared_ptr<Texture>& to) {
@@ -74,8 +81,14 @@ std::string Session::onlyFunction(const LibraryOptions& options, const ShaderLib
     throw Failure(options.library, "which of its functions? Choose by --function: " + list);
 }
 
-void runToEnd(Effect& effect, const std::string& file, std::shared_ptr<MTLDrawable> present) {
-    orFail(file, [&](NSError* error) { return effect.applyAndWait(std::move(present), error); });
+void runToEnd(Effect& effect, const std::string& file) {
+    orFail(file, [&](NSError* error) { return effect.applyAndWait(error); });
+}
+
+void waitFor(MTLCommandBuffer& work, const std::string& file) {
+    work.waitUntilCompleted();
+    if (work.status() != MTLCommandBufferStatus::error) return;
+    throw Failure(file, "the GPU's work failed: " + work.error().value_or(NSError()).localizedDescription());
 }
 
 Pixels pixelsOf(const Texture& texture, const std::string& file) {

@@ -44,6 +44,8 @@ public:
     std::shared_ptr<Texture> loadPicture(const std::string& file);
     /// A texture that is drawn to or written by a compute function, and then read.
     std::shared_ptr<Texture> makeOutput(PictureSize size, const std::string& file);
+    /// For the work of one frame, which `finish` runs.
+    std::shared_ptr<MTLCommandBuffer> makeCommandBuffer(const std::string& file);
     /// Runs the user's compute function over `from`, its texture 0, into `to`, its texture 1. The library lies in
     /// `folder`; failures are put down to what the options call it.
     std::shared_ptr<Effect> makeFunctionEffect(const LibraryOptions& options, const std::filesystem::path& folder,
@@ -55,10 +57,13 @@ private:
     static std::string onlyFunction(const LibraryOptions& options, const ShaderLibrary& library);
 
     std::shared_ptr<Device> device_;
+    std::shared_ptr<MTLCommandQueue> queue_;  ///< made when it is needed first
 };
 
-/// Runs an effect to the end of its work on the GPU, and then shows `present` if it isn't null.
-void runToEnd(Effect& effect, const std::string& file, std::shared_ptr<MTLDrawable> present = nullptr);
+/// Runs an effect to the end of its work on the GPU.
+void runToEnd(Effect& effect, const std::string& file);
+/// Waits for the end of work that was committed. A `Failure` where it failed.
+void waitFor(MTLCommandBuffer& work, const std::string& file);
 /// The texture's present pixels, for which it needs the format bgra8Unorm.
 [[nodiscard]] Pixels pixelsOf(const Texture& texture, const std::string& file);
 

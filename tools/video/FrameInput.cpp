@@ -3,8 +3,6 @@
 #include <cstdio>
 #include <utility>
 
-#include <ondrix/core/Failure.h>
-
 #include "tools/system/Failure.h"
 
 namespace ondrix::tools {
@@ -29,9 +27,9 @@ void failToRead(const std::string& name, const MovieOptions& options, const std:
 FrameInput::FrameInput(std::string name, MovieOptions options) : name_(std::move(name)), options_(std::move(options)) {
     NSError error;
     if (LiveSource::isLiveName(name_)) {
-        live_ = LiveSource::open(name_, MovieFrameFormat::native, &error);
+        live_ = LiveSource::open(name_, MovieFrameFormat::decoded, &error);
     } else {
-        reader_ = MovieReader::open(URL(name_), MovieFrameFormat::native, options_, &error);
+        reader_ = MovieReader::open(URL(name_), MovieFrameFormat::decoded, options_, &error);
     }
     if (live_ == nullptr && reader_ == nullptr) failToRead(name_, options_, error.localizedDescription());
 }
@@ -94,25 +92,15 @@ void FrameInput::cancel() {
     if (reader_ != nullptr) reader_->cancel();
 }
 
-FrameTexture::FrameTexture(const std::shared_ptr<Device>& device, std::string file)
-    : file_(std::move(file)),
-      source_(CMSampleBufferFrameSource::create()),
-      texture_(device->makeVideoTexture([this](VideoTexture&) { converted_ = true; })) {
-    texture_->set(source_);
+std::shared_ptr<FrameTexture> makeFrameTexture(const std::shared_ptr<Device>& device, const std::string& file) {
+    return orFail(file,
+                  [&](NSError* error) { return FrameTexture::create(device, MTLPixelFormat::bgra8Unorm, error); });
 }
 
-FrameTexture::~FrameTexture() {
-    texture_->prepareForRelease();
-}
-
-void FrameTexture::show(const std::shared_ptr<CMSampleBuffer>& frame) {
-    orFail(file_, [&](NSError* error) {
-        return ondrix::Failure::toldTo(error, [&] {
-            converted_ = false;
-            source_->processFrame(frame);
-            return converted_;
-        });
-    });
+void show(FrameTexture& texture, const CMSampleBuffer& frame, MTLCommandBuffer& commandBuffer,
+          const std::string& file) {
+    orFail(file,
+           [&](NSError* error) { return texture.show(CMSampleBufferGetImageBuffer(frame), commandBuffer, error); });
 }
 
 }  // namespace ondrix::tools

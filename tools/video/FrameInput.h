@@ -4,11 +4,10 @@
 #include <optional>
 #include <string>
 
+#include <ondrix/frames/FrameTexture.h>
 #include <ondrix/platform/coremedia/CMSampleBuffer.h>
 #include <ondrix/platform/ffmpeg/LiveSource.h>
 #include <ondrix/platform/ffmpeg/MovieReader.h>
-#include <ondrix/video/CMSampleBufferFrameSource.h>
-#include <ondrix/video/VideoTexture.h>
 
 #include "tools/drawing/Session.h"
 #include "tools/system/Interruption.h"
@@ -54,23 +53,10 @@ private:
     std::optional<CMTime> first_;       ///< time of a live source's first frame
 };
 
-/// A texture that shows one frame after the other. Failures are put down to `file`.
-class FrameTexture {
-public:
-    FrameTexture(const std::shared_ptr<Device>& device, std::string file);
-    ~FrameTexture();
-    FrameTexture(const FrameTexture&) = delete;
-    FrameTexture& operator=(const FrameTexture&) = delete;
-
-    /// Without an image before the first frame.
-    [[nodiscard]] const std::shared_ptr<VideoTexture>& texture() const noexcept { return texture_; }
-    void show(const std::shared_ptr<CMSampleBuffer>& frame);
-
-private:
-    const std::string file_;
-    bool converted_ = false;
-    std::shared_ptr<CMSampleBufferFrameSource> source_;
-    std::shared_ptr<VideoTexture> texture_;
-};
+/// A texture for the frames of `file`. Failures are put down to that.
+[[nodiscard]] std::shared_ptr<FrameTexture> makeFrameTexture(const std::shared_ptr<Device>& device,
+                                                             const std::string& file);
+/// Records the conversion of a frame, which the texture shows from now on.
+void show(FrameTexture& texture, const CMSampleBuffer& frame, MTLCommandBuffer& commandBuffer, const std::string& file);
 
 }  // namespace ondrix::tools

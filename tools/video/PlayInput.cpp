@@ -27,7 +27,7 @@ public:
         return {std::llround(size.width), std::llround(size.height)};
     }
     [[nodiscard]] std::shared_ptr<VideoFrameSource> frameSource() override {
-        if (source_ == nullptr) source_ = AVPlayerItemFrameSource::create(player_->currentItem());
+        if (source_ == nullptr) source_ = AVPlayerItemFrameSource::create(player_->currentItem(), {});
         return source_;
     }
     void start() override { player_->play(); }
@@ -91,9 +91,10 @@ private:
 std::unique_ptr<PlayInput> PlayInput::open(const std::string& name, const MovieOptions& options) {
     NSError error;
     if (LiveSource::isLiveName(name)) {
-        if (auto live = LiveSource::open(name, MovieFrameFormat::native, &error))
+        if (auto live = LiveSource::open(name, MovieFrameFormat::decoded, &error))
             return std::make_unique<LiveInput>(name, std::move(live));
-    } else if (auto item = MoviePlayerItem::create(URL(std::filesystem::path(name)), options, &error)) {
+    } else if (auto item = MoviePlayerItem::create(URL(std::filesystem::path(name)), MovieFrameFormat::decoded, options,
+                                                   &error)) {
         return std::make_unique<MovieInput>(name, std::move(item));
     }
     failToRead(name, options, error.localizedDescription());

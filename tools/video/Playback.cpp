@@ -6,6 +6,7 @@
 #include <ondrix/platform/foundation/NSRunLoop.h>
 #include <ondrix/platform/quartzcore/CACurrentMediaTime.h>
 
+#include "FrameInput.h"
 #include "tools/system/Failure.h"
 
 namespace ondrix::tools {
@@ -15,17 +16,17 @@ enum Timer : Int { convert, effect, present, timerCount };
 
 }  // namespace
 
-/// Listens to a source before the texture does, so that it sees each frame just before its conversion.
-class Playback::ConvertTimer : public VideoFrameSourceDelegate {
+/// Hears of the source's frames.
+class Playback::Newest : public VideoFrameSourceDelegate {
 public:
-    explicit ConvertTimer(std::shared_ptr<Profiler> profiler) : profiler_(std::move(profiler)) {}
+    explicit Newest(Playback& playback) : playback_(playback) {}
 
-    void videoFrameSource(VideoFrameSource&, const std::shared_ptr<CVPixelBuffer>&) override {
-        profiler_->onStarted(convert);
+    void videoFrameSource(VideoFrameSource&, const std::shared_ptr<CVPixelBuffer>& frame) override {
+        if (std::exchange(playback_.newFrame_, frame) != nullptr) ++playback_.framesReplaced_;
     }
 
 private:
-    std::shared_ptr<Profiler> profiler_;
+    Playback& playback_;
 };
 
 std::string description(const PlaybackFigures& figures) {
@@ -51,7 +52,7 @@ Playback::Playback(Session& session, PlayInput& input, const Interruption& inter
 
 Playback::~Playback() {
     for (const auto& step : steps_) step->invalidate();
-    if (videoTexture_ != nullptr) videoTexture_->prepareForRelease();  // ends the source
+    if (newest_ != nullptr) input_.frameSource()->destroy();
 }
 
 void Playback::setOnUpdate(double period, std::function<void(const PlaybackFigures&)> onUpdate) {
@@ -65,18 +66,14 @@ PlaybackFigures Playback::run(const std::shared_ptr<MTKView>& view, double secon
     const auto device = session_.openDevice(file_);
     view_ = view;
     viewTexture_ = device->makeRenderViewTexture(view);
-    videoTexture_ = device->makeVideoTexture([this](VideoTexture&) {
-        profiler_->onEnded(convert);
-        if (std::exchange(isNew_, true)) ++framesReplaced_;
-    });
+    frameTexture_ = makeFrameTexture(device, file_);
     std::shared_ptr<Texture> drawn = viewTexture_;
     if (chain_ != nullptr) drawn = chain_->input();
     presentation_ = std::make_unique<Presentation>(
-        videoTexture_, std::move(drawn), chain_ != nullptr ? MTLPixelFormat::bgra8Unorm : view->colorPixelFormat(),
+        frameTexture_, std::move(drawn), chain_ != nullptr ? MTLPixelFormat::bgra8Unorm : view->colorPixelFormat(),
         options_, file_);
-    convertTimer_ = std::make_shared<ConvertTimer>(profiler_);
-    input_.frameSource()->add(convertTimer_);
-    videoTexture_->set(input_.frameSource());
+    newest_ = std::make_shared<Newest>(*this);
+    input_.frameSource()->add(newest_);
 
     addStep([this, stopsAtEnd] {
         input_.refresh();
@@ -117,31 +114,41 @@ void Playback::addStep(std::function<void()> step) {
 void Playback::draw() {
     const CGSize size = view_->drawableSize();
     const bool isResized = size.width != drawnSize_.width || size.height != drawnSize_.height;
-    if (!isNew_ && !((isResized || isChanged_) && framesDrawn_ > 0)) return;
-    const auto drawable = view_->currentDrawable();
+    if (newFrame_ == nullptr && !((isResized || isChanged_) && framesDrawn_ > 0)) return;
+    auto drawable = view_->currentDrawable();
     if (drawable == nullptr) return;
 
+    const auto work = session_.makeCommandBuffer(file_);
+    if (newFrame_ != nullptr) {
+        profiler_->onStarted(convert);
+        orFail(file_, [&](NSError* error) { return frameTexture_->show(newFrame_, *work, error); });
+        profiler_->onEnded(convert);
+        newFrame_ = nullptr;
+        ++framesDrawn_;
+    }
     profiler_->onStarted(effect);
-    chain_ != nullptr ? drawThroughChain(drawable) : presentation_->draw(drawable);
+    if (chain_ != nullptr) chain_->resize({viewTexture_->width(), viewTexture_->height()});
+    presentation_->encode(*work);
+    if (chain_ != nullptr) encodeChain(*work);
+    work->present(std::move(drawable));
+    work->commit();
+    waitFor(*work, chain_ != nullptr ? chain_->subject() : file_);
     profiler_->onEnded(effect);
     isToBePresented_ = true;
     drawnSize_ = size;
     isChanged_ = false;
-    if (std::exchange(isNew_, false)) ++framesDrawn_;
 }
 
-void Playback::drawThroughChain(std::shared_ptr<MTLDrawable> drawable) {
-    chain_->resize({viewTexture_->width(), viewTexture_->height()});
-    presentation_->draw();
-    chain_->run();
+void Playback::encodeChain(MTLCommandBuffer& commandBuffer) {
+    chain_->encode(commandBuffer);
     if (copied_ != chain_->output()) {
         copied_ = chain_->output();
         copy_ = orFail(file_, [&](NSError* error) {
-            return PresentTextureEffect::create(copied_->device(), copied_, viewTexture_, view_->colorPixelFormat(),
-                                                ContentMode::scaleToFill, ImageRotation::degrees0, false, error);
+            return PresentTexturePass::create(copied_->device(), copied_, viewTexture_, view_->colorPixelFormat(),
+                                              ContentMode::scaleToFill, ImageRotation::degrees0, false, error);
         });
     }
-    runToEnd(*copy_, file_, std::move(drawable));
+    orFail(file_, [&](NSError* error) { return copy_->encode(commandBuffer, error); });
 }
 
 void Playback::update() {

@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
+#include <ondrix/frames/FrameTexture.h>
 #include <ondrix/platform/metalkit/MTKView.h>
 #include <ondrix/platform/quartzcore/CADisplayLink.h>
 #include <ondrix/profiling/Profiler.h>
 #include <ondrix/video/RenderViewTexture.h>
 #include <ondrix/video/VideoFrameSourceDelegate.h>
-#include <ondrix/video/VideoTexture.h>
 
 #include "PlayInput.h"
 #include "tools/drawing/EffectChain.h"
@@ -26,8 +26,8 @@ namespace ondrix::tools {
 struct PlaybackFigures {
     std::int64_t frames = 0;  ///< that were drawn
     double framesPerSecond = 0;
-    double convert = 0;  ///< from a frame's pixel buffer to its texture
-    double effect = 0;   ///< from encoding the drawing to its end on the GPU
+    double convert = 0;  ///< recording the conversion of a frame
+    double effect = 0;   ///< from recording the drawing to the end of all that on the GPU
     double present = 0;  ///< bringing what was drawn to the window
 };
 
@@ -64,13 +64,13 @@ public:
     [[nodiscard]] std::int64_t droppedFrameCount() const;
 
 private:
-    class ConvertTimer;
+    class Newest;
 
     /// Calls `step` at every refresh after those that were added before; a `Failure` ends `run`, which throws it.
     void addStep(std::function<void()> step);
     void draw();
-    /// Draws through the chain and shows `drawable`.
-    void drawThroughChain(std::shared_ptr<MTLDrawable> drawable);
+    /// Records the drawing through the chain.
+    void encodeChain(MTLCommandBuffer& commandBuffer);
     void update();
     [[nodiscard]] PlaybackFigures figures() const;
 
@@ -84,19 +84,19 @@ private:
     std::vector<std::shared_ptr<CADisplayLink>> steps_;
     std::exception_ptr failure_;
     std::shared_ptr<Profiler> profiler_;
-    std::shared_ptr<ConvertTimer> convertTimer_;  ///< kept for the source, which holds it weakly
+    std::shared_ptr<Newest> newest_;  ///< kept for the source, which holds it weakly
     std::shared_ptr<MTKView> view_;
-    std::shared_ptr<VideoTexture> videoTexture_;
+    std::shared_ptr<FrameTexture> frameTexture_;
     std::shared_ptr<RenderViewTexture> viewTexture_;
     std::unique_ptr<Presentation> presentation_;
     EffectChain* chain_ = nullptr;
-    std::shared_ptr<Texture> copied_;             ///< the chain's output that `copy_` brings to the view
-    std::shared_ptr<PresentTextureEffect> copy_;  ///< null before the first drawing
+    std::shared_ptr<Texture> copied_;  ///< the chain's output that `copy_` brings to the view
+    std::shared_ptr<Pass> copy_;       ///< null before the first drawing
 
-    bool isNew_ = false;            ///< a frame came since the last drawing
-    bool isChanged_ = false;        ///< the present frame looks otherwise than it was drawn
-    bool isToBePresented_ = false;  ///< a frame was drawn since the last refresh
-    CGSize drawnSize_{};            ///< of the view at the last drawing
+    std::shared_ptr<CVPixelBuffer> newFrame_;  ///< that came since the last drawing
+    bool isChanged_ = false;                   ///< the present frame looks otherwise than it was drawn
+    bool isToBePresented_ = false;             ///< a frame was drawn since the last refresh
+    CGSize drawnSize_{};                       ///< of the view at the last drawing
     std::int64_t framesDrawn_ = 0;
     std::int64_t framesReplaced_ = 0;  ///< by a newer frame before they were drawn
     std::int64_t periodFrames_ = 0;    ///< `framesDrawn_` when the period began

@@ -16,6 +16,10 @@ namespace ondrix {
 enum class MovieFrameFormat {
     BGRA,    ///< always 'BGRA'
     native,  ///< '420v' or '420f' for 8-bit 4:2:0 in BT.709, without any conversion; 'BGRA' for everything else
+    /// The decoder's own pictures, mostly without a copy, in any format of CVPixelBuffer.h, with their colours stated
+    /// by attachments: what a `FrameTexture` shows. To be read only. Formats that aren't there come in the nearest one:
+    /// with as much chroma, or more, and up to 10 bits; alpha, and red, green and blue in 'BGRA'.
+    decoded,
 };
 
 /// Reads the pictures of a movie file, each once, in the order in which they are shown, upright, with their exact

@@ -44,12 +44,15 @@ public:
     /// Without `finish` the file is left incomplete.
     virtual ~MovieWriter() = default;
 
-    /// A frame in 'BGRA', '420v' or '420f' (BT.709) of the writer's size, with a presentation time later than the one
-    /// before. False after a failure, which `error()` tells.
+    /// A frame in 'BGRA', '420v', '420f' or 'y420' (BT.709; the last in video range) of the writer's size, with a
+    /// presentation time later than the one before. Its pixels aren't read any more when this returns. False after a
+    /// failure, which `error()` tells.
     [[nodiscard]] virtual bool append(const CMSampleBuffer& frame) = 0;
     /// Writes what is still on its way and completes the file; no frame may follow. False after a failure.
     [[nodiscard]] virtual bool finish() = 0;
     [[nodiscard]] virtual std::optional<NSError> error() const = 0;
+    /// Of frames that give it the least work: '420v', 'y420' or 'BGRA'.
+    [[nodiscard]] virtual OSType pixelFormat() const { return kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange; }
 };
 
 }  // namespace ondrix

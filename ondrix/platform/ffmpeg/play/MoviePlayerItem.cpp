@@ -39,26 +39,50 @@ constexpr double farBehind = 1;  // seconds
 /// last frame.
 constexpr double durationLeeway = 0.5;  // seconds
 
-/// Of a frame in BGRA.
 std::int64_t bytesOf(const CVPixelBuffer& frame) {
-    return CVPixelBufferGetBytesPerRow(frame) * CVPixelBufferGetHeight(frame);
+    std::int64_t bytes = 0;
+    for (std::int64_t plane = 0; CVPixelBufferGetHeightOfPlane(frame, plane) > 0; ++plane) {
+        bytes += CVPixelBufferGetBytesPerRowOfPlane(frame, plane) * CVPixelBufferGetHeightOfPlane(frame, plane);
+    }
+    return bytes;
 }
 
 class DecodingItem final : public MoviePlayerItem, public std::enable_shared_from_this<DecodingItem> {
+    using Lock = std::unique_lock<std::mutex>;
+
 public:
-    explicit DecodingItem(std::shared_ptr<MovieReader> reader);
+    DecodingItem(std::shared_ptr<MovieReader> reader, MovieFrameFormat format);
     ~DecodingItem() override;
 
-    CMTime currentTime() const override;
-    CMTime duration() const override;
-    CGSize presentationSize() const override;
+    CMTime currentTime() const override {
+        const Lock lock(mutex_);
+        checkEnd();
+        return position_.now();
+    }
+    CMTime duration() const override {
+        const Lock lock(mutex_);
+        return position_.end();
+    }
+    CGSize presentationSize() const override {
+        return {static_cast<double>(information_.width), static_cast<double>(information_.height)};
+    }
     void add(std::shared_ptr<AVPlayerItemVideoOutput> output) override;
     void remove(const std::shared_ptr<AVPlayerItemVideoOutput>& output) override;
     void setRate(double rate) override;
-    double rate() const override;
+    double rate() const override {
+        const Lock lock(mutex_);
+        checkEnd();
+        return position_.rate();
+    }
     void seek(CMTime to) override;
-    void setOnEnd(std::function<void()> onEnd) override;
-    std::optional<NSError> error() const override;
+    void setOnEnd(std::function<void()> onEnd) override {
+        const Lock lock(mutex_);
+        onEnd_.swap(onEnd);  // so that the old one is destroyed after the lock
+    }
+    std::optional<NSError> error() const override {
+        const Lock lock(mutex_);
+        return copyOf(error_);
+    }
 
     /// Starts the thread. Throws std::bad_alloc, and std::runtime_error with the reason.
     void start() {
@@ -78,7 +102,6 @@ private:
         std::shared_ptr<AVPlayerItemVideoOutput> output;
         std::int64_t next;  ///< number of the frame that it gets next
     };
-    using Lock = std::unique_lock<std::mutex>;
 
     void addOutput(std::shared_ptr<AVPlayerItemVideoOutput> output);
     void run() noexcept;
@@ -95,6 +118,7 @@ private:
     void notifyEnd() const;
 
     const std::shared_ptr<MovieReader> reader_;  ///< for the thread alone, apart from `cancel`
+    const MovieFrameFormat format_;
     const MovieInformation information_;
     const std::shared_ptr<Signal> wake_ = std::make_shared<Signal>();
 
@@ -116,8 +140,11 @@ private:
     std::thread thread_;
 };
 
-DecodingItem::DecodingItem(std::shared_ptr<MovieReader> reader)
-    : reader_(std::move(reader)), information_(reader_->information()), position_(information_.duration) {}
+DecodingItem::DecodingItem(std::shared_ptr<MovieReader> reader, MovieFrameFormat format)
+    : reader_(std::move(reader)),
+      format_(format),
+      information_(reader_->information()),
+      position_(information_.duration) {}
 
 DecodingItem::~DecodingItem() {
     {
@@ -130,28 +157,16 @@ DecodingItem::~DecodingItem() {
     if (thread_.joinable()) thread_.join();
 }
 
-CMTime DecodingItem::currentTime() const {
-    const Lock lock(mutex_);
-    checkEnd();
-    return position_.now();
-}
-
-CMTime DecodingItem::duration() const {
-    const Lock lock(mutex_);
-    return position_.end();
-}
-
-CGSize DecodingItem::presentationSize() const {
-    return {static_cast<double>(information_.width), static_cast<double>(information_.height)};
-}
-
 void DecodingItem::add(std::shared_ptr<AVPlayerItemVideoOutput> output) {
     assert(output != nullptr);
     const CVAttributes& attributes = output->pixelBufferAttributes();
     const auto format = attributes.find(kCVPixelBufferPixelFormatTypeKey);
     const auto* const value = format != attributes.end() ? std::get_if<std::int64_t>(&format->second) : nullptr;
-    if (format != attributes.end() && (value == nullptr || *value != kCVPixelFormatType_32BGRA)) {
-        logger().error("A video output gets no frames: a player has them in 'BGRA' only.");
+    const bool isBGRA = value != nullptr && *value == kCVPixelFormatType_32BGRA && format_ == MovieFrameFormat::BGRA;
+    if (format != attributes.end() && !isBGRA) {
+        logger().error("A video output gets no frames: %s.", format_ == MovieFrameFormat::BGRA
+                                                                 ? "a player has them in 'BGRA' only"
+                                                                 : "it asks for a format, and the player's is another");
         return;
     }
     try {
@@ -198,12 +213,6 @@ void DecodingItem::setRate(double rate) {
     wake_->set();
 }
 
-double DecodingItem::rate() const {
-    const Lock lock(mutex_);
-    checkEnd();
-    return position_.rate();
-}
-
 void DecodingItem::seek(CMTime to) {
     {
         const Lock lock(mutex_);
@@ -211,16 +220,6 @@ void DecodingItem::seek(CMTime to) {
         jump(position_.now());
     }
     wake_->set();
-}
-
-void DecodingItem::setOnEnd(std::function<void()> onEnd) {
-    const Lock lock(mutex_);
-    onEnd_.swap(onEnd);  // so that the old one is destroyed after the lock
-}
-
-std::optional<NSError> DecodingItem::error() const {
-    const Lock lock(mutex_);
-    return copyOf(error_);
 }
 
 void DecodingItem::jump(CMTime to) {
@@ -384,10 +383,15 @@ std::shared_ptr<MoviePlayerItem> MoviePlayerItem::create(const URL& file, NSErro
 }
 
 std::shared_ptr<MoviePlayerItem> MoviePlayerItem::create(const URL& file, const MovieOptions& options, NSError* error) {
-    auto reader = MovieReader::open(file, MovieFrameFormat::BGRA, options, error);
+    return create(file, MovieFrameFormat::BGRA, options, error);
+}
+
+std::shared_ptr<MoviePlayerItem> MoviePlayerItem::create(const URL& file, MovieFrameFormat format,
+                                                         const MovieOptions& options, NSError* error) {
+    auto reader = MovieReader::open(file, format, options, error);
     if (reader == nullptr) return nullptr;
     return ffmpeg::orReason(error, [&](std::string&) -> std::shared_ptr<MoviePlayerItem> {
-        auto item = std::make_shared<ffmpeg::DecodingItem>(std::move(reader));
+        auto item = std::make_shared<ffmpeg::DecodingItem>(std::move(reader), format);
         item->start();
         return item;
     });

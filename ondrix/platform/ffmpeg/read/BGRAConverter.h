@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include <ondrix/platform/ffmpeg/read/PictureProperties.h>
+#include <ondrix/platform/ffmpeg/read/PictureScaler.h>
 
 namespace ondrix::ffmpeg {
 
@@ -15,23 +15,8 @@ public:
                                std::string& reason);
 
 private:
-    /// What a scaler was made for.
-    struct Key {
-        int width = 0, height = 0, format = 0, targetFormat = 0;
-        AVColorSpace matrix = AVCOL_SPC_UNSPECIFIED;
-        bool isFullRange = false;
-
-        friend bool operator==(const Key&, const Key&) = default;
-    };
-
-    [[nodiscard]] bool prepareScaler(const Key& key, std::string& reason);
-
-    ScalerPointer scaler_;
-    Key key_;
+    PictureScaler scaler_;
     FramePointer planes_;  ///< green, blue and red, from which the pixels are put together
 };
-
-/// Gives `frame` a picture of this kind with memory of its own, unless it has one. Throws std::bad_alloc.
-void preparePicture(FramePointer& frame, AVPixelFormat format, int width, int height);
 
 }  // namespace ondrix::ffmpeg

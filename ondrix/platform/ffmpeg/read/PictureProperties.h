@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
+#include <ondrix/platform/corevideo/CVPixelBuffer.h>
 #include <ondrix/platform/ffmpeg/FFmpeg.h>
 
 namespace ondrix::ffmpeg {
@@ -28,5 +30,13 @@ struct PictureOrientation {
     [[nodiscard]] bool isUpright() const { return !isMirrored && clockwiseQuarters == 0; }
     [[nodiscard]] bool swapsSides() const { return clockwiseQuarters % 2 != 0; }
 };
+
+/// Of the display that a stream's pictures were made on, cd/m2 as text; empty where it doesn't say.
+[[nodiscard]] std::string peakLuminanceOf(const AVStream& stream);
+
+/// States as attachments of an upright pixel buffer what is known of the picture's colours. `peakLuminance` is that of
+/// its stream. Throws std::bad_alloc.
+void attachColours(CVPixelBuffer& buffer, const AVFrame& frame, const PictureColours& colours,
+                   PictureOrientation orientation, const std::string& peakLuminance);
 
 }  // namespace ondrix::ffmpeg

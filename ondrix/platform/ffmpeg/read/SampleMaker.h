@@ -5,17 +5,17 @@
 #include <string>
 
 #include <ondrix/platform/coremedia/CMSampleBuffer.h>
-#include <ondrix/platform/corevideo/CVPixelBufferPool.h>
 #include <ondrix/platform/corevideo/PixelBufferLock.h>
 #include <ondrix/platform/ffmpeg/MovieReader.h>
 #include <ondrix/platform/ffmpeg/read/BGRAConverter.h>
+#include <ondrix/platform/ffmpeg/read/DecoderPlanes.h>
 #include <ondrix/platform/ffmpeg/read/PictureDecoder.h>
 #include <ondrix/platform/ffmpeg/read/PictureProperties.h>
 
 namespace ondrix::ffmpeg {
 
-/// Turns decoded pictures into sample buffers: upright, '420v' and '420f' without any change to the numbers, or 'BGRA',
-/// in pixel buffers from a pool. For one thread at a time. Throws std::bad_alloc.
+/// Turns decoded pictures into sample buffers, upright: as they were decoded, as '420v' and '420f' without any change
+/// to the numbers, or in 'BGRA', in pixel buffers from a pool. For one thread at a time. Throws std::bad_alloc.
 class SampleMaker {
 public:
     /// `name` is what messages call the movie.
@@ -27,17 +27,18 @@ public:
 private:
     [[nodiscard]] std::shared_ptr<CVPixelBuffer> convert(const AVFrame& frame, const PictureColours& colours,
                                                          std::string& reason);
-    [[nodiscard]] std::shared_ptr<CVPixelBuffer> makeBuffer(std::int64_t width, std::int64_t height, OSType format);
+    [[nodiscard]] std::shared_ptr<CVPixelBuffer> convertToBGRA(const AVFrame& frame, const PictureColours& colours,
+                                                               PictureOrientation orientation, std::string& reason);
     void copyNative(const AVFrame& frame, PictureOrientation orientation, const PixelBufferLock& pixels);
 
     const AVRational timeBase_;
     const MovieFrameFormat format_;
     const PictureOrientation streamOrientation_;
+    const std::string peakLuminance_;  ///< cd/m2, as the stream says; empty where it doesn't
     const std::int64_t maximumPixels_;
     const std::string name_;
-    std::shared_ptr<CVPixelBufferPool> pool_;  ///< another one when pictures of another kind come
-    std::int64_t poolWidth_ = 0, poolHeight_ = 0;
-    OSType poolFormat_ = 0;
+    PictureBuffers buffers_;
+    DecoderPlanes planes_;
     BGRAConverter bgra_;
     FramePointer scratch_;                              ///< what isn't turned yet: BGRA, or pairs of chroma
     std::shared_ptr<CMFormatDescription> description_;  ///< of the last sample

@@ -2,6 +2,8 @@
 #include <array>
 #include <bit>
 #include <cstring>
+#include <new>
+#include <string_view>
 
 extern "C" {
 #include <libavutil/pixdesc.h>
@@ -93,8 +95,15 @@ constexpr Table rangeTable(double center, double scale, double newCenter) {
 constexpr Table lumaTable = rangeTable(0, lumaRange, 16);
 constexpr Table chromaTable = rangeTable(128, chromaRange, 128);
 
-/// The pixels of a buffer in 'BGRA', '420v' or '420f', of even sides, as rows of 4:2:0 in BT.709 and video range,
-/// chroma interleaved; each within one level of the exact value. A chroma sample is the mean of its four pixels.
+void interleave(const Byte* first, const Byte* second, Byte* target, std::int64_t count) {
+    for (std::int64_t i = 0; i < count; ++i) {
+        target[2 * i] = first[i];
+        target[2 * i + 1] = second[i];
+    }
+}
+
+/// The pixels of a buffer in 'BGRA', '420v', '420f' or 'y420', of even sides, as rows of 4:2:0 in BT.709 and video
+/// range, chroma interleaved; each within one level of the exact value. A chroma sample is the mean of its four pixels.
 class NV12Picture {
 public:
     explicit NV12Picture(CVPixelBuffer& pixelBuffer)
@@ -106,6 +115,8 @@ public:
     void copyLumaRow(std::int64_t y, std::uint8_t* row) const;
     /// Writes Cb and Cr for each pair of columns of the rows 2 `y` and 2 `y` + 1.
     void copyChromaRow(std::int64_t y, std::uint8_t* row) const;
+    /// The same apart from each other; false where they aren't stored so.
+    [[nodiscard]] bool copySeparateChromaRow(std::int64_t y, std::uint8_t* cb, std::uint8_t* cr) const;
 
 private:
     const PixelBufferLock pixels_;
@@ -140,9 +151,18 @@ void NV12Picture::copyChromaRow(std::int64_t y, std::uint8_t* row) const {
     const Byte* source = pixels_.row(y, 1);
     if (format_ == kCVPixelFormatType_420YpCbCr8BiPlanarFullRange) {
         for (std::int64_t x = 0; x < width_; ++x) row[x] = chromaTable[source[x]];
+    } else if (format_ == kCVPixelFormatType_420YpCbCr8Planar) {
+        interleave(source, pixels_.row(y, 2), row, width_ / 2);
     } else {
         std::memcpy(row, source, static_cast<std::size_t>(width_));
     }
+}
+
+bool NV12Picture::copySeparateChromaRow(std::int64_t y, std::uint8_t* cb, std::uint8_t* cr) const {
+    if (format_ != kCVPixelFormatType_420YpCbCr8Planar) return false;
+    std::memcpy(cb, pixels_.row(y, 1), static_cast<std::size_t>(width_ / 2));
+    std::memcpy(cr, pixels_.row(y, 2), static_cast<std::size_t>(width_ / 2));
+    return true;
 }
 
 constexpr int alignment = 64;  // bytes
@@ -165,7 +185,20 @@ std::string formatName(OSType format) {
 /// True for formats of pixel buffers that frames can be made from.
 bool isSupported(OSType pixelFormat) {
     return pixelFormat == kCVPixelFormatType_32BGRA || pixelFormat == kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange ||
-           pixelFormat == kCVPixelFormatType_420YpCbCr8BiPlanarFullRange;
+           pixelFormat == kCVPixelFormatType_420YpCbCr8BiPlanarFullRange ||
+           pixelFormat == kCVPixelFormatType_420YpCbCr8Planar;
+}
+
+/// How the numbers of a pixel buffer are laid out.
+AVPixelFormat formatOf(OSType pixelFormat) {
+    switch (pixelFormat) {
+        case kCVPixelFormatType_32BGRA:
+            return AV_PIX_FMT_BGR0;
+        case kCVPixelFormatType_420YpCbCr8Planar:
+            return AV_PIX_FMT_YUV420P;
+        default:
+            return AV_PIX_FMT_NV12;
+    }
 }
 
 }  // namespace
@@ -183,36 +216,68 @@ bool EncoderPicture::isYCbCr(AVPixelFormat format) {
            description->nb_components >= 3;
 }
 
-EncoderPicture::EncoderPicture(const AVCodecContext& encoder) : encoder_(encoder), frame_(makeFrame()) {
+OSType EncoderPicture::nearestFormat(AVPixelFormat format) {
+    if (format == AV_PIX_FMT_NV12) return kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange;
+    return format == AV_PIX_FMT_YUV420P ? kCVPixelFormatType_420YpCbCr8Planar : kCVPixelFormatType_32BGRA;
+}
+
+EncoderPicture::EncoderPicture(const AVCodecContext& encoder)
+    : encoder_(encoder), frame_(makeFrame()), wrapper_(makeFrame()) {
     if (encoder.pix_fmt == AV_PIX_FMT_YUV420P) chromaRow_.resize(static_cast<std::size_t>(encoder.width));
 }
 
-AVFrame& EncoderPicture::fill(CVPixelBuffer& pixelBuffer) {
-    const OSType format = CVPixelBufferGetPixelFormatType(pixelBuffer);
+AVFrame& EncoderPicture::fill(const std::shared_ptr<CVPixelBuffer>& pixelBuffer) {
+    const OSType format = CVPixelBufferGetPixelFormatType(*pixelBuffer);
     if (!isSupported(format)) {
         throw WritingFailure("frames in the pixel format " + formatName(format) + " can't be written");
     }
+    if (wrap(pixelBuffer)) return *wrapper_;
     makeWritable();
     if (encoder_.pix_fmt == AV_PIX_FMT_NV12 || encoder_.pix_fmt == AV_PIX_FMT_YUV420P) {
-        fillYCbCr(pixelBuffer);
+        fillYCbCr(*pixelBuffer);
     } else {
-        scale(pixelBuffer);
+        scale(*pixelBuffer);
     }
     return *frame_;
+}
+
+/// False where the pixel buffer has other numbers than the encoder takes, or where that would still read them later.
+bool EncoderPicture::wrap(const std::shared_ptr<CVPixelBuffer>& pixelBuffer) {
+    av_frame_unref(wrapper_.get());
+    const OSType format = CVPixelBufferGetPixelFormatType(*pixelBuffer);
+    const bool copiesAtOnce = std::string_view(encoder_.codec->name) == "libx264";
+    if (!copiesAtOnce || format != nearestFormat(encoder_.pix_fmt) || formatOf(format) != encoder_.pix_fmt)
+        return false;
+    auto lock = std::make_unique<PixelBufferLock>(pixelBuffer, kCVPixelBufferLock_ReadOnly);
+    for (int plane = 0; plane < av_pix_fmt_count_planes(encoder_.pix_fmt); ++plane) {
+        wrapper_->data[plane] = lock->bytes(plane);
+        wrapper_->linesize[plane] = static_cast<int>(lock->bytesPerRow(plane));
+    }
+    const auto release = [](void* held, std::uint8_t*) { delete static_cast<PixelBufferLock*>(held); };
+    const auto size = static_cast<std::size_t>(lock->bytesPerRow() * lock->height());
+    wrapper_->buf[0] = av_buffer_create(lock->bytes(), size, release, lock.get(), AV_BUFFER_FLAG_READONLY);
+    if (wrapper_->buf[0] == nullptr) throw std::bad_alloc();
+    (void)lock.release();
+    setProperties(*wrapper_);
+    return true;
 }
 
 /// Takes new memory where the encoder still holds that of the frame before.
 void EncoderPicture::makeWritable() {
     if (frame_->buf[0] != nullptr && av_frame_is_writable(frame_.get()) > 0) return;
     av_frame_unref(frame_.get());
-    frame_->width = encoder_.width;
-    frame_->height = encoder_.height;
-    frame_->format = encoder_.pix_fmt;
-    frame_->colorspace = encoder_.colorspace;
-    frame_->color_primaries = encoder_.color_primaries;
-    frame_->color_trc = encoder_.color_trc;
-    frame_->color_range = encoder_.color_range;
+    setProperties(*frame_);
     checkWriting("no memory for a frame", av_frame_get_buffer(frame_.get(), alignment));
+}
+
+void EncoderPicture::setProperties(AVFrame& frame) const {
+    frame.width = encoder_.width;
+    frame.height = encoder_.height;
+    frame.format = encoder_.pix_fmt;
+    frame.colorspace = encoder_.colorspace;
+    frame.color_primaries = encoder_.color_primaries;
+    frame.color_trc = encoder_.color_trc;
+    frame.color_range = encoder_.color_range;
 }
 
 void EncoderPicture::fillYCbCr(CVPixelBuffer& pixelBuffer) {
@@ -226,9 +291,10 @@ void EncoderPicture::fillYCbCr(CVPixelBuffer& pixelBuffer) {
             picture.copyChromaRow(y, row(1, y));
             continue;
         }
-        picture.copyChromaRow(y, chromaRow_.data());
         std::uint8_t* const cb = row(1, y);
         std::uint8_t* const cr = row(2, y);
+        if (picture.copySeparateChromaRow(y, cb, cr)) continue;
+        picture.copyChromaRow(y, chromaRow_.data());
         for (int x = 0, count = encoder_.width / 2; x < count; ++x) {
             cb[x] = chromaRow_[static_cast<std::size_t>(2 * x)];
             cr[x] = chromaRow_[static_cast<std::size_t>(2 * x + 1)];
@@ -238,8 +304,8 @@ void EncoderPicture::fillYCbCr(CVPixelBuffer& pixelBuffer) {
 
 void EncoderPicture::scale(CVPixelBuffer& pixelBuffer) {
     const OSType type = CVPixelBufferGetPixelFormatType(pixelBuffer);
-    const AVPixelFormat source = type == kCVPixelFormatType_32BGRA ? AV_PIX_FMT_BGR0 : AV_PIX_FMT_NV12;
-    const bool isSourceFullRange = type != kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange;
+    const AVPixelFormat source = formatOf(type);
+    const bool isSourceFullRange = nearestFormat(source) != type || source == AV_PIX_FMT_BGR0;
     scaler_.reset(sws_getCachedContext(
         scaler_.release(), encoder_.width, encoder_.height, source, encoder_.width, encoder_.height, encoder_.pix_fmt,
         SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr, nullptr, nullptr));
@@ -252,8 +318,9 @@ void EncoderPicture::scale(CVPixelBuffer& pixelBuffer) {
                              meansFullRange(encoder_.pix_fmt), 0, one, one);
 
     const PixelBufferLock pixels(pixelBuffer, kCVPixelBufferLock_ReadOnly);
-    const std::uint8_t* const planes[4] = {pixels.bytes(0), pixels.bytes(1)};
-    const int strides[4] = {static_cast<int>(pixels.bytesPerRow(0)), static_cast<int>(pixels.bytesPerRow(1))};
+    const std::uint8_t* const planes[4] = {pixels.bytes(0), pixels.bytes(1), pixels.bytes(2)};
+    int strides[4] = {};
+    for (int plane = 0; plane < 3; ++plane) strides[plane] = static_cast<int>(pixels.bytesPerRow(plane));
     sws_scale(scaler_.get(), planes, strides, 0, encoder_.height, frame_->data, frame_->linesize);
 }
 

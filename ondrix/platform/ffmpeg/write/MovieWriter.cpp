@@ -90,6 +90,7 @@ public:
         return attempt([&] { complete(); });
     }
     std::optional<NSError> error() const override { return copyOf(error_); }
+    OSType pixelFormat() const override { return EncoderPicture::nearestFormat(encoder_.context().pix_fmt); }
 
 private:
     template <typename Action>
@@ -232,7 +233,7 @@ void EncodingWriter::write(const CMSampleBuffer& frame) {
     lastTime_ = time;
     lastEncoded_ = encoded;
     hasPictures_ = true;
-    encoder_.encode(*pixelBuffer, encoded,
+    encoder_.encode(pixelBuffer, encoded,
                     std::max<std::int64_t>(1, av_rescale_q(lastDuration_, timeBase_, encoderTimeBase)));
     writeEncoded();
     if (copier_) copier_->copyBefore(time, timeBase_, [this](AVPacket& packet) { writePacket(packet); });

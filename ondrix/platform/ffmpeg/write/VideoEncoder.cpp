@@ -146,7 +146,7 @@ bool holdsTimesBeforeZero(const AVOutputFormat& format) {
 VideoEncoder::VideoEncoder(const AVOutputFormat& format, const MovieWriterSettings& settings)
     : codec_(openEncoder(format, settings)), picture_(*codec_) {}
 
-void VideoEncoder::encode(CVPixelBuffer& pixelBuffer, std::int64_t time, std::int64_t duration) {
+void VideoEncoder::encode(const std::shared_ptr<CVPixelBuffer>& pixelBuffer, std::int64_t time, std::int64_t duration) {
     AVFrame& frame = picture_.fill(pixelBuffer);
     frame.pts = time;
     frame.quality = codec_->global_quality;

@@ -25,7 +25,7 @@ public:
     [[nodiscard]] const AVCodecContext& context() const { return *codec_; }
 
     /// The picture's packet will have `duration`.
-    void encode(CVPixelBuffer& pixelBuffer, std::int64_t time, std::int64_t duration);
+    void encode(const std::shared_ptr<CVPixelBuffer>& pixelBuffer, std::int64_t time, std::int64_t duration);
     /// Makes the encoder hand out what it holds; no picture may follow.
     void drain();
     /// False when there is no packet before the next picture, or none at all after `drain`.
