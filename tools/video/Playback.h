@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include <ondrix/passes/PresentTextureEffect.h>
 #include <ondrix/platform/metalkit/MTKView.h>
 #include <ondrix/platform/quartzcore/CADisplayLink.h>
 #include <ondrix/profiling/Profiler.h>
