@@ -162,7 +162,7 @@ class ResizeFailureTest : public test::RecordingTest {};
 
 // Weights that stay behind when sizes change, and what can't be resized.
 TEST_F(ResizeFailureTest, SizesAreFollowedAndFailuresTold) {
-    const auto real = DeviceManager::shared().defaultDevice();
+    const auto real = Device::create(MTLCreateSystemDefaultDevice());
     const auto input = test::textureOf(real, test::Picture::noise(60, 40, 1));
     const auto output = real->makeTexture(6, 4, bgra, MTLTextureUsage::unknown);
     const auto effect = ResizeTextureEffect::create(real, input, output, ResizeFilter::area, nullptr);
@@ -198,7 +198,8 @@ TEST_F(ResizeFailureTest, SizesAreFollowedAndFailuresTold) {
     expectErrors({}, encode, {"Failed to encode the ResizeTexturePass: no input texture."});
     expectErrors({"Ondrix::Resize"},
                  [&] { return ResizeTexturePass::create(device, from, to, ResizeFilter::area, nullptr); },
-                 {"Failed to load the shader of the ResizeTexturePass."});
+                 {"Failed to load shader function 'Ondrix::Resize' from library.",
+                  "Failed to load the shader of the ResizeTexturePass."});
 }
 
 }  // namespace
