@@ -41,6 +41,10 @@ Task Peer::scale(std::shared_ptr<const Frame>, std::shared_ptr<Frame>, Placement
     return {};
 }
 
+Task Peer::shrink(std::shared_ptr<const Frame>, std::shared_ptr<Frame>) {
+    return {};
+}
+
 Task Peer::turnQuarter(std::shared_ptr<const Frame>, std::shared_ptr<Frame>) {
     return {};
 }

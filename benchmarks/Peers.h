@@ -27,6 +27,8 @@ public:
     /// BGRA scaled with linear interpolation to the placed rows; the other rows are filled with opaque black.
     [[nodiscard]] virtual Task scale(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output,
                                      Placement placement);
+    /// BGRA to a smaller BGRA, each pixel the mean of all that it covers.
+    [[nodiscard]] virtual Task shrink(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output);
     /// BGRA turned clockwise by a quarter, where the library moves pixels without filtering.
     [[nodiscard]] virtual Task turnQuarter(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output);
     /// The same drawn by a library that filters through any transform.

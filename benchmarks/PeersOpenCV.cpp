@@ -64,6 +64,14 @@ public:
         };
     }
 
+    Task shrink(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output) override {
+        return [input, output] {
+            cv::Mat out = wrap(*output);
+            cv::resize(wrap(*input), out, out.size(), 0, 0, cv::INTER_AREA);
+            return out.data == output->row(0);
+        };
+    }
+
     /// Rows of the output are columns of the input.
     Task turnQuarter(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output) override {
         return onStrips(*output, [input, output](int first, int end) {

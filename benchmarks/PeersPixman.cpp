@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <vector>
 
 #include <pixman.h>
 
@@ -31,6 +33,20 @@ public:
         return draw(input, output, {across, 0, 0, 0, down, -down * placement.top}, placement);
     }
 
+    /// A box for the texels and one for the pixels, at 64 places between two texels.
+    Task shrink(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output) override {
+        constexpr int placeBits = 6;
+        const double across = static_cast<double>(input->width()) / output->width();
+        const double down = static_cast<double>(input->height()) / output->height();
+        int count = 0;
+        pixman_fixed_t* const values = pixman_filter_create_separable_convolution(
+            &count, fixed(across), fixed(down), PIXMAN_KERNEL_BOX, PIXMAN_KERNEL_BOX, PIXMAN_KERNEL_BOX,
+            PIXMAN_KERNEL_BOX, placeBits, placeBits);
+        const std::vector<pixman_fixed_t> filter(values, values + count);
+        std::free(values);
+        return draw(input, output, {across, 0, 0, 0, down, 0}, whole(*output), filter);
+    }
+
     Task drawQuarter(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output) override {
         return draw(input, output, {0, 1, 0, -1, 0, static_cast<double>(input->height())}, whole(*output));
     }
@@ -51,13 +67,15 @@ private:
 
     /// Fills the placed rows of the output through a transform, and the others with bars.
     [[nodiscard]] Task draw(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output, PixelTransform t,
-                            Placement placement) const {
+                            Placement placement, const std::vector<pixman_fixed_t>& filter = {}) const {
         const pixman_transform_t transform = {
             {{fixed(t.xx), fixed(t.xy), fixed(t.x0)}, {fixed(t.yx), fixed(t.yy), fixed(t.y0)}, {0, 0, pixman_fixed_1}}};
         const auto images = wrapForThreads(*input, *output);
         for (Pair& pair : *images) {
             pixman_image_set_transform(pair.input.get(), &transform);
-            pixman_image_set_filter(pair.input.get(), PIXMAN_FILTER_BILINEAR, nullptr, 0);
+            pixman_image_set_filter(pair.input.get(),
+                                    filter.empty() ? PIXMAN_FILTER_BILINEAR : PIXMAN_FILTER_SEPARABLE_CONVOLUTION,
+                                    filter.data(), static_cast<int>(filter.size()));
             pixman_image_set_repeat(pair.input.get(), PIXMAN_REPEAT_PAD);
         }
         return [this, input, output, images, placement] {

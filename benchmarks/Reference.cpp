@@ -53,6 +53,32 @@ Frame scaled(const Frame& input, int width, int height, Placement placement) {
     return output;
 }
 
+Frame shrunk(const Frame& input, int width, int height) {
+    Frame output(width, height, 4);
+    const auto covered = [](int pixel, double ratio, int at) {
+        return std::min((pixel + 1) * ratio, at + 1.0) - std::max(pixel * ratio, static_cast<double>(at));
+    };
+    const double across = static_cast<double>(input.width()) / width,
+                 down = static_cast<double>(input.height()) / height;
+    std::vector<double> sums(static_cast<std::size_t>(input.width()) * 4);
+    for (int y = 0; y < height; ++y) {
+        std::fill(sums.begin(), sums.end(), 0.0);
+        for (int row = static_cast<int>(y * down); row < input.height() && covered(y, down, row) > 0; ++row) {
+            for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += input.row(row)[i] * covered(y, down, row);
+        }
+        for (int x = 0; x < width; ++x) {
+            double colour[4] = {};
+            for (int column = static_cast<int>(x * across); column < input.width() && covered(x, across, column) > 0;
+                 ++column) {
+                for (int c = 0; c < 4; ++c)
+                    colour[c] += sums[static_cast<std::size_t>(column * 4 + c)] * covered(x, across, column);
+            }
+            for (int c = 0; c < 4; ++c) output.row(y)[x * 4 + c] = toLevel(colour[c] / (across * down));
+        }
+    }
+    return output;
+}
+
 Frame turnedQuarter(const Frame& input) {
     Frame output(input.height(), input.width(), 4);
     for (int y = 0; y < output.height(); ++y) {

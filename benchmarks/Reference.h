@@ -14,6 +14,9 @@ namespace ondrix::benchmarks {
 /// rows of a BGRA output of the given sides; the bars are opaque black.
 [[nodiscard]] Frame scaled(const Frame& input, int width, int height, Placement placement);
 
+/// Every pixel of a smaller output is the mean of all that it covers.
+[[nodiscard]] Frame shrunk(const Frame& input, int width, int height);
+
 /// Turned clockwise by a quarter.
 [[nodiscard]] Frame turnedQuarter(const Frame& input);
 /// Every pixel of an output of the same size, with linear interpolation at its place in the input.

@@ -50,6 +50,8 @@ inline constexpr Sides uhd4K = {3840, 2160};
 [[nodiscard]] Row makeCopyRow(Bench& bench, Sides sides);
 /// An input of these sides is scaled to 1920×1080.
 [[nodiscard]] Row makeScaleRow(Bench& bench, Sides sides);
+/// A photograph of 24 megapixels as a thumbnail, by means over all that each pixel covers.
+[[nodiscard]] Row makeShrinkRow(Bench& bench);
 /// A landscape picture in a portrait output, with bars.
 [[nodiscard]] Row makeFitRow(Bench& bench);
 [[nodiscard]] Row makeQuarterTurnRow(Bench& bench);

@@ -5,6 +5,7 @@
 #include <ondrix/passes/BlitEffect.h>
 #include <ondrix/passes/PresentTextureEffect.h>
 #include <ondrix/passes/RenderPass.h>
+#include <ondrix/passes/ResizeTextureEffect.h>
 #include <ondrix/resources/ConstantBuffer.h>
 #include <ondrix/resources/Sampler.h>
 #include <ondrix/shaders/Shader.h>
@@ -77,6 +78,17 @@ Row makeScaleRow(Bench& bench, Sides sides) {
     const auto texture = makeTexture(*bench.device, *input);
     row.contenders.push_back(blit(bench, "ondrix", texture, *row.output, PassType::renderPass));
     for (const auto& peer : bench.peers) addPeer(row, peer->name(), peer->scale(input, row.output, whole));
+    return std::move(row);
+}
+
+Row makeShrinkRow(Bench& bench) {
+    auto [row, input] = makeParts(bench, {6000, 4000}, {640, 427}, 8);
+    row.reference = std::make_shared<const Frame>(shrunk(*input, 640, 427));
+    const auto output = makeTexture(*bench.device, 640, 427);
+    const auto effect = ResizeTextureEffect::create(bench.device, makeTexture(*bench.device, *input), output,
+                                                    ResizeFilter::area, nullptr);
+    row.contenders.push_back(contender("ondrix", effect, output));
+    for (const auto& peer : bench.peers) addPeer(row, peer->name(), peer->shrink(input, row.output));
     return std::move(row);
 }
 

@@ -26,6 +26,8 @@
 #include <ondrix/passes/PresentTextureEffect.h>
 #include <ondrix/passes/PresentTexturePass.h>
 #include <ondrix/passes/RenderPass.h>
+#include <ondrix/passes/ResizeTextureEffect.h>
+#include <ondrix/passes/ResizeTexturePass.h>
 #include <ondrix/platform/avfoundation/AVPlayer.h>
 #include <ondrix/platform/corevideo/PixelBufferLock.h>
 #include <ondrix/platform/metalkit/HeadlessView.h>
@@ -48,6 +50,7 @@
 #include <ondrix/types/DebugPrinting.h>
 #include <ondrix/types/ImageRotation.h>
 #include <ondrix/types/PassType.h>
+#include <ondrix/types/ResizeFilter.h>
 #include <ondrix/types/ShaderResourceType.h>
 #include <ondrix/types/ShaderType.h>
 #include <ondrix/types/Size2.h>

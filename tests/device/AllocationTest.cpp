@@ -104,10 +104,12 @@ TEST_F(Allocation, NotForEffects) {
     const auto blit = BlitEffect::create(device, source, middle, PassType::computePass, MTLPixelFormat::bgra8Unorm);
     const auto present = PresentTextureEffect::create(device, middle, target, MTLPixelFormat::bgra8Unorm,
                                                       ContentMode::scaleAspectFit, ImageRotation::degrees90, true);
+    const auto resize = ResizeTextureEffect::create(device, middle, target, ResizeFilter::lanczos, nullptr);
     const auto several = Effect::create(device);
     several->add(BlitRenderPass::create(device, source, middle, MTLPixelFormat::bgra8Unorm), "first");
     several->add(BlitRenderPass::create(device, middle, target, MTLPixelFormat::bgra8Unorm), "second");
-    for (const auto& effect : {std::shared_ptr<Effect>(blit), std::shared_ptr<Effect>(present), several}) {
+    for (const auto& effect :
+         {std::shared_ptr<Effect>(blit), std::shared_ptr<Effect>(present), std::shared_ptr<Effect>(resize), several}) {
         makeFramesAtOnce(*effect);
         const auto finished = std::make_shared<Finished>();
         effect->setDelegate(finished);

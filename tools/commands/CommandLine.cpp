@@ -21,6 +21,10 @@ const std::map<std::string, ImageRotation> rotations{{"0", ImageRotation::degree
                                                      {"90", ImageRotation::degrees90},
                                                      {"180", ImageRotation::degrees180},
                                                      {"270", ImageRotation::degrees270}};
+const std::map<std::string, ResizeFilter> filters{{"nearest", ResizeFilter::nearest},
+                                                  {"linear", ResizeFilter::linear},
+                                                  {"area", ResizeFilter::area},
+                                                  {"lanczos", ResizeFilter::lanczos}};
 
 /// The number that the whole of `text` spells in digits, when it is a side in range.
 std::optional<std::int64_t> parseSide(std::string_view text) {
@@ -60,6 +64,14 @@ void addPresentationOptions(CLI::App& command, PresentationOptions& options) {
                                           "Degrees to turn clockwise (0)")
         ->check(CLI::IsMember(rotations));
     command.add_flag("--flip", options.flip, "Mirror left to right, after the turn");
+    addFilterOption(command, options);
+}
+
+void addFilterOption(CLI::App& command, PresentationOptions& options) {
+    command
+        .add_option_function<std::string>("--filter", storeIn(options.filter, filters),
+                                          "How the size is changed (area to shrink, linear to enlarge)")
+        ->check(CLI::IsMember(filters));
 }
 
 void addPlaylistOption(CLI::App& command, bool& allowsPlaylists) {

@@ -23,15 +23,17 @@ void addCommand(CLI::App* subcommand) {
 }
 
 /// What an option with a few named values does with a name, which `CLI::IsMember(values)` has checked.
-template <class Value>
-auto storeIn(Value& variable, const std::map<std::string, Value>& values) {
+template <class Variable, class Value>
+auto storeIn(Variable& variable, const std::map<std::string, Value>& values) {
     return [&](const std::string& name) { variable = values.at(name); };
 }
 
 /// Adds --size. Any text but WIDTHxHEIGHT in range is a usage error that names the range.
 CLI::Option* addSizeOption(CLI::App& command, PictureSize& size, const std::string& description);
-/// Adds --mode, --rotate and --flip.
+/// Adds --mode, --rotate, --flip and --filter.
 void addPresentationOptions(CLI::App& command, PresentationOptions& options);
+/// Adds --filter.
+void addFilterOption(CLI::App& command, PresentationOptions& options);
 /// Adds --allow-playlists.
 void addPlaylistOption(CLI::App& command, bool& allowsPlaylists);
 /// Adds --library, --function and --trust-library; the first is returned.

@@ -27,6 +27,7 @@ public:
         options.add_option("--columns", columns_, "Frames in a row (4)")->check(CLI::Range(1, 32));
         options.add_option("--rows", rows_, "Rows of frames (3)")->check(CLI::Range(1, 32));
         addSizeOption(options, size_, "Size of one frame, 180 pixels high unless given");
+        addFilterOption(options, presentation_);
     }
 
     void run() const {
@@ -45,7 +46,7 @@ public:
 
         const auto texture = makeFrameTexture(device, input_);
         const auto drawn = session.makeOutput(cell, output_);
-        Presentation presentation(texture, drawn, MTLPixelFormat::bgra8Unorm, {}, input_);
+        Presentation presentation(texture, drawn, MTLPixelFormat::bgra8Unorm, presentation_, input_);
         Pixels sheet{MTLPixelFormat::bgra8Unorm, cell.width * columns_, cell.height * rows_, bytesPerRow, {}};
         sheet.bytes.resize(static_cast<std::size_t>(bytesPerRow * sheet.height));
 
@@ -77,6 +78,7 @@ private:
     int columns_ = 4;
     int rows_ = 3;
     PictureSize size_;  ///< of one frame on the sheet
+    PresentationOptions presentation_;
 };
 
 }  // namespace
