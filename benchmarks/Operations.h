@@ -30,6 +30,9 @@ inline constexpr Kernel kernel = {{{0.010f, 0.018f, -0.021f, 0.030f, 0.007f},
                                    {0.031f, 0.072f, 0.095f, -0.042f, 0.014f},
                                    {0.006f, -0.019f, 0.037f, 0.020f, 0.019f}}};
 
+/// What is done to video frames, for which a library needs steps of 1/64.
+inline constexpr std::array<Levels, 2> frameLevels = {Levels{80.0f / 64, -4.0f / 64}, Levels{48.0f / 64, 8.0f / 64}};
+
 /// A turn of the picture around the middle, enlarged so much that the turned picture covers an output of its own size.
 struct Turn {
     double degrees;  ///< clockwise

@@ -61,6 +61,14 @@ Task Peer::applyPointChain(std::shared_ptr<const Frame>, std::shared_ptr<Frame>)
     return {};
 }
 
+Task Peer::processNV12(std::shared_ptr<const Frame>, std::shared_ptr<const Frame>, std::shared_ptr<Frame>) {
+    return {};
+}
+
+Task Peer::showHDR(std::shared_ptr<const Frame>, std::shared_ptr<const Frame>, std::shared_ptr<Frame>) {
+    return {};
+}
+
 Task Peer::convolve(std::shared_ptr<const Frame>, std::shared_ptr<Frame>) {
     return {};
 }
@@ -87,6 +95,9 @@ std::vector<std::unique_ptr<Peer>> makePeers(Workers& workers) {
 #ifdef ONDRIX_BENCHMARKS_OPENCV
     peers.push_back(makeOpenCVPeer(workers));
 #endif
+#ifdef ONDRIX_BENCHMARKS_ZIMG
+    peers.push_back(makeZimgPeer(workers));
+#endif
     peers.push_back(std::make_unique<MemcpyPeer>(workers));
     return peers;
 }
@@ -101,6 +112,9 @@ std::vector<std::string> missingPeers() {
 #endif
 #ifndef ONDRIX_BENCHMARKS_OPENCV
     lines.emplace_back("opencv: not installed");
+#endif
+#ifndef ONDRIX_BENCHMARKS_ZIMG
+    lines.emplace_back("zimg: not installed");
 #endif
     return lines;
 }

@@ -38,6 +38,13 @@ public:
                                     PixelTransform fromOutput);
     /// `pointChain`, one call for each operation.
     [[nodiscard]] virtual Task applyPointChain(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output);
+    /// Video range NV12 scaled to the output's size, to BGRA, `frameLevels` and back. The output has one byte a pixel,
+    /// the rows of chroma after those of luma.
+    [[nodiscard]] virtual Task processNV12(std::shared_ptr<const Frame> luma, std::shared_ptr<const Frame> chroma,
+                                           std::shared_ptr<Frame> output);
+    /// P010 in PQ with the primaries of BT.2020 to BGRA in BT.709, scaled to the output's size.
+    [[nodiscard]] virtual Task showHDR(std::shared_ptr<const Frame> luma, std::shared_ptr<const Frame> chroma,
+                                       std::shared_ptr<Frame> output);
     /// The five by five neighbours of each pixel weighted by `kernel`, zero beyond the edges.
     [[nodiscard]] virtual Task convolve(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output);
 };
@@ -55,5 +62,6 @@ void fillBars(Frame& output, Placement placement, int firstRow, int endRow);
 [[nodiscard]] std::unique_ptr<Peer> makeLibyuvPeer(Workers& workers);
 [[nodiscard]] std::unique_ptr<Peer> makePixmanPeer(Workers& workers);
 [[nodiscard]] std::unique_ptr<Peer> makeOpenCVPeer(Workers& workers);
+[[nodiscard]] std::unique_ptr<Peer> makeZimgPeer(Workers& workers);
 
 }  // namespace ondrix::benchmarks

@@ -9,6 +9,7 @@
 #include <png.h>
 
 #include <ondrix/conversion/MetalTextureConverter.h>
+#include <ondrix/platform/corevideo/CVBuffer.h>
 
 namespace ondrix::benchmarks {
 
@@ -73,12 +74,13 @@ std::shared_ptr<Texture> makeTexture(Device& device, int width, int height) {
     return texture;
 }
 
-std::shared_ptr<CVPixelBuffer> makeNV12Buffer(const Frame& luma, const Frame& chroma) {
+namespace {
+
+std::shared_ptr<CVPixelBuffer> makeBuffer(const Frame& luma, const Frame& chroma, OSType format) {
     std::shared_ptr<CVPixelBuffer> buffer;
-    if (CVPixelBufferCreate(luma.width(), luma.height(), kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange, nullptr,
-                            &buffer) != kCVReturnSuccess ||
+    if (CVPixelBufferCreate(luma.width(), luma.height(), format, nullptr, &buffer) != kCVReturnSuccess ||
         CVPixelBufferLockBaseAddress(*buffer, 0) != kCVReturnSuccess) {
-        throw std::runtime_error("no NV12 buffer");
+        throw std::runtime_error("no buffer for a video frame");
     }
     const Frame* const planes[] = {&luma, &chroma};
     for (std::int64_t plane = 0; plane < 2; ++plane) {
@@ -87,6 +89,35 @@ std::shared_ptr<CVPixelBuffer> makeNV12Buffer(const Frame& luma, const Frame& ch
     }
     CVPixelBufferUnlockBaseAddress(*buffer, 0);
     return buffer;
+}
+
+}  // namespace
+
+std::shared_ptr<CVPixelBuffer> makeNV12Buffer(const Frame& luma, const Frame& chroma) {
+    return makeBuffer(luma, chroma, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange);
+}
+
+std::shared_ptr<CVPixelBuffer> makeP010Buffer(const Frame& luma, const Frame& chroma) {
+    auto buffer = makeBuffer(luma, chroma, kCVPixelFormatType_420YpCbCr10BiPlanarVideoRange);
+    CVBufferSetAttachment(*buffer, CVAttachment::TransferFunction, kCVImageBufferTransferFunction_SMPTE_ST_2084_PQ);
+    CVBufferSetAttachment(*buffer, CVAttachment::ColorPrimaries, kCVImageBufferColorPrimaries_ITU_R_2020);
+    return buffer;
+}
+
+std::shared_ptr<const Frame> readNV12(CVPixelBuffer& buffer) {
+    if (CVPixelBufferLockBaseAddress(buffer, kCVPixelBufferLock_ReadOnly) != kCVReturnSuccess) {
+        throw std::runtime_error("no pixels from a buffer");
+    }
+    const int height = static_cast<int>(CVPixelBufferGetHeight(buffer));
+    auto frame = std::make_shared<Frame>(static_cast<int>(CVPixelBufferGetWidth(buffer)), height * 3 / 2, 1);
+    for (int y = 0; y < frame->height(); ++y) {
+        const int plane = y < height ? 0 : 1;
+        const auto* bytes = static_cast<const std::uint8_t*>(CVPixelBufferGetBaseAddressOfPlane(buffer, plane));
+        std::memcpy(frame->row(y), bytes + (y - plane * height) * CVPixelBufferGetBytesPerRowOfPlane(buffer, plane),
+                    static_cast<std::size_t>(frame->width()));
+    }
+    CVPixelBufferUnlockBaseAddress(buffer, kCVPixelBufferLock_ReadOnly);
+    return frame;
 }
 
 std::shared_ptr<const Frame> read(Texture& texture) {

@@ -46,6 +46,12 @@ std::vector<NamedRow> pictureRows() {
          [](Bench& bench) { return withBounds(makeFitRow(bench), {ofFastest(0.85, 0.6)}); }},
         {"chain_1080", "NV12 1080p to BGRA to 720p to pixel buffer",
          [](Bench& bench) { return withBounds(makeChainRow(bench), {ofFastest(0.75, 0.5)}); }},
+        {"frame_4k", "NV12 4K to 1080p, two passes, to NV12",
+         [](Bench& bench) { return withBounds(makeFrameRow(bench, uhd4K), {ofFastest(0.6, 0.4)}); }},
+        {"frame_1080", "NV12 1080p, two passes, to NV12",
+         [](Bench& bench) { return withBounds(makeFrameRow(bench, hd1080), {ofFastest(0.75, 0.5)}); }},
+        {"hdr_4k", "P010 in PQ, 4K, to BGRA, 1080p",
+         [](Bench& bench) { return withBounds(makeHDRRow(bench), {ofFastest(0.5, 0.25)}); }},
         {"turn_7_degrees", "Turn by 7 degrees, 1080p",
          [](Bench& bench) { return withBounds(makeTurnRow(bench), {ofFastest(0.8, 0.5)}); }},
     };

@@ -46,6 +46,12 @@ inline constexpr Sides uhd4K = {3840, 2160};
 /// From a 1080 line video frame to a pixel buffer of 720 lines.
 [[nodiscard]] Row makeChainRow(Bench& bench);
 
+// RowsFrames.cpp
+/// An NV12 frame to 1080p, through two one-pixel passes and back to NV12, in one command buffer.
+[[nodiscard]] Row makeFrameRow(Bench& bench, Sides sides);
+/// A 4K frame in PQ shown at 1080p.
+[[nodiscard]] Row makeHDRRow(Bench& bench);
+
 // RowsPlacement.cpp
 [[nodiscard]] Row makeCopyRow(Bench& bench, Sides sides);
 /// An input of these sides is scaled to 1920×1080.

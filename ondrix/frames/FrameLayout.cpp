@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 #include <ondrix/core/Logger.h>
@@ -70,6 +72,35 @@ struct Scale {
     }
 };
 
+/// Light is counted in 10000 cd/m2, the brightest that PQ tells.
+constexpr double brightestPQ = 10000, white = 203 / brightestPQ, hybridPeak = 1000 / brightestPQ;
+
+double lightOfPQ(double number) {
+    const double root = std::pow(number, 1 / 78.84375);
+    return std::pow(std::max(root - 0.8359375, 0.0) / (18.8515625 - 18.6875 * root), 1 / 0.1593017578125);
+}
+double numberOfPQ(double light) {
+    const double power = std::pow(light, 0.1593017578125);
+    return std::pow((0.8359375 + 18.8515625 * power) / (1 + 18.6875 * power), 78.84375);
+}
+double lightOfHLG(double number) {
+    return number <= 0.5 ? number * number / 3 : (std::exp((number - 0.55991073) / 0.17883277) + 0.28466892) / 12;
+}
+double lightOfSRGB(double number) {
+    return number <= 0.04045 ? number / 12.92 : std::pow((number + 0.055) / 1.055, 2.4);
+}
+
+/// The brightest light that a display of SDR shows for light of a display of this peak: the curve of ITU-R BT.2390,
+/// black staying black.
+double toneMapped(double light, double peak) {
+    const double number = numberOfPQ(light) / numberOfPQ(peak), most = numberOfPQ(white) / numberOfPQ(peak);
+    const double knee = most * 1.5 - 0.5;
+    if (number < knee) return light;
+    const double t = std::min((number - knee) / (1 - knee), 1.0), t2 = t * t, t3 = t2 * t;
+    const double bent = (t3 * 2 - t2 * 3 + 1) * knee + (t3 - t2 * 2 + t) * (1 - knee) + (t2 * 3 - t3 * 2) * most;
+    return lightOfPQ(bent * numberOfPQ(peak));
+}
+
 }  // namespace
 
 std::optional<FrameLayout> FrameLayout::of(OSType pixelFormat) {
@@ -112,10 +143,6 @@ FrameToneConstants FrameLayout::toneConstants(const FrameColours& colours) {
     constexpr float fromBT2020[3][4] = {{1.6604910021f, -0.5876411388f, -0.0728498633f},
                                         {-0.1245504745f, 1.1328998971f, -0.0083494226f},
                                         {-0.0181507634f, -0.1005788980f, 1.1187296614f}};
-    const auto numberOfPQ = [](double light) {
-        const double power = std::pow(light, 0.1593017578125);
-        return static_cast<float>(std::pow((0.8359375 + 18.8515625 * power) / (1 + 18.6875 * power), 78.84375));
-    };
     FrameToneConstants constants{};
     constants.transfer = static_cast<std::int32_t>(colours.transfer);
     std::memcpy(constants.toBT709,
@@ -127,11 +154,21 @@ FrameToneConstants FrameLayout::toneConstants(const FrameColours& colours) {
     constants.luminance[0] = static_cast<float>(shares.red);
     constants.luminance[1] = static_cast<float>(1 - shares.red - shares.blue);
     constants.luminance[2] = static_cast<float>(shares.blue);
-    constexpr double white = 203, hybridPeak = 1000;
-    constants.white = static_cast<float>(white / 10000);
-    constants.target = numberOfPQ(white / 10000);
-    const double peak = colours.transfer == TransferFunction::HLG ? hybridPeak : double{colours.peakLuminance};
-    constants.peak = numberOfPQ(peak / 10000);
+    const bool isPQ = colours.transfer == TransferFunction::PQ, isHLG = colours.transfer == TransferFunction::HLG;
+    constexpr int lightEntries = std::size(FrameToneConstants{}.light),
+                  gainEntries = std::size(FrameToneConstants{}.gain);
+    for (int i = 0; i < lightEntries; ++i) {
+        const double number = i / double{lightEntries - 1};
+        const double light = isPQ ? lightOfPQ(number) / white : isHLG ? lightOfHLG(number) : lightOfSRGB(number);
+        constants.light[i] = static_cast<float>(light);
+    }
+    const double peak = isHLG ? hybridPeak : colours.peakLuminance / brightestPQ;
+    for (int i = 0; i < gainEntries && (isPQ || isHLG); ++i) {
+        const double place = std::max(i, 1) / double{gainEntries - 1};
+        const double light = isPQ ? lightOfPQ(place) : place * place * hybridPeak;
+        const double gain = light > 0 ? toneMapped(light, peak) / light : 1;
+        constants.gain[i] = static_cast<float>(isPQ ? gain : gain * hybridPeak / white);
+    }
     return constants;
 }
 

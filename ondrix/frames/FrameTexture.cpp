@@ -98,15 +98,23 @@ std::shared_ptr<MTLTexture> FrameTexture::convert(const std::shared_ptr<CVPixelB
     if (layout->kind != FrameLayout::Kind::planar) textures[2] = textures[1];
     textures[3] = image;
     const FrameReadConstants constants = layout->readConstants(colours);
-    const FrameToneConstants tone = isWide ? FrameLayout::toneConstants(colours) : FrameToneConstants{};
-    const FrameFunction::Bytes toneBytes{isWide ? &tone : nullptr, sizeof tone};
+    FrameFunction::Bytes toneBytes;
+    if (isWide) {
+        if (tone_ == nullptr || !(toneColours_ == colours)) {
+            tone_ = std::make_unique<FrameToneConstants>(FrameLayout::toneConstants(colours));
+            toneColours_ = colours;
+        }
+        toneBytes = {tone_.get(), sizeof *tone_};
+    }
     return function->encode(commandBuffer, textures, *image, {&constants, sizeof constants}, toneBytes) ? image
                                                                                                         : nullptr;
 }
 
 std::shared_ptr<MTLTexture> FrameTexture::freeImage(std::uint64_t width, std::uint64_t height) {
-    // Nobody can begin to use one that is held here only.
-    const auto isFree = [](const auto& image) { return image.use_count() == 1; };
+    // Nobody can begin to use one that is held here only, or shown while no command buffer needs it any more. The
+    // latter is likely to be in the caches.
+    const MTLTexture* const shown = mtlTexture().get();
+    const auto isFree = [shown](const auto& image) { return image.use_count() == (image.get() == shown ? 2 : 1); };
     const auto found = std::find_if(images_.begin(), images_.end(), [&](const auto& image) {
         return image->width() == width && image->height() == height && isFree(image);
     });

@@ -13,6 +13,7 @@ namespace ondrix {
 
 class FrameFunction;
 struct FrameLayout;
+struct FrameToneConstants;
 
 /// A texture that shows one frame of a video after the other. Frames are converted to red, green and blue as part of
 /// the caller's command buffer: nothing is committed and nothing waits. Each frame has an image of its own as long as a
@@ -57,7 +58,9 @@ private:
     void checkAttachments(const CVPixelBuffer& frame);
 
     const MTLPixelFormat pixelFormat_;
-    std::unique_ptr<FrameFunction> functions_[8];      ///< made when they are needed first
+    std::unique_ptr<FrameFunction> functions_[8];  ///< made when they are needed first
+    std::unique_ptr<FrameToneConstants> tone_;     ///< for `toneColours_`; null until frames need it
+    FrameColours toneColours_;
     std::vector<std::shared_ptr<MTLTexture>> images_;  ///< those made last, of a few sizes
     Size2<Int> size_{0, 0};                            ///< that the observers know
     std::string unknownText_;                          ///< that was logged

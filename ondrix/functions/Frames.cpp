@@ -1,5 +1,6 @@
 #include <ondrix/frames/FrameConstants.h>
-#include <ondrix/shading/Chroma.h>
+#include <ondrix/shading/Curve.h>
+#include <ondrix/shading/FixedSamples.h>
 #include <ondrix/shading/Shading.h>
 
 using namespace ondrix::shading;
@@ -9,10 +10,12 @@ namespace {
 /// Layout and weights of a frame that is read.
 struct Reading : ondrix::FrameReadConstants {
     PlaneLayout layout;
+    FixedWeights fixed;
 
     explicit Reading(const ondrix::FrameReadConstants& k)
-        : FrameReadConstants(k), layout{k.halvesWidth, k.halvesHeight, k.isCentred,
-                                        k.isSeparate,  k.unusedBits,   k.largest} {}
+        : FrameReadConstants(k),
+          layout{k.halvesWidth, k.halvesHeight, k.isCentred, k.isSeparate, k.unusedBits, k.largest},
+          fixed(k.luma, k.blue, k.red, k.offset, layout) {}
 
     ONDRIX_INLINE Float4 colour(Int lumaSample, Int sums) const {
         const Float y(lumaSample), cb(sums & 0xffff), cr(sums >> 16 & 0xffff);
@@ -29,11 +32,17 @@ constexpr NearRows chromaRows{1, 1, 1, 2};
 /// A frame with luma in texture 0 and chroma in texture 1, or Cb in 1 and Cr in 2. Any formats and sizes work; those
 /// named are fast.
 template <Format ofLuma, Format ofChroma, Sides sides>
-inline void Read(const Position& p, const Texture<0, ofLuma, Reach::own>& luma,
+inline void Read(const Stretch& p, const Texture<0, ofLuma, Reach::own>& luma,
                  const Texture<1, ofChroma, sides, chromaRows>& chroma,
                  const Texture<2, ofChroma, sides, chromaRows>& red, const Target<3>& output,
                  const Constants<ondrix::FrameReadConstants, 0, Reading>& k) {
-    output.write(p, k->colour(lumaSamples(luma.view, k->layout, p), chromaSums(chroma.view, red.view, k->layout, p)));
+    if (isFourPlainBytes(static_cast<Format>(output.view.format)))
+        return output.write(p, fixedColours(luma.view, chroma.view, red.view, k->layout, k->fixed, p));
+    for (int i = 0; i < Stretch::packs; i++) {
+        const Position pack = p.pack(i);
+        const Int sums = chromaSums(chroma.view, red.view, k->layout, pack);
+        output.write(pack, k->colour(lumaSamples(luma.view, k->layout, pack), sums));
+    }
 }
 
 /// One number a pixel.
@@ -48,51 +57,55 @@ ONDRIX_INLINE Float3 perComponent(const Float3& a, auto&& function) {
     return {function(a.x), function(a.y), function(a.z)};
 }
 
-/// Light of a number of PQ, and the other way.
-ONDRIX_INLINE Float lightOfPQ(Float number) {
-    const Float root = pow(number, 1 / 78.84375f);
-    return pow(max(root - 0.8359375f, 0) / (18.8515625f - 18.6875f * root), 1 / 0.1593017578125f);
-}
-ONDRIX_INLINE Float numberOfPQ(Float light) {
-    const Float power = pow(light, 0.1593017578125f);
-    return pow((0.8359375f + 18.8515625f * power) / (1 + 18.6875f * power), 78.84375f);
+/// The polynomial with these coefficients, the constant first; terms in pairs, so that few steps wait for each other.
+ONDRIX_INLINE Float polynomial(Float x, const float (&k)[6]) {
+    const Float square = x * x;
+    return (x * k[1] + k[0]) + square * ((x * k[3] + k[2]) + square * (x * k[5] + k[4]));
 }
 
-/// The brightest light that a display of SDR shows for light of the frame's display: the curve of ITU-R BT.2390, black
-/// staying black.
-ONDRIX_INLINE Float toneMapped(Float light, const Tone& k) {
-    const Float number = numberOfPQ(light) / k.peak, most = k.target / k.peak, knee = most * 1.5f - 0.5f;
-    const Float t = saturate((number - knee) / (Float(1) - knee)), t2 = t * t, t3 = t2 * t;
-    const Float bent = (t3 * 2 - t2 * 3 + 1) * knee + (t3 - t2 * 2 + t) * (Float(1) - knee) + (t2 * 3 - t3 * 2) * most;
-    return select(number < knee, light, lightOfPQ(bent * k.peak));
+/// Light of a number of PQ, the white of SDR being 1, as near as bytes of SDR need it: at most 0.08 levels off.
+ONDRIX_INLINE Float nearLightOfPQ(Float number) {
+    const Float root =
+        polynomial(saturate(number), {0.0615680f, 1.4760739f, -1.3792844f, 4.3689506f, -3.8795891f, 2.0017441f});
+    const Float square = root * root;
+    return square * square;
+}
+
+/// Number of SDR for light of 0...1: at most 1e-5 off, or 3.3e-4 where that suffices for bytes.
+template <bool forBytes>
+ONDRIX_INLINE Float numberOfSDR(Float light) {
+    const Float root = sqrt(light);
+    const Float number =
+        forBytes ? polynomial(root, {-0.0401118f, 1.5179829f, -1.4028826f, 2.0318527f, -1.6238874f, 0.5173691f})
+                 : polynomial(sqrt(root), {-0.0616297f, 0.1649740f, 1.2442140f, -0.5575556f, 0.2727522f, -0.0627590f});
+    return select(light <= 0.0031308f, light * 12.92f, number);
 }
 
 /// Red, green and blue of SDR in BT.709 as a display of it shows them, of the frame's numbers.
+template <bool forBytes>
 ONDRIX_INLINE Float3 narrowed(const Float3& numbers, const Tone& k) {
-    Float3 light;
-    const Float3 inRange = perComponent(numbers, [](Float a) { return saturate(a); });
-    if (k.transfer == 0) {
-        light = perComponent(
-            inRange, [](Float a) { return select(a <= 0.04045f, a / 12.92f, pow((a + 0.055f) / 1.055f, 2.4f)); });
-    } else {
-        if (k.transfer == 1) {
-            light = perComponent(inRange, lightOfPQ);
-        } else {
-            const Float3 scene = perComponent(inRange, [](Float a) {
-                return select(a <= 0.5f, a * a / 3, (exp((a - 0.55991073f) / 0.17883277f) + 0.28466892f) / 12);
-            });
-            const Float luminance = dot(scene, Float3{k.luminance[0], k.luminance[1], k.luminance[2]});
-            light = scene * (pow(luminance, 0.2f) * 0.1f);
-        }
-        const Float brightest = max(max(light.x, light.y), light.z);
-        light = light * (select(brightest > 0, toneMapped(brightest, k) / brightest, 0) / k.white);
+    Float3 light = perComponent(
+        numbers, [&](Float a) __attribute__((always_inline)) {
+            return forBytes && k.transfer == 1 ? nearLightOfPQ(a) : curve(k.light, a);
+        });
+    Float gain = 1;
+    if (k.transfer == 1) {
+        gain = curve(k.gain, max(max(numbers.x, numbers.y), numbers.z));
+    } else if (k.transfer == 2) {
+        const Float system = pow(dot(light, Float3{k.luminance[0], k.luminance[1], k.luminance[2]}), 0.2f);
+        const Float brightest = max(max(light.x, light.y), light.z) * system;
+        gain = curve(k.gain, sqrt(brightest)) * system;
     }
-    const auto row = [&](const float(&weights)[4]) {
-        return saturate(light.x * weights[0] + light.y * weights[1] + light.z * weights[2]);
+    const auto row = [&](const float(&weights)[4]) __attribute__((always_inline)) {
+        return saturate((light.x * weights[0] + light.y * weights[1] + light.z * weights[2]) * gain);
     };
-    return perComponent({row(k.toBT709[0]), row(k.toBT709[1]), row(k.toBT709[2])}, [](Float a) {
-        return select(a <= 0.0031308f, a * 12.92f, pow(a, 1 / 2.4f) * 1.055f - 0.055f);
-    });
+    return perComponent({row(k.toBT709[0]), row(k.toBT709[1]), row(k.toBT709[2])}, numberOfSDR<forBytes>);
+}
+
+ONDRIX_INLINE void writeNarrowed(const Position& p, const Float4& colour, const Target<3>& output, const Tone& k) {
+    const bool forBytes = isFourPlainBytes(static_cast<Format>(output.view.format));
+    const Float3 result = forBytes ? narrowed<true>(colour.xyz(), k) : narrowed<false>(colour.xyz(), k);
+    output.write(p, Float4{result.x, result.y, result.z, colour.w});
 }
 
 /// Like `Read`, for colours that aren't SDR in BT.709.
@@ -102,28 +115,39 @@ inline void ReadWide(const Position& p, const Texture<0, Format::r16, Reach::own
                      const Constants<ondrix::FrameReadConstants, 0, Reading>& k, const Constants<Tone, 1>& tone) {
     const Float4 colour =
         k->colour(lumaSamples(luma.view, k->layout, p), chromaSums(chroma.view, red.view, k->layout, p));
-    const Float3 result = narrowed(colour.xyz(), *tone);
-    output.write(p, Float4{result.x, result.y, result.z, 1});
+    writeNarrowed(p, colour, output, *tone);
 }
 
 inline void ReadWidePicture(const Position& p, const Texture<0, Reach::own>& picture, const Target<3>& output,
                             const Constants<Tone, 1>& tone) {
-    const Float4 colour = picture.read(p);
-    const Float3 result = narrowed(colour.xyz(), *tone);
-    output.write(p, Float4{result.x, result.y, result.z, colour.w});
+    writeNarrowed(p, picture.read(p), output, *tone);
 }
 
-using Writing = ondrix::FrameWriteConstants;
+struct Writing : ondrix::FrameWriteConstants {
+    SampleWeights ofLuma, ofBlue, ofRed;
+    detail::ChromaCells cells;
 
-ONDRIX_INLINE Float sample(const Float3& colour, const float (&weights)[4], const Writing& k) {
-    const Float value = colour.x * weights[0] + colour.y * weights[1] + colour.z * weights[2] + weights[3];
-    return floor(clamp(value, 0, k.largest) + 0.5f) * k.scale;
-}
+    explicit Writing(const ondrix::FrameWriteConstants& k)
+        : FrameWriteConstants(k),
+          ofLuma(k.luma),
+          ofBlue(k.blue),
+          ofRed(k.red),
+          cells{k.halvesWidth != 0, k.halvesHeight != 0, k.isCentred != 0} {}
 
-inline void WriteLuma(const Position& p, const Texture<0, Reach::own>& picture, const Target<1, Format::r8>& luma,
-                      const Constants<Writing, 0>& k) {
-    const Float value = sample(picture.read(p).xyz(), k->luma, *k);
-    luma.write(p, Float4{value, 0, 0, 1});
+    ONDRIX_INLINE Float sample(const Float3& colour, const float (&weights)[4]) const {
+        const Float value = colour.x * weights[0] + colour.y * weights[1] + colour.z * weights[2] + weights[3];
+        return floor(clamp(value, 0, largest) + 0.5f) * scale;
+    }
+};
+using WriteConstants = Constants<ondrix::FrameWriteConstants, 0, Writing>;
+
+inline void WriteLuma(const Stretch& p, const Texture<0, Reach::own>& picture, const Target<1, Format::r8>& luma,
+                      const WriteConstants& k) {
+    if (areFixed(picture.view, luma.view)) return writeLuma(p, picture, luma, k->ofLuma);
+    for (int i = 0; i < Stretch::packs; i++) {
+        const Position pack = p.pack(i);
+        luma.write(pack, Float4{k->sample(picture.read(pack).xyz(), k->luma), 0, 0, 1});
+    }
 }
 
 /// What a sample of chroma is made from: the same row, or two.
@@ -145,16 +169,21 @@ ONDRIX_INLINE Float3 around(const Picture& picture, Int2 at, const Writing& k) {
 }
 
 inline void WriteChroma(const Position& p, const Picture& picture, const Target<1, Format::rg8>& chroma,
-                        const Constants<Writing, 0>& k) {
+                        const WriteConstants& k) {
+    if (areFixed(picture.view, chroma.view)) return writeChroma(p, picture, chroma, k->cells, k->ofBlue, k->ofRed);
     const Float3 colour = around(picture, p, *k);
-    chroma.write(p, Float4{sample(colour, k->blue, *k), sample(colour, k->red, *k), 0, 1});
+    chroma.write(p, Float4{k->sample(colour, k->blue), k->sample(colour, k->red), 0, 1});
 }
 
-inline void WriteSeparateChroma(const Position& p, const Picture& picture, const Target<1, Format::r8>& blue,
-                                const Target<2, Format::r8>& red, const Constants<Writing, 0>& k) {
-    const Float3 colour = around(picture, p, *k);
-    blue.write(p, Float4{sample(colour, k->blue, *k), 0, 0, 1});
-    red.write(p, Float4{sample(colour, k->red, *k), 0, 0, 1});
+inline void WriteSeparateChroma(const Stretch& p, const Picture& picture, const Target<1, Format::r8>& blue,
+                                const Target<2, Format::r8>& red, const WriteConstants& k) {
+    if (areFixed(picture.view, blue.view)) return writeChroma(p, picture, blue, red, k->cells, k->ofBlue, k->ofRed);
+    for (int i = 0; i < Stretch::packs; i++) {
+        const Position pack = p.pack(i);
+        const Float3 colour = around(picture, pack, *k);
+        blue.write(pack, Float4{k->sample(colour, k->blue), 0, 0, 1});
+        red.write(pack, Float4{k->sample(colour, k->red), 0, 0, 1});
+    }
 }
 
 const FunctionTable functions{

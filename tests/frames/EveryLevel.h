@@ -144,7 +144,7 @@ protected:
     void forEach(const std::function<void(const Format&, Int, Int, FrameColours)>& work) {
         unsigned kind = 0;
         for (const Format& format : formats) {
-            for (const auto& [width, height] : {std::pair<Int, Int>{1, 1}, {3, 2}, {64, 4}, {75, 11}}) {
+            for (const auto& [width, height] : {std::pair<Int, Int>{1, 1}, {3, 2}, {192, 4}, {75, 11}}) {
                 FrameColours colours;
                 colours.matrix = static_cast<YCbCrMatrix>(kind % 3);
                 colours.range = FrameColours::rangeOf(format.type).value_or(static_cast<ColourRange>(kind % 2));

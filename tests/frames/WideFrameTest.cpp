@@ -150,6 +150,7 @@ TEST_P(WideFramesAtEveryLevel, AreShownInSDR) {
         {TransferFunction::HLG, ColourPrimaries::BT2020, 1000.f}};
     onBoth([&](const std::shared_ptr<Device>& device, bool isCompared) {
         const auto exact = FrameTexture::create(device, MTLPixelFormat::rgba32Float, nullptr);
+        const auto rounded = FrameTexture::create(device, MTLPixelFormat::bgra8Unorm, nullptr);
         const auto queue = device->mtlDevice()->makeCommandQueue();
         std::vector<std::byte> results;
         for (const auto& [transfer, primaries, peak] : kinds) {
@@ -160,9 +161,11 @@ TEST_P(WideFramesAtEveryLevel, AreShownInSDR) {
                 const auto commandBuffer = queue->makeCommandBuffer();
                 NSError error;
                 ASSERT_TRUE(exact->show(frame, *commandBuffer, &error)) << error.localizedDescription();
+                ASSERT_TRUE(rounded->show(frame, *commandBuffer, &error)) << error.localizedDescription();
                 ASSERT_TRUE(run(commandBuffer)) << commandBuffer->error()->localizedDescription();
-                const auto floats = readPixels(*exact, nullptr);
+                const auto floats = readPixels(*exact, nullptr), bytes = readPixels(*rounded, nullptr);
                 results.insert(results.end(), floats->bytes.begin(), floats->bytes.end());
+                results.insert(results.end(), bytes->bytes.begin(), bytes->bytes.end());
                 for (Int i = 0; isCompared && i < width * height; ++i) {
                     const auto expected = narrowed(numbersAt(i % width, i / width), colours);
                     float values[4];
@@ -170,6 +173,7 @@ TEST_P(WideFramesAtEveryLevel, AreShownInSDR) {
                     for (std::size_t c = 0; c < 3; ++c) {
                         EXPECT_NEAR(values[c], expected[c], 0.1 / 1023)
                             << i << " " << peak << " " << CVPixelBufferGetPixelFormatType(*frame);
+                        EXPECT_NEAR(static_cast<int>(bytes->bytes[4 * i + 2 - c]), expected[c] * 255, 1) << peak;
                     }
                 }
             });
