@@ -119,10 +119,12 @@ RowRange Step::neededRows(const Need& need, RowRange rows) const noexcept {
             inside(std::int64_t{rows.y1 - 1} * near.factor + near.below) + 1};
 }
 
-bool Step::isDone(RowRange rows, int strips) const noexcept {
+Step::StripRange Step::stripsOf(RowRange rows) const noexcept {
     rows = {std::max(rows.y0, strips_.y0), std::min(rows.y1, strips_.y1)};
-    if (rows.y0 >= rows.y1 || strips == strips_.count()) return true;
-    return upwards_ ? rows.y0 >= strips_.end(strips_.count() - 1 - strips) : rows.y1 <= strips_.begin(strips);
+    if (rows.y0 >= rows.y1) return {};
+    const int first = (rows.y0 - strips_.y0) / strips_.rows, last = (rows.y1 - 1 - strips_.y0) / strips_.rows;
+    const int count = strips_.count();
+    return upwards_ ? StripRange{count - 1 - last, count - first} : StripRange{first, last + 1};
 }
 
 void Step::work(RowRange rows, void* scratch) const {

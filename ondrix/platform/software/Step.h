@@ -24,6 +24,11 @@ public:
         bool read;            ///< it is read here
     };
 
+    /// The strips first <= strip < end; none when first >= end.
+    struct StripRange {
+        int first = 0, end = 0;
+    };
+
     /// Takes the command, and as many dispatches after it as can be in its group.
     void begin(Command& command, ExecutionContext& context);
     /// Gets everything ready that doesn't depend on pixels; once. False when it can't run strip by strip.
@@ -42,8 +47,8 @@ public:
     [[nodiscard]] RowRange stripRows(int strip) const noexcept;
     /// The rows of the texture of a need that work on these rows of the step touches.
     [[nodiscard]] RowRange neededRows(const Need& need, RowRange rows) const noexcept;
-    /// Whether these rows are done, or left out, when the first `strips` strips are done.
-    [[nodiscard]] bool isDone(RowRange rows, int strips) const noexcept;
+    /// The strips that work on these rows, in the order of the work; none for rows that are left out.
+    [[nodiscard]] StripRange stripsOf(RowRange rows) const noexcept;
     void work(RowRange rows, void* scratch) const;
 
     [[nodiscard]] Command* last() const noexcept;
