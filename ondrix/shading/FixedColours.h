@@ -270,6 +270,19 @@ ONDRIX_INLINE void fixedStretch(const TextureView& luma, const TextureView& firs
 
 #endif
 
+/// Pack by pack.
+[[gnu::noinline]] inline StretchBytes generalStretch(TextureView luma, TextureView first, TextureView second,
+                                                     PlaneLayout layout, FixedWeights k, int x, int y, int count) {
+    const Stretch p(x, y, count);
+    StretchBytes colours{{}, Format::bgra8};
+    for (int i = 0; i < Stretch::packs; i++) {
+        const Position pack = p.pack(i);
+        if (pack.count == 0) break;
+        colours.packs[i] = fixedColours(lumaSamples(luma, layout, pack), chromaSums(first, second, layout, pack), k);
+    }
+    return colours;
+}
+
 }  // namespace detail
 
 /// The opaque colours of a stretch of a frame; `first` and `second` as for `chromaSums`.
@@ -301,12 +314,8 @@ ONDRIX_INLINE StretchBytes fixedColours(const TextureView& luma, const TextureVi
         }
     }
 #endif
-    for (int i = 0; i < Stretch::packs; i++) {
-        const Position pack = p.pack(i);
-        colours.packs[i] = pack.count == 0 ? Int(0)
-                                           : detail::fixedColours(lumaSamples(luma, layout, pack),
-                                                                  chromaSums(first, second, layout, pack), k);
-    }
+    const StretchBytes general = detail::generalStretch(luma, first, second, layout, k, p.x, p.y, p.count);
+    for (int i = 0; i < Stretch::packs; i++) colours.packs[i] = general.packs[i];
     return colours;
 }
 
