@@ -32,16 +32,24 @@ constexpr NearRows chromaRows{1, 1, 1, 2};
 /// A frame with luma in texture 0 and chroma in texture 1, or Cb in 1 and Cr in 2. Any formats and sizes work; those
 /// named are fast.
 template <Format ofLuma, Format ofChroma, Sides sides>
-inline void Read(const Stretch& p, const Texture<0, ofLuma, Reach::own>& luma,
+inline void Read(const WholeRows& rows, const Texture<0, ofLuma, Reach::own>& luma,
                  const Texture<1, ofChroma, sides, chromaRows>& chroma,
                  const Texture<2, ofChroma, sides, chromaRows>& red, const Target<3>& output,
                  const Constants<ondrix::FrameReadConstants, 0, Reading>& k) {
-    if (isFourPlainBytes(static_cast<Format>(output.view.format)))
-        return output.write(p, fixedColours(luma.view, chroma.view, red.view, k->layout, k->fixed, p));
-    for (int i = 0; i < Stretch::packs; i++) {
-        const Position pack = p.pack(i);
-        const Int sums = chromaSums(chroma.view, red.view, k->layout, pack);
-        output.write(pack, k->colour(lumaSamples(luma.view, k->layout, pack), sums));
+    const PlaneLayout& layout = k->layout;
+    const bool isFixed = isFourPlainBytes(static_cast<Format>(output.view.format));
+    if (isFixed && writeFixedColours(rows, luma.view, chroma.view, red.view, layout, k->fixed, output)) return;
+    for (int y = rows.y; y < rows.y + rows.rows; y++) {
+        for (int x = 0; x < rows.count; x += lanes::count) {
+            const Position p{x, y, rows.count - x < lanes::count ? rows.count - x : lanes::count};
+            ONDRIX_CHECK(checks::startPixel(x, y);)
+            const Int sample = lumaSamples(luma.view, layout, p), sums = chromaSums(chroma.view, red.view, layout, p);
+            if (isFixed) {
+                output.write(p, texelFromBytes(detail::fixedColours(sample, sums, k->fixed), Format::bgra8));
+            } else {
+                output.write(p, k->colour(sample, sums));
+            }
+        }
     }
 }
 

@@ -227,87 +227,120 @@ struct RowsAtEdge {
     alignas(64) std::uint8_t luma[2 * Stretch::pixels];
     std::uint8_t chroma[4][4 * most];
 
-    [[gnu::noinline]] FrameRows of(FrameRows rows, const Stretch& p, int lumaWidth, int lumaSize, int width, int size,
+    [[gnu::noinline]] FrameRows of(FrameRows rows, int x, int lumaWidth, int lumaSize, int width, int size,
                                    bool isSeparate) {
-        copyClamped(luma, rows.luma, lumaSize, lumaWidth, p.x, Stretch::pixels);
+        copyClamped(luma, rows.luma, lumaSize, lumaWidth, x, Stretch::pixels);
         for (int plane = 0; plane < (isSeparate ? 2 : 1); plane++) {
-            copyClamped(chroma[plane], rows.near[plane], size, width, p.x / 2 - 1, most);
-            copyClamped(chroma[plane + 2], rows.far[plane], size, width, p.x / 2 - 1, most);
+            copyClamped(chroma[plane], rows.near[plane], size, width, x / 2 - 1, most);
+            copyClamped(chroma[plane + 2], rows.far[plane], size, width, x / 2 - 1, most);
         }
         return {luma, {chroma[0] + size, chroma[1] + size}, {chroma[2] + size, chroma[3] + size}};
     }
 };
 
-/// A stretch that begins inside the frame.
-template <class Element, bool isSeparate>
-ONDRIX_INLINE void fixedStretch(const TextureView& luma, const TextureView& first, const TextureView& second,
-                                const PlaneLayout& layout, const FixedWeights& k, const Stretch& p, Int* packs) {
-    constexpr int size = sizeof(Element), ofChroma = isSeparate ? size : 2 * size;
-    const auto line = [&](const TextureView& view, int y) __attribute__((always_inline)) {
-        return view.bytes + (y < 0 ? 0 : y < view.height ? y : view.height - 1) * view.bytesPerRow;
+/// A row of a frame, and where its pixels go.
+struct FrameRow {
+    FrameRows rows;  ///< chroma from its first sample on
+    int lumaWidth, chromaWidth;
+    std::uint8_t* pixels;
+    int count;  ///< pixels, all inside the frame
+    bool isBlueFirst, streaming;
+};
+
+template <class Kind>
+[[gnu::noinline]] inline void fixedRow(FrameRow row, FixedWeights k, PlaneLayout layout) {
+    constexpr int size = sizeof(typename Kind::Element), ofChroma = Kind::isSeparate ? size : 2 * size;
+    const FrameRows& rows = row.rows;
+    const auto stretch = [&](const FrameRows& from, std::uint8_t* to, bool streaming) __attribute__((always_inline)) {
+        Int packs[Stretch::packs];
+        fixedStretch<Kind>(from, k, layout, packs);
+        for (int i = 0; i < Stretch::packs; i++) {
+            const Int words = row.isBlueFirst ? packs[i] : swapRedAndBlue(packs[i]);
+            std::uint8_t* const pixels = to + 4 * lanes::count * i;
+            streaming ? lanes::streamWords(pixels, words.v) : lanes::storeWords(pixels, words.v);
+        }
     };
-    const int near = layout.halvesHeight != 0 ? p.y >> 1 : p.y;
-    const int far = layout.halvesHeight == 0 ? near : (p.y & 1) != 0 ? near + 1 : near - 1;
-    const std::int64_t at = p.x / 2, offset = ofChroma * at;
-    FrameRows rows{line(luma, p.y), {line(first, near), line(second, near)}, {line(first, far), line(second, far)}};
-    RowsAtEdge edge;
-    if (__builtin_expect(at > 0 && at + 2 * lanes::count < first.width && p.x + Stretch::pixels <= luma.width, true)) {
-        rows = {rows.luma + size * std::int64_t{p.x},
-                {rows.near[0] + offset, rows.near[1] + offset},
-                {rows.far[0] + offset, rows.far[1] + offset}};
-    } else {
-        rows = edge.of(rows, p, luma.width, size, first.width, ofChroma, isSeparate);
+    const auto atEdge = [&](int x) __attribute__((always_inline)) {
+        RowsAtEdge edge;
+        alignas(64) std::uint8_t pixels[4 * Stretch::pixels];
+        const int count = row.count - x < Stretch::pixels ? row.count - x : Stretch::pixels;
+        stretch(edge.of(rows, x, row.lumaWidth, size, row.chromaWidth, ofChroma, Kind::isSeparate), pixels, false);
+        std::memcpy(row.pixels + 4 * std::int64_t{x}, pixels, 4 * static_cast<std::size_t>(count));
+    };
+    for (int x = 0; x < row.count; x += Stretch::pixels) {
+        const std::int64_t luma = std::int64_t{size} * x, chroma = std::int64_t{ofChroma} * (x / 2);
+        const bool isInside = x > 0 && x / 2 + 2 * lanes::count < row.chromaWidth && x + Stretch::pixels <= row.count;
+        if (__builtin_expect(!isInside, false)) {
+            atEdge(x);
+            continue;
+        }
+        const FrameRows from{rows.luma + luma,
+                             {rows.near[0] + chroma, rows.near[1] + chroma},
+                             {rows.far[0] + chroma, rows.far[1] + chroma}};
+        std::uint8_t* const to = row.pixels + 4 * std::int64_t{x};
+        for (int i = 0; i < Stretch::packs && !row.streaming; i++) lanes::fetchToWrite(to + 4 * lanes::count * i);
+        stretch(from, to, row.streaming);
     }
+}
+
+/// Chooses by what is not known of a frame yet.
+template <class Element, bool isSeparate>
+inline void fixedRow(const FrameRow& row, const FixedWeights& k, const PlaneLayout& layout) {
     if (layout.isCentred != 0) {
-        if (!isSeparate && k.redFirst)
-            return fixedStretch<FrameKind<Element, isSeparate, true, true>>(rows, k, layout, packs);
-        return fixedStretch<FrameKind<Element, isSeparate, true, false>>(rows, k, layout, packs);
+        if (!isSeparate && k.redFirst) return fixedRow<FrameKind<Element, isSeparate, true, true>>(row, k, layout);
+        return fixedRow<FrameKind<Element, isSeparate, true, false>>(row, k, layout);
     }
-    if (!isSeparate && k.redFirst)
-        return fixedStretch<FrameKind<Element, isSeparate, false, true>>(rows, k, layout, packs);
-    fixedStretch<FrameKind<Element, isSeparate, false, false>>(rows, k, layout, packs);
+    if (!isSeparate && k.redFirst) return fixedRow<FrameKind<Element, isSeparate, false, true>>(row, k, layout);
+    fixedRow<FrameKind<Element, isSeparate, false, false>>(row, k, layout);
 }
 
 #endif
 
 }  // namespace detail
 
-/// The opaque colours of a stretch of a frame; `first` and `second` as for `chromaSums`.
-ONDRIX_INLINE StretchBytes fixedColours(const TextureView& luma, const TextureView& first, const TextureView& second,
-                                        const PlaneLayout& layout, const FixedWeights& k, const Stretch& p) {
-    StretchBytes colours;
-    colours.format = Format::bgra8;
+/// The opaque colours of rows of a frame, for a target of `isFourPlainBytes`; `first` and `second` as for `chromaSums`.
+/// False, and nothing is written, where the planes are none of those that this is for.
+template <class Target>
+inline bool writeFixedColours([[maybe_unused]] const WholeRows& p, [[maybe_unused]] const TextureView& luma,
+                              [[maybe_unused]] const TextureView& first, [[maybe_unused]] const TextureView& second,
+                              [[maybe_unused]] const PlaneLayout& layout, [[maybe_unused]] const FixedWeights& k,
+                              [[maybe_unused]] const Target& target) {
 #if !defined(ONDRIX_PLAIN)
-    if (layout.halvesWidth != 0 && second.format == first.format && p.y < luma.height && p.x < luma.width) {
-        const auto isAll = [&](Format ofLuma, Format ofChroma, bool isSeparate) __attribute__((always_inline)) {
-            return (layout.isSeparate != 0) == isSeparate && luma.format == static_cast<std::uint32_t>(ofLuma) &&
-                   first.format == static_cast<std::uint32_t>(ofChroma);
+    const bool isSeparate = layout.isSeparate != 0, areWords = isWords(static_cast<Format>(luma.format));
+    const Format ofLuma = areWords ? Format::r16 : Format::r8;
+    const Format ofChroma = isSeparate ? ofLuma : areWords ? Format::rg16 : Format::rg8;
+    const auto is = [](const TextureView& view, Format format) {
+        return view.format == static_cast<std::uint32_t>(format);
+    };
+    if (layout.halvesWidth == 0 || !is(luma, ofLuma) || !is(first, ofChroma) || !is(second, ofChroma) ||
+        p.count > luma.width || p.y + p.rows > luma.height)
+        return false;
+    for (int y = p.y; y < p.y + p.rows; y++) {
+        const auto line = [](const TextureView& view, int at) {
+            return view.bytes + std::clamp(at, 0, view.height - 1) * view.bytesPerRow;
         };
-        if (isAll(Format::r8, Format::rg8, false)) {
-            detail::fixedStretch<std::uint8_t, false>(luma, first, second, layout, k, p, colours.packs);
-            return colours;
-        }
-        if (isAll(Format::r8, Format::r8, true)) {
-            detail::fixedStretch<std::uint8_t, true>(luma, first, second, layout, k, p, colours.packs);
-            return colours;
-        }
-        if (isAll(Format::r16, Format::rg16, false)) {
-            detail::fixedStretch<std::uint16_t, false>(luma, first, second, layout, k, p, colours.packs);
-            return colours;
-        }
-        if (isAll(Format::r16, Format::r16, true)) {
-            detail::fixedStretch<std::uint16_t, true>(luma, first, second, layout, k, p, colours.packs);
-            return colours;
+        const int near = layout.halvesHeight != 0 ? y >> 1 : y;
+        const int far = layout.halvesHeight == 0 ? near : (y & 1) != 0 ? near + 1 : near - 1;
+        const detail::FrameRow row{
+            {line(luma, y), {line(first, near), line(second, near)}, {line(first, far), line(second, far)}},
+            luma.width,
+            first.width,
+            target.view.bytes + y * target.view.bytesPerRow,
+            p.count,
+            isBlueFirst(static_cast<Format>(target.view.format)),
+            target.streaming};
+        if (areWords) {
+            isSeparate ? detail::fixedRow<std::uint16_t, true>(row, k, layout)
+                       : detail::fixedRow<std::uint16_t, false>(row, k, layout);
+        } else {
+            isSeparate ? detail::fixedRow<std::uint8_t, true>(row, k, layout)
+                       : detail::fixedRow<std::uint8_t, false>(row, k, layout);
         }
     }
+    return true;
+#else
+    return false;
 #endif
-    for (int i = 0; i < Stretch::packs; i++) {
-        const Position pack = p.pack(i);
-        colours.packs[i] = pack.count == 0 ? Int(0)
-                                           : detail::fixedColours(lumaSamples(luma, layout, pack),
-                                                                  chromaSums(first, second, layout, pack), k);
-    }
-    return colours;
 }
 
 }  // namespace ondrix::shading
