@@ -27,7 +27,7 @@ public:
     /// BGRA scaled with linear interpolation to the placed rows; the other rows are filled with opaque black.
     [[nodiscard]] virtual Task scale(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output,
                                      Placement placement);
-    /// BGRA to a smaller BGRA, each pixel the mean of all that it covers.
+    /// BGRA to a smaller BGRA, each pixel the mean of all that it covers. For libraries that leave out no texel.
     [[nodiscard]] virtual Task shrink(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output);
     /// BGRA turned clockwise by a quarter, where the library moves pixels without filtering.
     [[nodiscard]] virtual Task turnQuarter(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output);

@@ -95,19 +95,6 @@ public:
         };
     }
 
-    /// Its boxes are means only where a side is divided by 2 or 4; elsewhere it leaves rows and columns out.
-    Task shrink(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output) override {
-        return [this, input, output] {
-            workers_.forRows(output->height(), [&](const Workers::Share& share) {
-                const auto [thread, first, end] = share;
-                libyuv::ARGBScaleClip(input->row(0), input->bytesPerRow(), input->width(), input->height(),
-                                      output->row(0), output->bytesPerRow(), output->width(), output->height(), 0,
-                                      first, output->width(), end - first, libyuv::kFilterBox);
-            });
-            return true;
-        };
-    }
-
     /// Rows of the output are columns of the input.
     Task turnQuarter(std::shared_ptr<const Frame> input, std::shared_ptr<Frame> output) override {
         return [this, input, output] {
