@@ -47,7 +47,8 @@ struct Outcome {
     bool add(const std::shared_ptr<CVPixelBuffer>& pixels) {
         if (!pixels) return false;
         const PixelBufferLock lock(*pixels, kCVPixelBufferLock_ReadOnly);
-        for (Int y = 0; y < lock.height(); ++y) result.append(reinterpret_cast<const char*>(lock.row(y, 0)), 4 * 64);
+        const auto row = static_cast<std::size_t>(lock.width() * (CVPixelBufferIsPlanar(*pixels) ? 1 : 4));
+        for (Int y = 0; y < lock.height(); ++y) result.append(reinterpret_cast<const char*>(lock.row(y, 0)), row);
         return true;
     }
     bool failed(std::optional<NSError> reason) {
@@ -97,8 +98,8 @@ struct Program {
     bool loadPNG(Outcome& outcome) const { return load(png, outcome); }
     bool loadJPEG(Outcome& outcome) const { return load(jpeg, outcome); }
 
-    bool read(Outcome& outcome) const {
-        const auto reader = MovieReader::open(movie, MovieFrameFormat::BGRA, &outcome.error);
+    bool read(Outcome& outcome, MovieFrameFormat format) const {
+        const auto reader = MovieReader::open(movie, format, &outcome.error);
         if (!reader) return false;
         for (int index = 0; index < 4; ++index) {
             if (index == 3 && !reader->seek(CMTimeMake(7, 25))) return outcome.failed(reader->error());
@@ -186,7 +187,10 @@ TEST(MediaOutOfMemory, InARound) {
     const std::pair<const char*, Round> rounds[] = {
         {"PNG file", [](Program& program, Outcome& outcome) { return program.loadPNG(outcome); }},
         {"JPEG file", [](Program& program, Outcome& outcome) { return program.loadJPEG(outcome); }},
-        {"reading a movie", [](Program& program, Outcome& outcome) { return program.read(outcome); }},
+        {"reading a movie",
+         [](Program& program, Outcome& outcome) { return program.read(outcome, MovieFrameFormat::BGRA); }},
+        {"reading its planes",
+         [](Program& program, Outcome& outcome) { return program.read(outcome, MovieFrameFormat::decoded); }},
         {"writing a movie", [](Program& program, Outcome& outcome) { return program.write(outcome); }},
         {"playing a movie", [](Program& program, Outcome& outcome) { return program.play(outcome); }},
     };

@@ -14,8 +14,9 @@
 namespace ondrix::tools {
 namespace {
 
-/// In each of two queues, beside the one in the hands of each thread: what is decoded, and what is drawn.
-constexpr std::size_t framesOnTheirWay = 4;
+/// In each of two queues, beside the one in the hands of each thread: what is decoded, and what is drawn, for which the
+/// GPU holds more.
+constexpr std::size_t decodedFrames = 4, drawnFrames = 2;
 constexpr std::int64_t bytesOnTheirWay = std::int64_t{100} << 20;
 constexpr std::chrono::milliseconds interruptionPause(100);  // how long an interruption may go unnoticed
 
@@ -37,8 +38,8 @@ VideoJob::VideoJob(Parts parts)
     : parts_(std::move(parts)),
       placesNothing_(parts_.presentation.options().changesNothing() && parts_.chain.isEmpty()),
       outputSize_{parts_.chain.output()->width(), parts_.chain.output()->height()},
-      decoded_(framesOnTheirWay, bytesOnTheirWay),
-      drawn_(framesOnTheirWay, bytesOnTheirWay) {}
+      decoded_(decodedFrames, bytesOnTheirWay),
+      drawn_(drawnFrames, bytesOnTheirWay) {}
 
 VideoJob::~VideoJob() {
     parts_.input.cancel();
