@@ -126,20 +126,21 @@ TEST_F(Allocation, NotForEffects) {
     }
 }
 
-// NV12 to a texture, drawn into another, and back to NV12.
+// NV12 to a texture, drawn into another, and back to NV12. A pool would take one piece of memory for each frame.
 TEST_F(Allocation, NotForFrames) {
     constexpr OSType nv12 = kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange;
     const auto input = FrameTexture::create(device, MTLPixelFormat::bgra8Unorm, nullptr);
     const auto writer = FrameWriter::create(device, nv12, {}, nullptr);
     const auto place = PlaceTextureEffect::create(device, input, target, MTLPixelFormat::bgra8Unorm,
                                                   ContentMode::scaleAspectFit, ImageRotation::degrees0, false, nullptr);
-    std::shared_ptr<CVPixelBuffer> frame;
+    std::shared_ptr<CVPixelBuffer> frame, written;
     ASSERT_EQ(CVPixelBufferCreate(640, 360, nv12, nullptr, &frame), kCVReturnSuccess);
+    ASSERT_EQ(CVPixelBufferCreate(500, 320, nv12, nullptr, &written), kCVReturnSuccess);
     const auto queue = device->mtlDevice()->makeCommandQueue();
     const int taken = inFrames(200, [&] {
         const auto commandBuffer = queue->makeCommandBuffer();
         ASSERT_TRUE(input->show(frame, *commandBuffer, nullptr) && place->encode(*commandBuffer));
-        ASSERT_NE(writer->write(*target, *commandBuffer, nullptr), nullptr);
+        ASSERT_TRUE(writer->write(*target, written, *commandBuffer, nullptr));
         commandBuffer->commit();
         commandBuffer->waitUntilCompleted();
     });

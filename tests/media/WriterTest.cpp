@@ -70,16 +70,42 @@ TEST_F(WriterTest, WritesEachFormatWithItsEncoder) {
         {"mkv", "h264", 0.001, 4}, {"mov", "h264", 0, 4}, {"webm", "vp9", 0.001, 4},
         {"avi", "mpeg4", 0, 12},   {"ts", "h264", 0, 4},  {"gif", "gif", 0.01, 45},
     };
-    for (const auto& [ending, codec, tick, tolerance] : formats) {
-        SCOPED_TRACE(ending);
+    constexpr OSType y420 = kCVPixelFormatType_420YpCbCr8Planar;
+    const std::uint8_t colour[] = {40, 120, 230, 255}, samples420[] = {134, 82, 180};
+    for (const auto& [entry, format] : {std::pair(0, bgra),
+                                        {1, bgra},
+                                        {2, bgra},
+                                        {3, bgra},
+                                        {4, bgra},
+                                        {5, bgra},
+                                        {0, v420},
+                                        {0, y420},
+                                        {2, v420},
+                                        {2, y420},
+                                        {3, v420},
+                                        {3, y420},
+                                        {5, y420}}) {
+        const auto& [ending, codec, tick, tolerance] = formats[entry];
+        SCOPED_TRACE(ending + std::to_string(format));
         MovieWriterSettings rate = settings();
         rate.frameRate = 25;
         rate.container = ending;
-        const auto orange = noise(width, height, bgra);
-        const std::uint8_t colour[] = {40, 120, 230, 255};
-        forEachElement(*orange, 0, 4, [&](std::uint8_t* pixel, Int, Int) { std::copy_n(colour, 4, pixel); });
+        const auto orange = noise(width, height, format);
+        const auto fill = [&orange = orange, &colour, &samples420](bool isOrange) {
+            for (Int plane = 0; CVPixelBufferGetHeightOfPlane(*orange, plane) > 0; ++plane) {
+                const Int size = bytesPerElement(orange, plane);
+                const std::uint8_t* const from = size == 4 ? colour : samples420 + plane;
+                forEachElement(*orange, plane, size, [&](std::uint8_t* element, Int, Int) {
+                    for (Int i = 0; i < size; ++i) element[i] = isOrange ? from[i] : 0;
+                });
+            }
+        };
         const auto writer = create("movie", rate);
-        for (int i = 0; i < 10; ++i) EXPECT_TRUE(append(*writer, CMTimeMake(i, 25), CMTimeMake(1, 25), orange));
+        for (int i = 0; i < 10; ++i) {
+            fill(true);
+            EXPECT_TRUE(append(*writer, CMTimeMake(i, 25), CMTimeMake(1, 25), orange));
+            fill(false);  // it isn't read any more
+        }
         ASSERT_TRUE(writer->finish());
         const auto reader = open(path("movie"));
         EXPECT_EQ(reader->information().codec, codec);

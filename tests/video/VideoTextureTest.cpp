@@ -139,6 +139,9 @@ TEST_F(VideoTextureTest, OwnImagesKeepTheirPicturesAndNeverWait) {
     EXPECT_THAT(made, testing::Contains(testing::HasSubstr("commit")));
     EXPECT_THAT(made, testing::Not(testing::Contains(testing::HasSubstr("waitUntilCompleted"))));
     EXPECT_EQ(video->size(), (Size2<Int>{6, 4}));
+    mtlDevice->refused = {"makeCommandBuffer"};
+    video->videoFrameSource(*source, nv12);
+    EXPECT_THAT(takeMessages(), ElementsAre("Failed to create the command buffer for a video's frame."));
     expectErrors({"makeCommandQueue"}, [&] { return VideoTexture::create(device, bgra, nullptr, nullptr); },
                  {"Failed to create the command queue for a video's frames."});
 }
