@@ -27,7 +27,10 @@ TEST(PixelFormat, HasTheLayoutThatItsNameStates) {
         const bool isUnorm = type == MTLComponentType::unorm8 || type == MTLComponentType::unorm16;
         EXPECT_EQ(info->name, "MTLPixelFormat" + components + std::to_string(bits) + (isUnorm ? "Unorm" : "Float") +
                                   (info->sRGB ? "_sRGB" : ""));
-        EXPECT_EQ(bits, type == MTLComponentType::unorm8 ? 8 : type == MTLComponentType::float32 ? 32 : 16) << info->name;
+        EXPECT_EQ(bits, type == MTLComponentType::unorm8    ? 8
+                        : type == MTLComponentType::float32 ? 32
+                                                            : 16)
+            << info->name;
     }
     EXPECT_EQ(description(MTLPixelFormat::bgra8Unorm), "MTLPixelFormatBGRA8Unorm (80)");
     EXPECT_EQ(description(static_cast<MTLPixelFormat>(999)), "MTLPixelFormat (999)");
