@@ -172,8 +172,9 @@ TEST_P(WideFramesAtEveryLevel, AreShownInSDR) {
                     std::memcpy(values, floats->bytes.data() + 16 * i, 16);
                     for (std::size_t c = 0; c < 3; ++c) {
                         EXPECT_NEAR(values[c], expected[c], 0.1 / 1023)
-                            << i << " " << peak << " " << CVPixelBufferGetPixelFormatType(*frame);
-                        EXPECT_NEAR(static_cast<int>(bytes->bytes[4 * i + 2 - c]), expected[c] * 255, 1) << peak;
+                            << i << " " << colours.peakLuminance << " " << CVPixelBufferGetPixelFormatType(*frame);
+                        EXPECT_NEAR(static_cast<int>(bytes->bytes[4 * i + 2 - c]), expected[c] * 255, 1)
+                            << colours.peakLuminance;
                     }
                 }
             });
